@@ -1,0 +1,358 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "ZEMU-path.h"
+
+namespace {
+
+ZEMU_allpath make_allpath(int start, int end, int saddle, int start_type, int end_type, int saddle_type,
+                          int sx = 0, int sy = 0, int sz = 0, int ex = 0, int ey = 0, int ez = 0) {
+    ZEMU_allpath ap;
+    ZEMU_assign_allpath(&ap, start, end, saddle, start_type, end_type, saddle_type, 2.5, sx, sy, sz, ex, ey, ez,
+                        0.1, 0.2, 0.7);
+    return ap;
+}
+
+ZEMU_path make_path(int start, int end, int start_type, int end_type, int saddle_type, double saddle_energy) {
+    ZEMU_path p;
+    ZEMU_init_path(&p);
+    p.start = start;
+    p.end = end;
+    p.start_type = start_type;
+    p.end_type = end_type;
+    p.saddle_type = saddle_type;
+    p.saddle_energy = saddle_energy;
+    return p;
+}
+
+// Library owning arrays built from the given records.
+struct Library {
+    ZEMU_pathlib lib;
+    Library(const std::vector<ZEMU_path>& paths, const std::vector<ZEMU_allpath>& allpaths) {
+        ZEMU_init_pathlib(&lib);
+        for (const ZEMU_allpath& ap : allpaths) ZEMU_insert_pathlib_allpath(&lib, ap);
+        ZEMU_reverse_pathlib_allpath(&lib);  // inserted at the front: restore the given order
+        lib.total_path = static_cast<int>(paths.size());
+        if (!paths.empty()) {
+            lib.path = static_cast<ZEMU_path*>(malloc(sizeof(ZEMU_path) * paths.size()));
+            for (size_t i = 0; i < paths.size(); i++) lib.path[i] = paths[i];
+        }
+    }
+    ~Library() { ZEMU_free_pathlib(&lib); }
+    std::vector<int> allpath_saddles() const {
+        std::vector<int> out;
+        for (int i = 0; i < lib.total_allpath; i++) out.push_back(lib.allpath[i].saddle);
+        return out;
+    }
+    std::vector<int> path_starts() const {
+        std::vector<int> out;
+        for (int i = 0; i < lib.total_path; i++) out.push_back(lib.path[i].start);
+        return out;
+    }
+};
+
+// Cell from voxel vectors (Angstrom per grid step) and counts; no energies needed.
+ZEMU_cube make_cell(int na, int nb, int nc, double ax, double bx, double by, double cz) {
+    ZEMU_cube cube;
+    memset(&cube, 0, sizeof(cube));
+    ZEMU_init_cube(&cube);
+    cube.a_grid = na;
+    cube.b_grid = nb;
+    cube.c_grid = nc;
+    cube.a_x = ax;
+    cube.b_x = bx;
+    cube.b_y = by;
+    cube.c_z = cz;
+    ZEMU_calc_cell_parameter(&cube);
+    return cube;
+}
+
+ZEMU_cubeloc loc(int x, int y, int z) {
+    ZEMU_cubeloc l;
+    ZEMU_assign_loc(&l, x, y, z);
+    return l;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Equality tests
+// ---------------------------------------------------------------------------
+
+TEST(AllpathEquality, Mode135DecidesAsMinimaAndCrossingsAlone) {
+    ZEMU_allpath a = make_allpath(1, 2, 10, 1, 1, 1, 0, 0, 0, 1, 0, 0);
+    ZEMU_allpath b = make_allpath(1, 2, 11, 1, 1, 2, 0, 0, 0, 1, 0, 0);  // other saddle
+    ZEMU_allpath c = make_allpath(1, 2, 10, 1, 1, 1, 0, 0, 0, 0, 1, 0);  // same saddle, other crossing
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &b, 135), 1);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &b, 13), 1);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &c, 135), 0);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &c, 5), 1);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &b, 5), 0);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &b, 6), 0);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &c, 6), 1);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &c, 3), 0);
+}
+
+TEST(AllpathEquality, Modes1And2CompareDirectionOnly) {
+    ZEMU_allpath a = make_allpath(1, 2, 10, 1, 1, 1);
+    ZEMU_allpath reversed = make_allpath(2, 1, 10, 1, 1, 1);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &a, 1), 1);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &reversed, 1), 0);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &reversed, 2), 0);
+    EXPECT_EQ(ZEMU_is_allpath_start_end_equal(&a, &reversed), 1);
+}
+
+TEST(AllpathEquality, UnknownModePrintsOnStandardOutputAndIsFalse) {
+    ZEMU_allpath a = make_allpath(1, 2, 10, 1, 1, 1);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &a, 4), 0);
+    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &a, 0), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Invalid mode call 4 to ZEMU_is_allpath_equal\nInvalid mode call 0 to ZEMU_is_allpath_equal\n");
+}
+
+TEST(PathEquality, StartEndMatchesReverseAndSelfHops) {
+    ZEMU_path p = make_path(3, 5, 1, 2, 1, 0.5);
+    ZEMU_path rev = make_path(5, 3, 2, 1, 1, 0.5);
+    ZEMU_path other = make_path(3, 6, 1, 2, 1, 0.5);
+    EXPECT_EQ(ZEMU_is_path_start_end_equal(&p, &rev), 1);
+    EXPECT_EQ(ZEMU_is_path_start_end_equal(&p, &other), 0);
+    ZEMU_path hop = make_path(4, 4, 1, 1, 1, 0.5);
+    ZEMU_path hop2 = make_path(4, 4, 1, 1, 2, 0.9);
+    EXPECT_EQ(ZEMU_is_path_start_end_equal(&hop, &hop2), 1);
+}
+
+TEST(PathEquality, NewPathRecordHasNoPlotAttributes) {
+    ZEMU_path p;
+    memset(&p, 0x5a, sizeof(p));
+    ZEMU_init_path(&p);
+    EXPECT_EQ(p.color, -1);
+    EXPECT_EQ(p.style, -1);
+    EXPECT_EQ(p.in_rp, 0);
+    EXPECT_EQ(p.oneD + p.twoD + p.threeD, 0);
+}
+
+TEST(PathLookup, IsinPathlibMatchesTypesInEitherOrder) {
+    Library l({make_path(0, 1, 1, 2, 3, 0.5)}, {});
+    EXPECT_EQ(ZEMU_isin_pathlib(&l.lib, 1, 2, 3), 1);
+    EXPECT_EQ(ZEMU_isin_pathlib(&l.lib, 2, 1, 3), 1);
+    EXPECT_EQ(ZEMU_isin_pathlib(&l.lib, 1, 2, 4), 0);
+    EXPECT_EQ(ZEMU_isin_pathlib(&l.lib, 1, 1, 3), 0);
+}
+
+// ---------------------------------------------------------------------------
+// Library edits
+// ---------------------------------------------------------------------------
+
+TEST(PathLibrary, InsertPutsNewCopyFirst) {
+    ZEMU_pathlib lib;
+    ZEMU_init_pathlib(&lib);
+    ZEMU_insert_pathlib_allpath(&lib, make_allpath(0, 1, 10, 1, 1, 1));
+    ASSERT_EQ(lib.total_allpath, 1);
+    ZEMU_insert_pathlib_allpath(&lib, make_allpath(0, 1, 11, 1, 1, 1));
+    ZEMU_insert_pathlib_allpath(&lib, make_allpath(0, 1, 12, 1, 1, 1));
+    ASSERT_EQ(lib.total_allpath, 3);
+    EXPECT_EQ(lib.allpath[0].saddle, 12);
+    EXPECT_EQ(lib.allpath[2].saddle, 10);
+    ZEMU_free_pathlib(&lib);
+    EXPECT_EQ(lib.allpath, nullptr);
+    EXPECT_EQ(lib.total_allpath, 0);
+}
+
+TEST(PathLibrary, PopReturnsTheCopyAndEmptiesDownToNothing) {
+    Library l({}, {make_allpath(0, 1, 1, 1, 1, 1), make_allpath(0, 1, 2, 1, 1, 1), make_allpath(0, 1, 3, 1, 1, 1)});
+    EXPECT_EQ(ZEMU_pop_pathlib_allpath(&l.lib, 1).saddle, 2);
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{1, 3}));
+    EXPECT_EQ(ZEMU_pop_pathlib_allpath(&l.lib, 1).saddle, 3);
+    EXPECT_EQ(ZEMU_pop_pathlib_allpath(&l.lib, 0).saddle, 1);
+    EXPECT_EQ(l.lib.total_allpath, 0);
+    EXPECT_EQ(l.lib.allpath, nullptr);
+
+    testing::internal::CaptureStderr();
+    ZEMU_allpath none = ZEMU_pop_pathlib_allpath(&l.lib, 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_pop_pathlib_allpath()\n");
+    EXPECT_EQ(none.start, -1);
+    EXPECT_EQ(l.lib.total_allpath, 0);
+}
+
+TEST(PathLibrary, DeleteCopyChecksIndex) {
+    Library l({}, {make_allpath(0, 1, 1, 1, 1, 1), make_allpath(0, 1, 2, 1, 1, 1)});
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ZEMU_delete_pathlib_allpath(&l.lib, 2), 1);
+    EXPECT_EQ(ZEMU_delete_pathlib_allpath(&l.lib, -1), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_delete_pathlib_allpath()\n"
+                                                      "Error: Invalid input to ZEMU_delete_pathlib_allpath()\n");
+    EXPECT_EQ(ZEMU_delete_pathlib_allpath(&l.lib, 0), 0);
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{2}));
+    EXPECT_EQ(ZEMU_delete_pathlib_allpath(&l.lib, 0), 0);
+    EXPECT_EQ(l.lib.total_allpath, 0);
+    EXPECT_EQ(l.lib.allpath, nullptr);
+}
+
+// Deleting a path type removes the copies of exactly its (start, end, saddle)
+// type triple; copies stored with the minimum types swapped stay and then no
+// longer find a path.
+TEST(PathLibrary, DeletePathRemovesCopiesOfItsExactTypeTriple) {
+    Library l({make_path(0, 1, 1, 2, 1, 0.5), make_path(1, 0, 2, 1, 1, 0.6), make_path(0, 0, 1, 1, 2, 0.7)},
+              {make_allpath(0, 1, 1, 1, 2, 1), make_allpath(1, 0, 2, 2, 1, 1), make_allpath(0, 1, 3, 1, 2, 1),
+               make_allpath(0, 0, 4, 1, 1, 2), make_allpath(0, 1, 5, 1, 2, 1)});
+    EXPECT_EQ(ZEMU_get_allpath_to_path_index(&l.lib, 1), 1);
+    ASSERT_EQ(ZEMU_delete_pathlib_path(&l.lib, 1), 0);  // types (2, 1, 1)
+    EXPECT_EQ(l.path_starts(), (std::vector<int>{0, 0}));
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{1, 3, 4, 5}));
+
+    ASSERT_EQ(ZEMU_delete_pathlib_path(&l.lib, 0), 0);  // types (1, 2, 1): adjacent copies go too
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{4}));
+    EXPECT_EQ(ZEMU_get_allpath_to_path_index(&l.lib, 0), 0);
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ZEMU_delete_pathlib_path(&l.lib, 1), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_delete_pathlib_path()\n");
+    ASSERT_EQ(ZEMU_delete_pathlib_path(&l.lib, 0), 0);
+    EXPECT_EQ(l.lib.total_path, 0);
+    EXPECT_EQ(l.lib.total_allpath, 0);
+}
+
+TEST(PathLibrary, CopyWithoutPathIsReportedAsNotFound) {
+    Library l({make_path(0, 1, 1, 2, 1, 0.5)}, {make_allpath(1, 0, 2, 2, 1, 1)});
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ZEMU_get_allpath_to_path_index(&l.lib, 0), -1);
+    EXPECT_EQ(ZEMU_get_allpath_to_path_index(&l.lib, 5), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error: Invalid output from ZEMU_get_allpath_to_path_index()\n"
+              "Error: Invalid output from ZEMU_get_allpath_to_path_index()\n");
+}
+
+TEST(PathLibrary, SortIsAscendingAndStable) {
+    Library l({make_path(0, 0, 1, 1, 1, 0.9), make_path(1, 0, 1, 1, 2, 0.3), make_path(2, 0, 1, 1, 3, 0.9),
+               make_path(3, 0, 1, 1, 4, 0.3), make_path(4, 0, 1, 1, 5, 0.1)},
+              {make_allpath(0, 1, 7, 1, 1, 1), make_allpath(0, 1, 8, 1, 1, 2)});
+    ASSERT_EQ(ZEMU_bubblesort_pathlib(&l.lib), 0);
+    EXPECT_EQ(l.path_starts(), (std::vector<int>{4, 1, 3, 0, 2}));
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{7, 8}));  // copies keep their order
+
+    Library equal({make_path(0, 0, 1, 1, 1, 0.5), make_path(1, 0, 1, 1, 2, 0.5)}, {});
+    ASSERT_EQ(ZEMU_bubblesort_pathlib(&equal.lib), 0);
+    EXPECT_EQ(equal.path_starts(), (std::vector<int>{0, 1}));
+    Library empty({}, {});
+    ASSERT_EQ(ZEMU_bubblesort_pathlib(&empty.lib), 0);
+    EXPECT_EQ(empty.lib.total_path, 0);
+}
+
+TEST(PathLibrary, CopyTakesRecordsButNotFlagOrEnergies) {
+    Library src({make_path(0, 1, 1, 2, 1, 0.5)}, {make_allpath(0, 1, 3, 1, 2, 1)});
+    src.lib.pathlib = 1;
+    src.lib.oneD = 0.25;
+    Library dst({}, {make_allpath(5, 5, 9, 1, 1, 1), make_allpath(5, 5, 8, 1, 1, 1)});
+    ASSERT_EQ(ZEMU_copy_pathlib(&src.lib, &dst.lib), 0);
+    EXPECT_EQ(dst.lib.total_path, 1);
+    EXPECT_EQ(dst.allpath_saddles(), (std::vector<int>{3}));
+    EXPECT_EQ(dst.lib.pathlib, 0);
+    EXPECT_DOUBLE_EQ(dst.lib.oneD, 999.0);
+    src.lib.path[0].start = 42;  // the copy owns its arrays
+    EXPECT_EQ(dst.lib.path[0].start, 0);
+
+    Library none({}, {});
+    ASSERT_EQ(ZEMU_copy_pathlib(&none.lib, &dst.lib), 0);
+    EXPECT_EQ(dst.lib.total_path + dst.lib.total_allpath, 0);
+}
+
+// ---------------------------------------------------------------------------
+// Growable lists, clusters, reaction pathways
+// ---------------------------------------------------------------------------
+
+TEST(PathLists, AppendsGrowPastAnyInitialSize) {
+    for (int initial : {0, 1, 3}) {
+        ZEMU_cellcross_list cc;
+        ZEMU_init_cellcross_list(&cc, initial);
+        ZEMU_allpath_list ap;
+        ZEMU_init_allpath_list(&ap, initial);
+        for (int i = 0; i < 50; i++) {
+            ZEMU_cellcross c;
+            ZEMU_assign_cellcross(&c, i, -i, 0);
+            ZEMU_append_cellcross_list(&cc, i * 10, c);
+            ZEMU_append_allpath_list(&ap, make_allpath(i, i, i, 1, 1, 1));
+        }
+        ASSERT_EQ(cc.len, 50);
+        EXPECT_GE(cc.alloc, 50);
+        EXPECT_EQ(cc.points[49], 490);
+        EXPECT_EQ(cc.list[49].y, -49);
+        ASSERT_EQ(ap.len, 50);
+        EXPECT_EQ(ap.allpath[37].saddle, 37);
+        ZEMU_free_cellcross_list(&cc);
+        ZEMU_free_allpath_list(&ap);
+        EXPECT_EQ(cc.len + cc.alloc + ap.len + ap.alloc, 0);
+        EXPECT_EQ(cc.points, nullptr);
+    }
+}
+
+TEST(ClusterRecords, CopyIsDeepAndAllocRefusesEmptyList) {
+    ZEMU_cluster a;
+    ZEMU_init_cluster(&a);
+    EXPECT_EQ(a.mul, 1);
+    a.total_path = 2;
+    a.path = static_cast<int*>(malloc(2 * sizeof(int)));
+    a.path[0] = 4;
+    a.path[1] = 6;
+    a.vector[1].y = 8;
+    ZEMU_cluster_list list;
+    list.total = 1;
+    list.clust = nullptr;
+    ASSERT_EQ(ZEMU_alloc_path_clust(&list), 0);
+    ASSERT_EQ(ZEMU_copy_cluster(&a, &list.clust[0]), 0);
+    a.path[0] = 99;
+    EXPECT_EQ(list.clust[0].path[0], 4);
+    EXPECT_EQ(list.clust[0].vector[1].y, 8);
+    free(a.path);
+    ZEMU_free_path_clust(&list);
+    EXPECT_EQ(list.clust, nullptr);
+
+    list.total = 0;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ZEMU_alloc_path_clust(&list), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_alloc_path_clust()\n");
+}
+
+TEST(ReactionPathwayRecords, AppendKeepsSignedReferencesInOrder) {
+    ZEMU_reaction_pathway_overall all;
+    all.total = 1;
+    all.rp = static_cast<ZEMU_reaction_pathway*>(calloc(1, sizeof(ZEMU_reaction_pathway)));
+    ASSERT_EQ(ZEMU_append_path_to_reaction_pathway(&all.rp[0], 3), 0);
+    ASSERT_EQ(ZEMU_append_path_to_reaction_pathway(&all.rp[0], -1), 0);
+    ASSERT_EQ(ZEMU_append_path_to_reaction_pathway(&all.rp[0], 0), 0);
+    ASSERT_EQ(all.rp[0].total_path, 3);
+    EXPECT_EQ(all.rp[0].path[1], -1);
+    ZEMU_free_reaction_pathway(&all);
+    EXPECT_EQ(all.total, 0);
+    EXPECT_EQ(all.rp, nullptr);
+}
+
+// ---------------------------------------------------------------------------
+// Distances between grid locations
+// ---------------------------------------------------------------------------
+
+TEST(LocDistance, UsesCellMetricWithoutWrapping) {
+    ZEMU_cube ortho = make_cell(10, 20, 5, 0.5, 0.0, 0.25, 2.0);  // 5 x 5 x 10 Angstrom
+    EXPECT_NEAR(ZEMU_find_loc_distance(&ortho, loc(0, 0, 0), loc(10, 0, 0)), 5.0, 1e-12);
+    EXPECT_NEAR(ZEMU_find_loc_distance(&ortho, loc(-3, 4, 1), loc(1, 0, 0)), std::sqrt(4.0 + 1.0 + 4.0), 1e-12);
+
+    // Hexagonal: a = b = 3 Angstrom at 120 degrees; a/3 + b/3 is 1 Angstrom long.
+    ZEMU_cube hex = make_cell(3, 3, 4, 1.0, -0.5, std::sqrt(3.0) / 2.0, 1.0);
+    EXPECT_NEAR(ZEMU_find_loc_distance(&hex, loc(0, 0, 0), loc(1, 1, 0)), 1.0, 1e-12);
+    EXPECT_NEAR(ZEMU_find_loc_distance(&hex, loc(0, 0, 0), loc(1, -1, 0)), std::sqrt(3.0), 1e-12);
+}
+
+TEST(LocDistance, CellEdgeChoosesTheCFaceAgainstTheACount) {
+    ZEMU_cube cube = make_cell(20, 10, 10, 1.0, 0.0, 1.0, 1.0);
+    testing::internal::CaptureStdout();
+    // Nearest faces: a at 5, b at 4, c at 3 (the face at 10) - but the c face is
+    // picked by comparing 2z with the a count, so the face at 0 (7) is measured.
+    double d = ZEMU_find_loc_distance_celledge(&cube, loc(25, -6, 7));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Finding loc distance to celledge \n999999.000 \n5.000 \n4.000 \n");
+    EXPECT_DOUBLE_EQ(d, 4.0);
+}
