@@ -1,0 +1,579 @@
+// Structure editing: site, type and operation storage, copying, splitting of
+// fractional oxidation states, whole-atom P1 supercells and the CIF writer.
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+#include "ZEMU-cif.h"
+
+namespace {
+
+// Grows an array to hold `count` elements: a capacity of 0 becomes the count,
+// any other capacity doubles (as often as needed).
+template <typename T>
+int grow_to_count(T** array, int count, int* cap) {
+    if (count <= *cap) return 0;
+    long long new_cap = *cap == 0 ? count : *cap;
+    while (new_cap < count) new_cap *= 2;
+    void* grown = realloc(*array, sizeof(T) * (size_t)new_cap);
+    if (!grown) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    *array = (T*)grown;
+    *cap = (int)new_cap;
+    return 0;
+}
+
+void copy_label(char* dst, const char* src) {
+    strncpy(dst, src, ZEMU_CIF_LABEL_SIZE - 1);
+    dst[ZEMU_CIF_LABEL_SIZE - 1] = '\0';
+}
+
+ZEMU_site make_site(char* label, char* type, double x, double y, double z, int mul, char Wyckoff, double occ, double ox) {
+    ZEMU_site site;
+    copy_label(site.label, label);
+    copy_label(site.type, type);
+    // One 1 is added to a negative coordinate, once: -1.25 becomes -0.25.
+    site.x = x < 0.0 ? x + 1.0 : x;
+    site.y = y < 0.0 ? y + 1.0 : y;
+    site.z = z < 0.0 ? z + 1.0 : z;
+    site.mul = mul;
+    site.Wyckoff = Wyckoff;
+    site.occ = occ;
+    site.ox = ox;
+    site.bv_sum = 0.0;
+    site.type_flag = -1;  // not set: no type flag is negative
+    site.radius = 0.0;
+    return site;
+}
+
+ZEMU_type make_type(char* label, double ox, int* flag) {
+    ZEMU_type type;
+    copy_label(type.label, label);
+    ZEMU_get_element_symbol(type.label, type.label_element);
+    type.ox = ox;
+    type.flag = *flag;
+    (*flag)++;
+    return type;
+}
+
+int find_type(ZEMU_cif* cif, const char* label) {
+    for (int t = 0; t < cif->type_no; t++)
+        if (strncmp(cif->type[t].label, label, ZEMU_CIF_LABEL_SIZE) == 0) return t;
+    return -1;
+}
+
+bool same_position(const ZEMU_site& p, const ZEMU_site& q) {
+    return ZEMU_cif_equal_dbl(p.x, q.x) && ZEMU_cif_equal_dbl(p.y, q.y) && ZEMU_cif_equal_dbl(p.z, q.z);
+}
+
+// Random seed of the supercell builder: the current time in seconds.
+unsigned long supercell_seed() { return (unsigned long)time(nullptr); }
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Sites and types
+// ---------------------------------------------------------------------------
+
+int ZEMU_add_cif_site(ZEMU_cif* cif, char* label, char* type, double x, double y, double z, int mul, char Wyckoff,
+                      double occ, double ox) {
+    return ZEMU_ins_cif_site(cif, label, type, x, y, z, mul, Wyckoff, occ, ox, cif->site_no);
+}
+
+int ZEMU_ins_cif_site(ZEMU_cif* cif, char* label, char* type, double x, double y, double z, int mul, char Wyckoff,
+                      double occ, double ox, int t) {
+    if (t < 0 || t > cif->site_no) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_ins_cif_site()\n");
+        return 1;
+    }
+    ZEMU_site site = make_site(label, type, x, y, z, mul, Wyckoff, occ, ox);
+    cif->site_no++;
+    if (ZEMU_alloc_cif_site(cif)) {
+        cif->site_no--;
+        return 1;
+    }
+    memmove(cif->site + t + 1, cif->site + t, sizeof(ZEMU_site) * (size_t)(cif->site_no - 1 - t));
+    cif->site[t] = site;
+    return 0;
+}
+
+int ZEMU_add_cif_type(ZEMU_cif* cif, char* label, double ox, int* flag) {
+    return ZEMU_ins_cif_type(cif, label, ox, flag, cif->type_no);
+}
+
+int ZEMU_ins_cif_type(ZEMU_cif* cif, char* label, double ox, int* flag, int t) {
+    if (t < 0 || t > cif->type_no) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_ins_cif_type()\n");
+        return 1;
+    }
+    cif->type_no++;
+    if (ZEMU_alloc_cif_type(cif)) {
+        cif->type_no--;
+        return 1;
+    }
+    memmove(cif->type + t + 1, cif->type + t, sizeof(ZEMU_type) * (size_t)(cif->type_no - 1 - t));
+    cif->type[t] = make_type(label, ox, flag);
+    return 0;
+}
+
+int ZEMU_remove_cif_site(ZEMU_cif* cif, int t) {
+    if (t < 0 || t >= cif->site_no) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_remove_cif_site()\n");
+        return 1;
+    }
+    memmove(cif->site + t, cif->site + t + 1, sizeof(ZEMU_site) * (size_t)(cif->site_no - 1 - t));
+    cif->site_no--;
+    return 0;
+}
+
+int ZEMU_remove_cif_type(ZEMU_cif* cif, int t) {
+    if (t < 0 || t >= cif->type_no) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_remove_cif_type()\n");
+        return 1;
+    }
+    memmove(cif->type + t, cif->type + t + 1, sizeof(ZEMU_type) * (size_t)(cif->type_no - 1 - t));
+    cif->type_no--;
+    return 0;
+}
+
+int ZEMU_remove_all_cif_site_by_type(ZEMU_cif* cif, char* label) {
+    for (int s = cif->site_no - 1; s >= 0; s--)
+        if (strncmp(cif->site[s].type, label, ZEMU_CIF_LABEL_SIZE) == 0 && ZEMU_remove_cif_site(cif, s)) return 1;
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Storage
+// ---------------------------------------------------------------------------
+
+int ZEMU_alloc_cif_site(ZEMU_cif* cif) { return grow_to_count(&cif->site, cif->site_no, &cif->site_no_cap); }
+
+int ZEMU_alloc_cif_type(ZEMU_cif* cif) { return grow_to_count(&cif->type, cif->type_no, &cif->type_no_cap); }
+
+int ZEMU_alloc_cif_site_all(ZEMU_cif* cif) {
+    free(cif->site_all);
+    cif->site_all = nullptr;
+    if (cif->site_all_no <= 0) return 0;
+    cif->site_all = (ZEMU_site*)calloc((size_t)cif->site_all_no, sizeof(ZEMU_site));
+    if (!cif->site_all) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    return 0;
+}
+
+int ZEMU_alloc_cif_symop(ZEMU_cif* cif) {
+    cif->symop = nullptr;
+    if (cif->symop_no <= 0) return 0;
+    char** ops = (char**)calloc((size_t)cif->symop_no, sizeof(char*));
+    bool ok = ops != nullptr;
+    for (int k = 0; ok && k < cif->symop_no; k++) ok = (ops[k] = (char*)calloc(ZEMU_CIF_SYMOP_SIZE, 1)) != nullptr;
+    if (!ok) {
+        if (ops)
+            for (int k = 0; k < cif->symop_no; k++) free(ops[k]);
+        free(ops);
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    cif->symop = ops;
+    return 0;
+}
+
+int ZEMU_free_cif_type(ZEMU_cif* cif) {
+    free(cif->type);
+    cif->type = nullptr;
+    cif->type_no = cif->type_no_cap = 0;
+    return 0;
+}
+
+int ZEMU_free_cif_site(ZEMU_cif* cif) {
+    free(cif->site);
+    cif->site = nullptr;
+    cif->site_no = cif->site_no_cap = 0;
+    return 0;
+}
+
+int ZEMU_free_cif_site_all(ZEMU_cif* cif) {
+    free(cif->site_all);
+    cif->site_all = nullptr;
+    cif->site_all_no = 0;
+    return 0;
+}
+
+int ZEMU_free_cif_symop(ZEMU_cif* cif) {
+    if (cif->symop)
+        for (int k = 0; k < cif->symop_no; k++) free(cif->symop[k]);
+    free(cif->symop);
+    cif->symop = nullptr;
+    cif->symop_no = 0;
+    return 0;
+}
+
+int ZEMU_free_cif(ZEMU_cif* cif) {
+    ZEMU_free_cif_type(cif);
+    ZEMU_free_cif_site(cif);
+    ZEMU_free_cif_site_all(cif);
+    ZEMU_free_cif_symop(cif);
+    return 0;
+}
+
+int ZEMU_copy_cif(ZEMU_cif* input, ZEMU_cif* output) {
+    *output = *input;
+    output->type = nullptr;
+    output->type_no_cap = 0;
+    output->site = nullptr;
+    output->site_no_cap = 0;
+    output->site_all = nullptr;
+    output->symop = nullptr;
+    bool ok = true;
+    if (input->type_no > 0) {
+        output->type = (ZEMU_type*)malloc(sizeof(ZEMU_type) * (size_t)input->type_no);
+        if ((ok = output->type != nullptr)) {
+            memcpy(output->type, input->type, sizeof(ZEMU_type) * (size_t)input->type_no);
+            output->type_no_cap = input->type_no;
+        }
+    }
+    if (ok && input->site_no > 0) {
+        output->site = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)input->site_no);
+        if ((ok = output->site != nullptr)) {
+            memcpy(output->site, input->site, sizeof(ZEMU_site) * (size_t)input->site_no);
+            output->site_no_cap = input->site_no;
+        }
+    }
+    // The copy gets its own full-cell list, so releasing one structure never touches the other.
+    if (ok && input->site_all_no > 0 && input->site_all) {
+        output->site_all = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)input->site_all_no);
+        if ((ok = output->site_all != nullptr))
+            memcpy(output->site_all, input->site_all, sizeof(ZEMU_site) * (size_t)input->site_all_no);
+    } else {
+        output->site_all_no = 0;
+    }
+    if (ok && input->symop && input->symop_no > 0) {
+        if (ZEMU_alloc_cif_symop(output)) {
+            ZEMU_free_cif(output);
+            return 1;
+        }
+        for (int k = 0; k < input->symop_no; k++) memcpy(output->symop[k], input->symop[k], ZEMU_CIF_SYMOP_SIZE);
+    } else if (ok) {
+        output->symop_no = 0;
+    }
+    if (!ok) {
+        output->symop_no = 0;
+        ZEMU_free_cif(output);
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Fractional oxidation states, whole-atom counts and P1 supercell
+// ---------------------------------------------------------------------------
+
+int ZEMU_convert_frac_ox(ZEMU_cif* cif) {
+    for (int s = 0; s < cif->site_no; s++) {
+        double ox = cif->site[s].ox;
+        if (ZEMU_cif_equal_dbl(ox, floor(ox)) || ox < 1e-7) continue;
+        char element[ZEMU_CIF_LABEL_SIZE];
+        ZEMU_get_element_symbol(cif->site[s].type, element);
+        int low = (int)floor(ox), high = (int)ceil(ox);
+        if (strcmp(element, "S") == 0) low = 4, high = 6;
+        else if (!strcmp(element, "Sn") || !strcmp(element, "Pd") || !strcmp(element, "Pb")) low = 2, high = 4;
+        else if (!strcmp(element, "P") || !strcmp(element, "N") || !strcmp(element, "As")) low = 3, high = 5;
+        else if (!strcmp(element, "I")) low = 5, high = 7;
+        else if (!strcmp(element, "Au")) low = 1, high = 3;
+        if (!(ox > low && ox < high)) return 0;
+
+        char text[32], low_label[ZEMU_CIF_LABEL_SIZE], high_label[ZEMU_CIF_LABEL_SIZE];
+        snprintf(text, sizeof text, "%s%d+", element, low);
+        copy_label(low_label, text);
+        snprintf(text, sizeof text, "%s%d+", element, high);
+        copy_label(high_label, text);
+
+        int pos = find_type(cif, cif->site[s].type);
+        if (pos >= 0) {
+            if (ZEMU_remove_cif_type(cif, pos)) return 1;
+        } else {
+            pos = cif->type_no;  // the old type is not listed: the new ones go to the end
+        }
+        if (find_type(cif, high_label) < 0 &&
+            ZEMU_ins_cif_type(cif, high_label, (double)high, &cif->type_flag_counter, pos))
+            return 1;
+        if (find_type(cif, low_label) < 0 && ZEMU_ins_cif_type(cif, low_label, (double)low, &cif->type_flag_counter, pos))
+            return 1;
+
+        ZEMU_site orig = cif->site[s];
+        double occ_low = orig.occ * (high - ox) / (high - low);
+        ZEMU_site low_site = orig, high_site = orig;
+        copy_label(low_site.type, low_label);
+        low_site.ox = low;
+        low_site.occ = occ_low;
+        low_site.type_flag = cif->type[find_type(cif, low_label)].flag;
+        copy_label(high_site.type, high_label);
+        high_site.ox = high;
+        high_site.occ = orig.occ - occ_low;
+        high_site.type_flag = cif->type[find_type(cif, high_label)].flag;
+
+        cif->site[s] = low_site;
+        if (ZEMU_ins_cif_site(cif, high_site.label, high_site.type, high_site.x, high_site.y, high_site.z, high_site.mul,
+                              high_site.Wyckoff, high_site.occ, high_site.ox, s + 1))
+            return 1;
+        cif->site[s + 1] = high_site;
+        // The loop goes on with the high-state site, which is whole and skipped.
+    }
+    return 0;
+}
+
+int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc) {
+    const int n = cif->site_no;
+    std::vector<char> adjustable(n);
+    for (int i = 0; i < n; i++) {
+        const ZEMU_site& s = cif->site[i];
+        double t = s.occ * s.mul * (double)abc;
+        // Counts must be representable whole numbers; absurd occupancies are rejected.
+        if (!(t >= 0.0 && t <= 1e9) || !(fabs(s.ox) <= 1e3)) {
+            fprintf(stderr, "Error: Invalid input to ZEMU_get_integer_occ()\n");
+            return 1;
+        }
+        double lo = floor(t), hi = ceil(t);
+        int_occ[i] = (int)(t - lo <= hi - t ? lo : hi);
+        adjustable[i] = !ZEMU_cif_equal_dbl(s.occ, 1.0) && s.mul > 0;
+    }
+    long long charge = 0;
+    for (int i = 0; i < n; i++) charge += (long long)(int_occ[i] * cif->site[i].ox);
+    if (charge == 0) return 0;
+
+    // Counts at a site's position, including the tried changes, must fit the site's places.
+    auto fits = [&](int k, int i, int di, int j, int dj) {
+        long long total = 0;
+        for (int m = 0; m < n; m++) {
+            if (!same_position(cif->site[m], cif->site[k])) continue;
+            total += int_occ[m];
+            if (m == i) total += di;
+            if (m == j) total += dj;
+        }
+        return total <= (long long)cif->site[k].mul * abc;
+    };
+    auto penalty = [&](int k, int d) {
+        double places = (double)cif->site[k].mul * abc;
+        return fabs(cif->site[k].occ - (int_occ[k] + d) / places) - fabs(cif->site[k].occ - int_occ[k] / places);
+    };
+    const int deltas[4] = {-2, -1, 1, 2};
+    double best = 999999.0;
+    int best_i = -1, best_di = 0, best_j = -1, best_dj = 0;
+    for (int i = 0; i < n; i++) {
+        if (!adjustable[i]) continue;
+        long long q = (long long)cif->site[i].ox;
+        for (int di : deltas) {
+            // A change below zero atoms is never a correction.
+            if (charge + di * q != 0 || int_occ[i] + di < 0 || !fits(i, i, di, -1, 0)) continue;
+            double p = penalty(i, di);
+            if (p < best) best = p, best_i = i, best_di = di, best_j = -1, best_dj = 0;
+        }
+    }
+    for (int i = 0; i < n; i++) {
+        if (!adjustable[i]) continue;
+        long long qi = (long long)cif->site[i].ox;
+        for (int di : deltas) {
+            if (int_occ[i] + di < 0) continue;
+            for (int j = i + 1; j < n; j++) {
+                if (!adjustable[j]) continue;
+                long long qj = (long long)cif->site[j].ox;
+                for (int dj : deltas) {
+                    if (charge + di * qi + dj * qj != 0 || int_occ[j] + dj < 0) continue;
+                    if (!fits(i, i, di, j, dj) || !fits(j, i, di, j, dj)) continue;
+                    double p = penalty(i, di) + penalty(j, dj);
+                    if (p < best) best = p, best_i = i, best_di = di, best_j = j, best_dj = dj;
+                }
+            }
+        }
+    }
+    if (best_i < 0) {
+        fprintf(stderr, "Error: Unable to make supercell total charge zero\n");
+        return 1;
+    }
+    int_occ[best_i] += best_di;
+    if (best_j >= 0) int_occ[best_j] += best_dj;
+    return 0;
+}
+
+int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
+    // Dimensions are also bounded above so that the atom count stays representable.
+    if (a < 1 || b < 1 || c < 1 || (long long)a * b * c > 1000000LL) {
+        fprintf(stderr, "Error: Invalid supercell dimension\n");
+        return 1;
+    }
+    if (fabs(ZEMU_calc_unit_cell_charge(cif)) > 0.01) {
+        fprintf(stderr, "Error: Cannot build supercell when unit cell has non-zero charge\n");
+        return 1;
+    }
+    if (ZEMU_convert_frac_ox(cif)) return 1;
+    init_genrand(supercell_seed());
+
+    const int abc = a * b * c;
+    *output = *cif;
+    output->type_no = output->type_no_cap = 0;
+    output->type = nullptr;
+    output->site_no = output->site_no_cap = 0;
+    output->site = nullptr;
+    output->site_all_no = 0;
+    output->site_all = nullptr;
+    output->symop_no = 0;
+    output->symop = nullptr;
+
+    std::vector<int> counts(cif->site_no > 0 ? cif->site_no : 1);
+    if (ZEMU_get_integer_occ(cif, counts.data(), abc)) return 1;
+    long long total = 0;
+    for (int i = 0; i < cif->site_no; i++) total += counts[i];
+    if (total > 0) {
+        if (total > 100000000LL) {
+            fprintf(stderr, "Error: Memory allocation problem\n");
+            return 1;
+        }
+        output->site = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)total);
+        if (!output->site) {
+            fprintf(stderr, "Error: Memory allocation problem\n");
+            return 1;
+        }
+        output->site_no_cap = (int)total;
+    }
+
+    for (int i = 0; i < cif->site_no; i++) {
+        const ZEMU_site& src = cif->site[i];
+        ZEMU_equiv_pos pool;
+        if (ZEMU_symmetry_generate_equivalent_copies_in_supercell(cif, &pool, src.x, src.y, src.z, a, b, c)) {
+            ZEMU_free_equiv_pos(&pool);
+            return 1;
+        }
+        int left = pool.total_copies;
+        if (counts[i] > left) {
+            ZEMU_free_equiv_pos(&pool);
+            fprintf(stderr, "Error: Fatal error in ZEMU_build_supercell()\n");
+            return 1;
+        }
+        int placed = 0;
+        while (placed < counts[i]) {
+            // Every copy was taken by an earlier site: the count cannot be met.
+            if (left == 0) {
+                ZEMU_free_equiv_pos(&pool);
+                fprintf(stderr, "Error: Fatal error in ZEMU_build_supercell()\n");
+                return 1;
+            }
+            int k = (int)(genrand_real1() * left);
+            if (k >= left) k = left - 1;  // the draw may be exactly 1.0
+            ZEMU_equiv_pos_frac_coor p = pool.copy[k];
+            pool.copy[k] = pool.copy[left - 1];
+            left--;
+            bool taken = false;
+            for (int o = 0; o < output->site_no && !taken; o++) {
+                const ZEMU_site& q = output->site[o];
+                taken = q.mul == 1 && ZEMU_cif_equal_dbl(q.x, p.a) && ZEMU_cif_equal_dbl(q.y, p.b) &&
+                        ZEMU_cif_equal_dbl(q.z, p.c);
+            }
+            if (taken) continue;
+            ZEMU_site site = src;
+            site.Wyckoff = 'a';
+            site.mul = 1;
+            site.occ = 1.0;
+            site.x = p.a;
+            site.y = p.b;
+            site.z = p.c;
+            output->site[output->site_no++] = site;
+            placed++;
+        }
+        ZEMU_free_equiv_pos(&pool);
+    }
+
+    if (cif->type_no > 0) {
+        output->type = (ZEMU_type*)malloc(sizeof(ZEMU_type) * (size_t)cif->type_no);
+        if (!output->type) {
+            fprintf(stderr, "Error: Memory allocation problem\n");
+            return 1;
+        }
+        memcpy(output->type, cif->type, sizeof(ZEMU_type) * (size_t)cif->type_no);
+        output->type_no = output->type_no_cap = cif->type_no;
+    }
+    output->symop_no = 1;
+    if (ZEMU_alloc_cif_symop(output)) {
+        output->symop_no = 0;
+        return 1;
+    }
+    strcpy(output->symop[0], "x,y,z");
+    output->int_tab_cryst_no = 1;
+    strcpy(output->spacegroup_HM, "P 1");
+    output->a *= a;
+    output->b *= b;
+    output->c *= c;
+    output->volume *= abc;
+    output->z *= abc;
+    ZEMU_calc_cif_d_parameters(output);
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// CIF writer
+// ---------------------------------------------------------------------------
+
+int ZEMU_write_cif(ZEMU_cif* cif, FILE* fpw) {
+    fprintf(fpw, "data_ZEMU\n");
+    ZEMU_print_cif_latt_param(cif, fpw);
+    ZEMU_print_cif_symops(cif, fpw);
+    ZEMU_print_cif_types(cif, fpw);
+    ZEMU_print_cif_sites(cif, fpw);
+    fprintf(fpw, "#End of data_ZEMU\n");
+    return 0;
+}
+
+int ZEMU_print_cif_latt_param(ZEMU_cif* cif, FILE* fpw) {
+    fprintf(fpw, "_cell_length_a                    %.6f\n", cif->a);
+    fprintf(fpw, "_cell_length_b                    %.6f\n", cif->b);
+    fprintf(fpw, "_cell_length_c                    %.6f\n", cif->c);
+    fprintf(fpw, "_cell_angle_alpha                 %.6f\n", cif->alpha);
+    fprintf(fpw, "_cell_angle_beta                  %.6f\n", cif->beta);
+    fprintf(fpw, "_cell_angle_gamma                 %.6f\n", cif->gamma);
+    fprintf(fpw, "_cell_volume                      %.6f\n", cif->volume);
+    if (cif->spacegroup_HM[0] != '\0')
+        fprintf(fpw, "_symmetry_space_group_name_H-M    '%.19s'\n", cif->spacegroup_HM);
+    if (cif->int_tab_cryst_no > 0) fprintf(fpw, "_symmetry_Int_Tables_number       %d\n", cif->int_tab_cryst_no);
+    if (cif->z > 0) fprintf(fpw, "_cell_formula_units_Z             %d\n", cif->z);
+    return 0;
+}
+
+int ZEMU_print_cif_symops(ZEMU_cif* cif, FILE* fpw) {
+    fprintf(fpw, "loop_\n");
+    fprintf(fpw, "_symmetry_equiv_pos_site_id\n");
+    fprintf(fpw, "_symmetry_equiv_pos_as_xyz\n");
+    if (cif->symop)
+        for (int k = 0; k < cif->symop_no; k++) fprintf(fpw, "%3d   '%.29s'\n", k + 1, cif->symop[k]);
+    return 0;
+}
+
+int ZEMU_print_cif_types(ZEMU_cif* cif, FILE* fpw) {
+    fprintf(fpw, "loop_\n");
+    fprintf(fpw, "_atom_type_symbol\n");
+    fprintf(fpw, "_atom_type_oxidation_number\n");
+    for (int t = 0; t < cif->type_no; t++) fprintf(fpw, "%-8.9s %.3f\n", cif->type[t].label, cif->type[t].ox);
+    return 0;
+}
+
+int ZEMU_print_cif_sites(ZEMU_cif* cif, FILE* fpw) {
+    fprintf(fpw, "loop_\n");
+    fprintf(fpw, "_atom_site_label\n");
+    fprintf(fpw, "_atom_site_type_symbol\n");
+    fprintf(fpw, "_atom_site_symmetry_multiplicity\n");
+    fprintf(fpw, "_atom_site_Wyckoff_symbol\n");
+    fprintf(fpw, "_atom_site_fract_x\n");
+    fprintf(fpw, "_atom_site_fract_y\n");
+    fprintf(fpw, "_atom_site_fract_z\n");
+    fprintf(fpw, "_atom_site_occupancy\n");
+    for (int s = 0; s < cif->site_no; s++) {
+        const ZEMU_site& site = cif->site[s];
+        fprintf(fpw, "%-12.9s %-8.9s %3d %c %7.5f %7.5f %7.5f %4.3f\n", site.label, site.type, site.mul, site.Wyckoff,
+                site.x, site.y, site.z, site.occ);
+    }
+    return 0;
+}
