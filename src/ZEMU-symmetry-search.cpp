@@ -1,0 +1,371 @@
+// The grid reduced by symmetry: the asymmetric unit (one representative grid
+// point per set of equivalent points), symmetric smoothing of the energies and
+// the symmetric stationary-point searches.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "ZEMU.h"
+
+namespace {
+
+// Energy window above the global minimum whose representatives also enter sgrid (eV).
+const double kLowEnergyWindow = 5.0;
+
+// Smoothing kernel: half-width in grid steps and width.
+const int kSmoothShell = 5;
+const double kSmoothSigma = 0.15;
+const double kSqrtTwoPi = 2.5066282746310002;
+
+// Growth shared by both point arrays: to the count when empty, else doubled (at least to the count).
+int grow_points(ZEMU_xyz_int** array, int count, int* cap) {
+    if (count <= *cap) return 0;
+    long long wanted = *cap == 0 ? count : 2LL * *cap;
+    if (wanted < count) wanted = count;
+    ZEMU_xyz_int* grown = (ZEMU_xyz_int*)realloc(*array, (size_t)wanted * sizeof(ZEMU_xyz_int));
+    if (grown == nullptr) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    *array = grown;
+    *cap = (int)wanted;
+    return 0;
+}
+
+// Replaces both point lists of the grid by empty ones.
+void empty_stationary_points(ZEMU_cube* cube) {
+    ZEMU_free_cube_stationary_points(cube);
+    ZEMU_init_cube_stationary_points(cube);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Asymmetric unit record
+// ---------------------------------------------------------------------------
+
+void ZEMU_init_asymmetric_unit(ZEMU_asymmetric_unit* asym) {
+    asym->total = 0;
+    asym->cap = 0;
+    asym->grid = nullptr;
+    asym->stotal = 0;
+    asym->scap = 0;
+    asym->sgrid = nullptr;
+}
+
+int ZEMU_alloc_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym) {
+    return grow_points(&asym->grid, asym->total, &asym->cap);
+}
+
+int ZEMU_alloc_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym) {
+    return grow_points(&asym->sgrid, asym->stotal, &asym->scap);
+}
+
+int ZEMU_add_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym, int x, int y, int z) {
+    asym->total++;
+    if (ZEMU_alloc_asymmetric_unit_grid(asym)) {
+        asym->total--;
+        return 1;
+    }
+    asym->grid[asym->total - 1] = {x, y, z};
+    return 0;
+}
+
+int ZEMU_add_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym, int x, int y, int z) {
+    asym->stotal++;
+    if (ZEMU_alloc_asymmetric_unit_sgrid(asym)) {
+        asym->stotal--;
+        return 1;
+    }
+    asym->sgrid[asym->stotal - 1] = {x, y, z};
+    return 0;
+}
+
+void ZEMU_free_asymmetric_unit(ZEMU_asymmetric_unit* asym) {
+    free(asym->grid);
+    free(asym->sgrid);
+    ZEMU_init_asymmetric_unit(asym);
+}
+
+// ---------------------------------------------------------------------------
+// Finding the asymmetric unit
+// ---------------------------------------------------------------------------
+
+int ZEMU_eval_grid_for_asymmetric_unit(int**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
+                                       int i, int j, int k) {
+    if (i < 0 || j < 0 || k < 0 || i >= cube->a_grid || j >= cube->b_grid || k >= cube->c_grid) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_eval_grid_for_asymmetric_unit()\n");
+        return 1;
+    }
+    int*** marks = *mark;
+    if (marks[i][j][k] == 1) return 0;
+    if (ZEMU_add_asymmetric_unit_grid(asym, i, j, k)) return 1;
+    if (ZEMU_cube_energy(cube, i, j, k) < cube->global_minimum + kLowEnergyWindow &&
+        ZEMU_add_asymmetric_unit_sgrid(asym, i, j, k))
+        return 1;
+    ZEMU_symcopies copies;
+    ZEMU_fastgen_sym_copies(cif, cube, &copies, i, j, k);
+    marks[i][j][k] = 1;  // also without an identity among the operations
+    for (int m = 0; m < copies.total; m++) marks[copies.copy[m].x][copies.copy[m].y][copies.copy[m].z] = 1;
+    return 0;
+}
+
+int ZEMU_find_asymmetric_unit(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym) {
+    const int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid;
+    if (na <= 0 || nb <= 0 || nc <= 0 || cube->energy == nullptr) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_find_asymmetric_unit()\n");
+        return 1;
+    }
+    int*** mark = nullptr;
+    if (ZEMU_alloc_3D_int_array(&mark, na, nb, nc)) {
+        ZEMU_free_3D_int_array(&mark, na, nb);
+        return 1;
+    }
+    for (int i = 0; i < na; i++)
+        for (int j = 0; j < nb; j++) memset(mark[i][j], 0, (size_t)nc * sizeof(int));
+    ZEMU_free_asymmetric_unit(asym);
+
+    // Cubic shells from the origin over indices 0 .. N-2 of each axis: the last
+    // plane of an axis is reached only as an image.
+    const int A = na - 1, B = nb - 1, C = nc - 1;
+    int max_shell = A;
+    if (B > max_shell) max_shell = B;
+    if (C > max_shell) max_shell = C;
+    int failed = 0;
+    for (int shell = 0; shell < max_shell && !failed; shell++) {
+        if (shell < A) {
+            const int x = shell;
+            for (int y = 0; y <= std::min(shell, B - 1) && !failed; y++)
+                for (int z = 0; z <= std::min(shell, C - 1) && !failed; z++)
+                    failed = ZEMU_eval_grid_for_asymmetric_unit(&mark, cube, cif, asym, x, y, z);
+        }
+        if (shell < B) {
+            const int y = shell;
+            for (int x = 0; x <= std::min(shell, A - 1) && !failed; x++)
+                for (int z = 0; z <= std::min(shell, C - 1) && !failed; z++)
+                    failed = ZEMU_eval_grid_for_asymmetric_unit(&mark, cube, cif, asym, x, y, z);
+        }
+        if (shell < C) {
+            const int z = shell;
+            for (int x = 0; x <= std::min(shell, A - 1) && !failed; x++)
+                for (int y = 0; y <= std::min(shell, B - 1) && !failed; y++)
+                    failed = ZEMU_eval_grid_for_asymmetric_unit(&mark, cube, cif, asym, x, y, z);
+        }
+    }
+    ZEMU_free_3D_int_array(&mark, na, nb);
+    return failed;
+}
+
+// ---------------------------------------------------------------------------
+// Symmetric smoothing
+// ---------------------------------------------------------------------------
+
+void ZEMU_fast_refresh_global_min(ZEMU_cube* cube, ZEMU_asymmetric_unit* asym) {
+    double minimum = 9999.0;
+    for (int n = 0; n < asym->total; n++) {
+        const double e = ZEMU_cube_energy(cube, asym->grid[n].x, asym->grid[n].y, asym->grid[n].z);
+        if (e < minimum) minimum = e;
+    }
+    cube->global_minimum = minimum;
+}
+
+int ZEMU_smooth_cube_with_symmetry(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym) {
+    const int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid;
+    if (na <= 0 || nb <= 0 || nc <= 0 || cube->energy == nullptr) return 1;
+    const int width = 2 * kSmoothShell + 1;
+    const int kernel_size = width * width * width;
+
+    // Kernel in offset order (a outermost, c innermost), with one trailing 0
+    // for the shifted reading below.
+    std::vector<double> gaussian;
+    std::vector<double> zero_filled;
+    try {
+        gaussian.assign((size_t)kernel_size + 1, 0.0);
+    } catch (...) {
+        return 1;
+    }
+    const double prefactor = 1.0 / std::pow(kSmoothSigma * kSqrtTwoPi, 3);
+    const double denominator = 2.0 * kSmoothSigma * kSmoothSigma;
+    double normalization = 0.0;
+    int n = 0;
+    for (int i = -kSmoothShell; i <= kSmoothShell; i++)
+        for (int j = -kSmoothShell; j <= kSmoothShell; j++)
+            for (int k = -kSmoothShell; k <= kSmoothShell; k++) {
+                // The exponent takes the distance itself, not its square.
+                const double d = ZEMU_distance_grid(cube, 0, 0, 0, i, j, k);
+                gaussian[n] = prefactor * std::exp(-d / denominator);
+                normalization += gaussian[n];
+                n++;
+            }
+    const int centre = (kSmoothShell * width + kSmoothShell) * width + kSmoothShell;
+    printf("Center weight: %f\n", gaussian[centre] / normalization);
+
+    double*** new_cube = nullptr;
+    if (ZEMU_alloc_3D_dbl_array(&new_cube, na, nb, nc)) {
+        ZEMU_free_3D_dbl_array(&new_cube, na, nb);
+        return 1;
+    }
+    // Points that are an image of no representative keep 0.
+    for (int i = 0; i < na; i++)
+        for (int j = 0; j < nb; j++) memset(new_cube[i][j], 0, (size_t)nc * sizeof(double));
+
+    // Wrapped index of (index + offset) per axis: the kernel reaches further than one
+    // cell on grids of up to five points, so these tables reduce by full modulo.
+    auto wrap_table = [](int count) {
+        std::vector<int> table((size_t)count + 2 * kSmoothShell);
+        for (int v = 0; v < (int)table.size(); v++) table[v] = ((v - kSmoothShell) % count + count) % count;
+        return table;
+    };
+    const std::vector<int> wrap_a = wrap_table(na), wrap_b = wrap_table(nb), wrap_c = wrap_table(nc);
+
+    for (int r = 0; r < asym->total; r++) {
+        ZEMU_symcopies copies;
+        ZEMU_fastgen_sym_copies(cif, cube, &copies, asym->grid[r].x, asym->grid[r].y, asym->grid[r].z);
+        double accumulator = 0.0;
+        for (int m = 0; m < copies.total; m++) {
+            const int x = copies.copy[m].x, y = copies.copy[m].y, z = copies.copy[m].z;
+            int position = 0;
+            for (int i = 0; i < width; i++) {
+                double** plane = cube->energy[wrap_a[x + i]];
+                for (int j = 0; j < width; j++) {
+                    const double* row = plane[wrap_b[y + j]];
+                    for (int k = 0; k < width; k++) {
+                        position++;  // advanced before the read: offset n takes weight n + 1
+                        accumulator += gaussian[position] * row[wrap_c[z + k]];
+                    }
+                }
+            }
+        }
+        if (copies.total == 0) continue;
+        const double value = accumulator / (copies.total * normalization);
+        for (int m = 0; m < copies.total; m++) new_cube[copies.copy[m].x][copies.copy[m].y][copies.copy[m].z] = value;
+    }
+
+    for (int i = 0; i < na; i++)
+        for (int j = 0; j < nb; j++) memcpy(cube->energy[i][j], new_cube[i][j], (size_t)nc * sizeof(double));
+    ZEMU_free_3D_dbl_array(&new_cube, na, nb);
+
+    ZEMU_fast_refresh_global_min(cube, asym);
+    ZEMU_shift_cube_energy(cube);
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Stationary points from the asymmetric unit
+// ---------------------------------------------------------------------------
+
+int ZEMU_find_stationary_points(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym) {
+    empty_stationary_points(cube);
+    for (int r = 0; r < asym->total; r++) {
+        const int x = asym->grid[r].x, y = asym->grid[r].y, z = asym->grid[r].z;
+        if (ZEMU_cube_energy(cube, x, y, z) > cube->max_energy) continue;
+        const int clusters = ZEMU_find_lower_energy_neighbour_cluster(cube, x, y, z);
+        const bool saddle = clusters >= 2;
+        if (!saddle && !ZEMU_is_minimum(cube, x, y, z)) continue;
+
+        ZEMU_symcopies copies;
+        ZEMU_fastgen_sym_copies(cif, cube, &copies, x, y, z);
+        ZEMU_condense_copies(cif, cube, &copies, 1);
+        for (int m = 0; m < copies.total; m++) {
+            const ZEMU_fastgen_xyz& c = copies.copy[m];
+            const double e = ZEMU_cube_energy(cube, c.x, c.y, c.z);
+            if (!saddle) {
+                if (ZEMU_add_cube_minima_point(cube, c.x, c.y, c.z, c.p, c.q, c.r, e, 0)) return 1;
+                continue;
+            }
+            if (ZEMU_add_cube_saddle_point(cube, c.x, c.y, c.z, e, 0)) return 1;
+            ZEMU_saddle& added = cube->saddle[cube->total_saddle - 1];
+            added.tx = c.p;
+            added.ty = c.q;
+            added.tz = c.r;
+            ZEMU_del_cube_minima_point_by_loc(cube, c.x, c.y, c.z);  // a saddle overrides a minimum
+        }
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Stationary points over the whole grid, for operations that mix axes
+// ---------------------------------------------------------------------------
+
+int ZEMU_find_stationary_points2(ZEMU_cube* cube, ZEMU_cif* cif) {
+    const int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid;
+    if (na <= 0 || nb <= 0 || nc <= 0 || cube->energy == nullptr) return 1;
+    char*** sites = nullptr;
+    if (ZEMU_alloc_3D_char_array(&sites, na, nb, nc)) {
+        ZEMU_free_3D_char_array(&sites, na, nb);
+        return 1;
+    }
+    empty_stationary_points(cube);
+
+    int failed = 0;
+    for (int x = 0; x < na && !failed; x++)
+        for (int y = 0; y < nb && !failed; y++)
+            for (int z = 0; z < nc && !failed; z++) {
+                sites[x][y][z] = 0;
+                const double e = cube->energy[x][y][z];
+                if (e > cube->max_energy) continue;
+                if (ZEMU_find_lower_energy_neighbour_cluster(cube, x, y, z) >= 2) {
+                    failed = ZEMU_add_cube_saddle_point(cube, x, y, z, e, 0);
+                    if (failed) break;
+                    ZEMU_saddle& added = cube->saddle[cube->total_saddle - 1];
+                    added.tx = x;
+                    added.ty = y;
+                    added.tz = z;
+                    sites[x][y][z] = 1;
+                } else if (ZEMU_is_minimum(cube, x, y, z)) {
+                    failed = ZEMU_add_cube_minima_point(cube, x, y, z, x, y, z, e, 0);
+                    sites[x][y][z] = 2;
+                }
+            }
+    ZEMU_free_3D_char_array(&sites, na, nb);
+    if (failed) return 1;
+
+    // Saddles split by symmetry: equivalent saddles within two steps on every
+    // axis (periodically) become one at their mean.
+    for (int i = 0; i < cube->total_saddle; i++) {
+        const int xi = cube->saddle[i].x, yi = cube->saddle[i].y, zi = cube->saddle[i].z;
+        int count = 1;
+        int j = i + 1;
+        while (j < cube->total_saddle) {
+            const ZEMU_saddle& other = cube->saddle[j];
+            bool near = false;
+            int x3 = 0, y3 = 0, z3 = 0;
+            for (int da = -1; da <= 1 && !near; da++)
+                for (int db = -1; db <= 1 && !near; db++)
+                    for (int dc = -1; dc <= 1 && !near; dc++) {
+                        x3 = other.x + da * na;
+                        y3 = other.y + db * nb;
+                        z3 = other.z + dc * nc;
+                        near = std::abs(x3 - xi) <= 2 && std::abs(y3 - yi) <= 2 && std::abs(z3 - zi) <= 2;
+                    }
+            // The cheap distance test first; the result is the same as testing symmetry first.
+            if (!near || !ZEMU_is_symmetrically_related(cif, cube, xi, yi, zi, other.x, other.y, other.z)) {
+                j++;
+                continue;
+            }
+            cube->saddle[i].tx += x3;
+            cube->saddle[i].ty += y3;
+            cube->saddle[i].tz += z3;
+            count++;
+            ZEMU_del_cube_saddle_point(cube, j);
+        }
+        if (count > 1) {
+            ZEMU_saddle& merged = cube->saddle[i];
+            const ZEMU_cube_triple_index_dbl mean =
+                ZEMU_shift_index_xyz_dbl(cube, merged.tx / count, merged.ty / count, merged.tz / count);
+            merged.tx = mean.x;
+            merged.ty = mean.y;
+            merged.tz = mean.z;
+            const ZEMU_cube_triple_index grid = ZEMU_shift_index_xyz(
+                cube, (int)std::lround(mean.x), (int)std::lround(mean.y), (int)std::lround(mean.z));
+            merged.x = grid.x;
+            merged.y = grid.y;
+            merged.z = grid.z;
+        }
+    }
+    return 0;
+}
