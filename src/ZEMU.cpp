@@ -1,0 +1,142 @@
+// The analysis pipeline driver: owns the run's working objects and calls the
+// stages in their fixed order as the run configuration selects them.
+#include <cstdio>
+#include <cstring>
+
+#include "ZEMU.h"
+
+namespace {
+
+const char kDefaultIon[] = "Na1+";
+const char kDefaultIonScaling[] = "0.5695*E^(0.6946)";
+const char kIdentityScaling[] = "E";
+
+// The run's working objects, released together whichever way the run ends.
+struct RunObjects {
+    ZEMU_cube cube;
+    ZEMU_cif cif;
+    ZEMU_asymmetric_unit asym;
+    bool cif_ready = false;
+
+    ~RunObjects() {
+        ZEMU_free_asymmetric_unit(&asym);
+        ZEMU_free_cube(&cube);
+        // The structure holds its default operation from initialisation on, so it is
+        // released whether or not a structure file was read.
+        if (cif_ready) ZEMU_free_cif(&cif);
+    }
+};
+
+// Steps 2-3: the energy scaling, compiled before the grid is read.
+int setup_energy_scaling(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif) {
+    if (input->ion) {
+        cif->ion = 1;
+        memcpy(cif->probe_type, input->ion_type, sizeof cif->probe_type);
+        cube->scaling = 1;
+        char expr[ZEMU_MAX_EXPRESSION_LENGTH];
+        snprintf(expr, sizeof expr, "%s",
+                 strncmp(cif->probe_type, kDefaultIon, sizeof cif->probe_type) == 0 ? kDefaultIonScaling
+                                                                                   : kIdentityScaling);
+        if (ZEMU_parse_energy_scaling(cube, expr)) return 1;
+    }
+    if (input->scaling) {
+        if (cube->scaling) ZEMU_free_RPN(&cube->RPN);
+        cube->scaling = 1;
+        if (ZEMU_parse_energy_scaling(cube, input->scaling_expression)) return 1;
+    }
+    return 0;
+}
+
+// Step 6 (site analysis, with both a grid and a structure): grid symmetry,
+// asymmetric unit, optional smoothing, the symmetric search, grouping into types
+// and the mobile-ion sites.
+int analyse_sites(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym) {
+    ZEMU_prepare_fastgen_symop(cif, cube);
+    if (ZEMU_find_asymmetric_unit(cube, cif, asym)) return 1;
+    if (input->smooth_cube && ZEMU_smooth_cube_with_symmetry(cube, cif, asym)) return 1;
+    if (cif->diff_neigh ? ZEMU_find_stationary_points2(cube, cif) : ZEMU_find_stationary_points(cube, cif, asym))
+        return 1;
+    // The unit is only needed by the search.
+    ZEMU_free_asymmetric_unit(asym);
+    if (ZEMU_group_saddle_by_symmetry(cube, cif)) return 1;
+    if (ZEMU_group_minima_by_symmetry(cube, cif)) return 1;
+    if (input->ion && ZEMU_assign_ion_to_sites(cube, cif)) return 1;
+    ZEMU_assign_interstitial_labels(cube, cif);
+    return 0;
+}
+
+// Step 6 (structure reports): each on request, results ignored.
+void print_structure_reports(ZEMU_input* input, ZEMU_cif* cif) {
+    if (input->calc_charge) ZEMU_print_unit_cell_charge(cif);
+    if (input->calc_bvsum) ZEMU_print_bv_sum(cif, stdout);
+    if (input->calc_gii) ZEMU_print_GII(cif, stdout);
+    if (input->check_sub) ZEMU_check_ion_sub(cif, stdout);
+    if (input->check_subs) ZEMU_check_ions_sub(cif, stdout);
+}
+
+// Step 10: the summary file; the only report file whose failure ends the run.
+int write_summary(ZEMU_cube* cube) {
+    FILE* fp = fopen("ZEMU_summary.txt", "w");
+    if (!fp) {
+        fprintf(stderr, "Error: Unable to write to ZEMU_summary.txt\n");
+        return 1;
+    }
+    ZEMU_printminima(cube, fp);
+    ZEMU_printsaddle(cube, fp);
+    fclose(fp);
+    return 0;
+}
+
+}  // namespace
+
+int ZEMU(ZEMU_input* input) {
+    RunObjects run;
+    ZEMU_cube* cube = &run.cube;
+    ZEMU_cif* cif = &run.cif;
+
+    // 1. Initialise the working objects.
+    ZEMU_init_asymmetric_unit(&run.asym);
+    ZEMU_init_cube(cube);
+    if (ZEMU_init_cif(cif)) return 1;
+    run.cif_ready = true;
+    ZEMU_init_fastgen(cif);
+
+    // 2-3. Energy scaling: the ion's default, replaced by an explicit expression.
+    if (setup_energy_scaling(input, cube, cif)) return 1;
+
+    // 4. Energy ceiling option.
+    cube->max_energy_above_gmin = input->max;
+
+    // 5. Energy grid.
+    if (input->cube) {
+        cube->cube = 1;
+        if (input->smooth_cube) cube->smooth_cube = 1;
+        if (ZEMU_load_cube(input->cube_file, cube)) return 1;
+        if (ZEMU_process_cube(cube)) return 1;
+    }
+
+    // 6. Crystal structure, the site analysis on the grid, structure reports.
+    if (input->cif) {
+        cif->cif = 1;
+        if (ZEMU_load_cif(input->cif_file, cif)) return 1;
+        if (input->cube && analyse_sites(input, cube, cif, &run.asym)) return 1;
+        print_structure_reports(input, cif);
+    }
+
+    // 7. Grid reports; without a structure the (empty) lists are grouped all the same.
+    if (input->cube) {
+        if (!input->cif) {
+            if (ZEMU_group_saddle_by_symmetry(cube, cif)) return 1;
+            if (ZEMU_group_minima_by_symmetry(cube, cif)) return 1;
+            ZEMU_assign_interstitial_labels(cube, cif);
+        }
+        if (input->print_minima) ZEMU_printminima(cube, stdout);
+        if (input->print_saddle) ZEMU_printsaddle(cube, stdout);
+    }
+
+    // 10. Summary file.
+    if (input->summary && write_summary(cube)) return 1;
+
+    // 13. Teardown: the working objects are released when `run` goes out of scope.
+    return 0;
+}
