@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "ZEMU-cube.h"
+#include "ZEMU.h"
 
 namespace {
 
@@ -127,6 +127,133 @@ int bench_load_and_process_cube()
     return 0;
 }
 
+// Writes a structure file with the given operations and one Li1+ site at (t, t, t).
+bool write_structure_cif(const std::string& path, double a, double b, double c,
+                         const std::vector<std::string>& ops, double t)
+{
+    FILE* f = fopen(path.c_str(), "w");
+    if (f == nullptr) return false;
+    fprintf(f, "data_bench\n_cell_length_a %.6f\n_cell_length_b %.6f\n_cell_length_c %.6f\n", a, b, c);
+    fprintf(f, "_cell_angle_alpha 90.0\n_cell_angle_beta 90.0\n_cell_angle_gamma 90.0\n");
+    fprintf(f, "loop_\n_symmetry_equiv_pos_site_id\n_symmetry_equiv_pos_as_xyz\n");
+    for (size_t i = 0; i < ops.size(); i++) fprintf(f, "%zu '%s'\n", i + 1, ops[i].c_str());
+    fprintf(f, "loop_\n_atom_type_symbol\n_atom_type_oxidation_number\nLi1+ 1\nO2- -2\n");
+    fprintf(f, "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_symmetry_multiplicity\n"
+               "_atom_site_Wyckoff_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
+               "_atom_site_occupancy\n");
+    fprintf(f, "Li1 Li1+ 8 i %.6f %.6f %.6f 1.\n", t, t, t);
+    fprintf(f, "O1 O2- 1 a 0.000000 0.000000 0.000000 1.\n");
+    return fclose(f) == 0;
+}
+
+// The 8 sign changes of (x, y, z); with permutations too, the 48 operations of m-3m.
+std::vector<std::string> sign_operations(bool permute)
+{
+    std::vector<std::string> ops;
+    const char* axes = "xyz";
+    int perms[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {1, 0, 2}, {0, 2, 1}, {2, 1, 0}};
+    int nperm = permute ? 6 : 1;
+    for (int p = 0; p < nperm; p++)
+        for (int s = 0; s < 8; s++) {
+            std::string op;
+            for (int r = 0; r < 3; r++) {
+                if (r) op += ',';
+                if (s & (1 << r)) op += '-';
+                op += axes[perms[p][r]];
+            }
+            ops.push_back(op);
+        }
+    return ops;
+}
+
+// Symmetric search, grouping and ion assignment on an n^3 landscape with
+// m[0] x m[1] x m[2] wells, invariant under the given operations.
+int bench_site_analysis(const char* label, const int m[3], bool cubic)
+{
+    const int n = 200;
+    const double cell[3] = {cubic ? 10.0 : 12.0, 10.0, cubic ? 10.0 : 8.0};
+    std::string cif_path = temp_path("zemu_bench_cif_");
+    if (cif_path.empty() || !write_structure_cif(cif_path, cell[0], cell[1], cell[2], sign_operations(cubic),
+                                                 0.5 / m[0])) {
+        fprintf(stderr, "bench: cannot write a structure file\n");
+        return 1;
+    }
+    ZEMU_cif cif;
+    ZEMU_init_cif(&cif);
+    ZEMU_init_fastgen(&cif);
+    int status = ZEMU_load_cif(&cif_path[0], &cif);
+    remove(cif_path.c_str());
+    snprintf(cif.probe_type, sizeof cif.probe_type, "Li1+");
+    cif.ion = 1;
+
+    ZEMU_cube cube;
+    ZEMU_init_cube(&cube);
+    cube.a_grid = cube.b_grid = cube.c_grid = n;
+    cube.a_x = cell[0] / n;
+    cube.b_y = cell[1] / n;
+    cube.c_z = cell[2] / n;
+    ZEMU_calc_cell_parameter(&cube);
+    if (status == 0) status = ZEMU_alloc_cube_energy(&cube);
+    if (status != 0) {
+        ZEMU_free_cube(&cube);
+        ZEMU_free_cif(&cif);
+        return 1;
+    }
+    std::vector<double> f[3];
+    for (int axis = 0; axis < 3; axis++) {
+        f[axis].resize(n);
+        for (int i = 0; i < n; i++) f[axis][i] = cos(2.0 * M_PI * m[axis] * i / n) * (1.0 + 0.1 * axis);
+    }
+    cube.global_minimum = 9999.9;
+    for (int i = 0; i < n; i++)
+        for (int j = 0; j < n; j++)
+            for (int k = 0; k < n; k++) {
+                double e = 0.5 * (f[0][i] + f[1][j] + f[2][k]);
+                cube.energy[i][j][k] = e;
+                if (e < cube.global_minimum) cube.global_minimum = e;
+            }
+    cube.max_energy = cube.global_minimum + 5.0;
+    ZEMU_process_cube(&cube);
+
+    ZEMU_asymmetric_unit asym;
+    ZEMU_init_asymmetric_unit(&asym);
+    auto start = std::chrono::steady_clock::now();
+    ZEMU_prepare_fastgen_symop(&cif, &cube);
+    status = ZEMU_find_asymmetric_unit(&cube, &cif, &asym);
+    double t_unit = seconds_since(start);
+    if (status == 0)
+        status = cif.diff_neigh ? ZEMU_find_stationary_points2(&cube, &cif)
+                                : ZEMU_find_stationary_points(&cube, &cif, &asym);
+    double t_search = seconds_since(start);
+    if (status == 0) status = ZEMU_group_saddle_by_symmetry(&cube, &cif);
+    if (status == 0) status = ZEMU_group_minima_by_symmetry(&cube, &cif);
+    double t_group = seconds_since(start);
+    if (status == 0) status = ZEMU_assign_ion_to_sites(&cube, &cif);
+    if (status == 0) ZEMU_assign_interstitial_labels(&cube, &cif);
+    double t_all = seconds_since(start);
+    if (status == 0)
+        printf("site analysis %dx%dx%d, %s (%d operations): %d minima in %d types, %d saddles in %d types; "
+               "unit %.3f s, search %.3f s, grouping %.3f s, assignment %.3f s, total %.3f s\n",
+               n, n, n, label, cif.symop_no, cube.total_minima, cube.total_minima_type, cube.total_saddle,
+               cube.total_saddle_type, t_unit, t_search - t_unit, t_group - t_search, t_all - t_group, t_all);
+    ZEMU_free_asymmetric_unit(&asym);
+    ZEMU_free_cube(&cube);
+    ZEMU_free_cif(&cif);
+    return status;
+}
+
+int bench_site_analysis_orthorhombic()
+{
+    const int m[3] = {5, 6, 7};
+    return bench_site_analysis("orthorhombic mmm", m, false);
+}
+
+int bench_site_analysis_cubic()
+{
+    const int m[3] = {6, 6, 6};
+    return bench_site_analysis("cubic m-3m", m, true);
+}
+
 }  // namespace
 
 int main()
@@ -136,6 +263,8 @@ int main()
         int (*run)();
     } cases[] = {
         {"cube load+process", bench_load_and_process_cube},
+        {"site analysis, 8 operations", bench_site_analysis_orthorhombic},
+        {"site analysis, 48 operations", bench_site_analysis_cubic},
     };
     int failures = 0;
     for (const Case& c : cases) {
