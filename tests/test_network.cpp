@@ -1,0 +1,369 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "ZEMU-path.h"
+
+namespace {
+
+typedef ZEMU_path_triple_index V;
+
+bool same(const V& p, const V& q) { return p.x == q.x && p.y == q.y && p.z == q.z; }
+
+// A small hand-made landscape: a cubic cell of n steps per axis (1 Angstrom per
+// step), minima and saddle points placed by hand, and a path library whose
+// allpaths join chosen minima images.
+struct Network {
+    ZEMU_cube cube;
+    ZEMU_pathlib lib;
+
+    explicit Network(int n = 10) {
+        ZEMU_init_cube(&cube);
+        cube.a_grid = cube.b_grid = cube.c_grid = n;
+        cube.a_x = cube.b_y = cube.c_z = 1.0;
+        ZEMU_calc_cell_parameter(&cube);
+        ZEMU_init_pathlib(&lib);
+    }
+    ~Network() {
+        ZEMU_free_pathlib(&lib);
+        ZEMU_free_cube(&cube);
+    }
+
+    int minimum(int x, int y, int z, int type, double e = 0.0) {
+        EXPECT_EQ(0, ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, type));
+        return cube.total_minima - 1;
+    }
+
+    // Distinct path of the given types (minimum types from the two minima).
+    void path(int start, int end, int saddle_type, double saddle_energy) {
+        ZEMU_path p;
+        ZEMU_init_path(&p);
+        p.start = start;
+        p.end = end;
+        p.start_type = cube.minima[start].type;
+        p.end_type = cube.minima[end].type;
+        p.saddle_type = saddle_type;
+        p.start_energy = cube.minima[start].e;
+        p.end_energy = cube.minima[end].e;
+        p.saddle_energy = saddle_energy;
+        lib.path = static_cast<ZEMU_path*>(realloc(lib.path, sizeof(ZEMU_path) * (lib.total_path + 1)));
+        lib.path[lib.total_path++] = p;
+    }
+
+    // Hop from `start` in the home cell to the image of `end` in cell (dx, dy, dz).
+    void hop(int start, int end, int saddle_type, double saddle_energy, int dx, int dy, int dz) {
+        ZEMU_allpath ap;
+        ZEMU_assign_allpath(&ap, start, end, lib.total_allpath, cube.minima[start].type, cube.minima[end].type,
+                            saddle_type, 1.0, 0, 0, 0, dx, dy, dz, cube.minima[start].e, cube.minima[end].e,
+                            saddle_energy);
+        lib.allpath =
+            static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (lib.total_allpath + 1)));
+        lib.allpath[lib.total_allpath++] = ap;
+    }
+};
+
+// Owns the clusters of one analysis.
+struct Clusters {
+    ZEMU_cluster_list list{0, nullptr};
+    ~Clusters() { ZEMU_free_path_clust(&list); }
+    ZEMU_cluster& operator[](int c) { return list.clust[c]; }
+};
+
+std::vector<int> cluster_paths(const ZEMU_cluster& c) { return std::vector<int>(c.path, c.path + c.total_path); }
+
+std::string scan_text(Network& net, double threshold) {
+    FILE* f = tmpfile();
+    EXPECT_EQ(0, ZEMU_analyze_network_at_saddles(&net.cube, &net.lib, f, threshold));
+    std::string out;
+    rewind(f);
+    int ch;
+    while ((ch = fgetc(f)) != EOF) out += static_cast<char>(ch);
+    fclose(f);
+    return out;
+}
+
+int count_of(const std::string& text, const std::string& word) {
+    int n = 0;
+    for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) n++;
+    return n;
+}
+
+// ---------------------------------------------------------------------------
+
+TEST(LatticeVectors, OnlyWholeCellDifferencesOfOneGridPointEachUpToSign) {
+    Network net;
+    std::vector<V> sites = {{0, 0, 0}, {10, 0, 0}, {5, 0, 0}, {20, 0, 0}, {3, 4, 5}, {3, -6, 5}};
+    int n = 0;
+    V* vec = nullptr;
+    ASSERT_EQ(0, ZEMU_generate_path_vectors(&net.cube, static_cast<int>(sites.size()), sites.data(), &n, &vec));
+    // Pairs in order: (0,1) -> (-10,0,0); (0,3) -> (-20,0,0); (1,3) repeats (-10,0,0); (4,5) -> (0,10,0).
+    ASSERT_EQ(3, n);
+    EXPECT_TRUE(same(vec[0], V{-10, 0, 0}));
+    EXPECT_TRUE(same(vec[1], V{-20, 0, 0}));
+    EXPECT_TRUE(same(vec[2], V{0, 10, 0}));
+    free(vec);
+}
+
+TEST(LatticeVectors, VectorsAlreadyInTheListOrTheirNegativesAreNotRepeated) {
+    Network net;
+    std::vector<V> sites = {{0, 0, 0}, {10, 0, 0}, {0, 0, 10}};
+    int n = 1;
+    V* vec = static_cast<V*>(malloc(sizeof(V)));
+    vec[0] = V{10, 0, 0};
+    ASSERT_EQ(0, ZEMU_generate_path_vectors(&net.cube, 3, sites.data(), &n, &vec));
+    ASSERT_EQ(3, n);  // (-10,0,0) is the negative of the first; (0,0,-10) and (10,0,-10) are new
+    EXPECT_TRUE(same(vec[1], V{0, 0, -10}));
+    EXPECT_TRUE(same(vec[2], V{10, 0, -10}));
+    free(vec);
+}
+
+TEST(Dimension, ParallelVectorsOfDifferentLengthStayOneDimensionalWithTheLastVector) {
+    Network net;
+    V vec[3] = {{10, 0, 0}, {0, 0, 0}, {-20, 0, 0}};
+    int dim = -1;
+    V span[3];
+    ZEMU_generate_path_dimension(&net.cube, 3, vec, &dim, span);
+    EXPECT_EQ(1, dim);
+    EXPECT_TRUE(same(span[0], V{-20, 0, 0}));
+    EXPECT_TRUE(same(span[1], V{0, 0, 0}));
+
+    ZEMU_generate_path_dimension(&net.cube, 1, &vec[1], &dim, span);
+    EXPECT_EQ(0, dim);
+}
+
+TEST(Dimension, FirstNonParallelPairAndFirstNonCoplanarTripleInListOrder) {
+    Network net;
+    V plane[4] = {{10, 0, 0}, {20, 0, 0}, {0, 10, 0}, {10, 10, 0}};
+    int dim = 0;
+    V span[3];
+    ZEMU_generate_path_dimension(&net.cube, 4, plane, &dim, span);
+    EXPECT_EQ(2, dim);
+    EXPECT_TRUE(same(span[0], plane[0]));
+    EXPECT_TRUE(same(span[1], plane[2]));
+    EXPECT_TRUE(same(span[2], V{0, 0, 0}));
+
+    V space[5] = {{10, 0, 0}, {0, 10, 0}, {10, 10, 0}, {0, 0, -20}, {0, 0, 10}};
+    ZEMU_generate_path_dimension(&net.cube, 5, space, &dim, span);
+    EXPECT_EQ(3, dim);
+    EXPECT_TRUE(same(span[0], space[0]));
+    EXPECT_TRUE(same(span[1], space[1]));
+    EXPECT_TRUE(same(span[2], space[3]));
+}
+
+TEST(NetworkClusters, ChainAlongAIsOneDimensionalAndItsSingleSiteIsABottleneck) {
+    Network net;
+    int m = net.minimum(2, 3, 4, 1, 0.1);
+    net.path(m, m, 1, 0.6);
+    net.hop(m, m, 1, 0.6, 1, 0, 0);
+    Clusters c;
+    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
+    ASSERT_EQ(1, c.list.total);
+    EXPECT_EQ(1, c[0].dimension);
+    EXPECT_TRUE(same(c[0].vector[0], V{10, 0, 0}));
+    EXPECT_EQ(0, c[0].ribbon);
+    EXPECT_EQ(1, c[0].mul);
+    EXPECT_DOUBLE_EQ(0.1, c[0].minimum);
+    EXPECT_DOUBLE_EQ(0.6, c[0].maximum);
+    EXPECT_EQ(0, c[0].ID);
+    EXPECT_EQ(std::vector<int>({0}), cluster_paths(c[0]));
+}
+
+TEST(NetworkClusters, CrossLinkedParallelChainsFormARibbonAndAnOpenChainDoesNot) {
+    Network net;
+    int a = net.minimum(0, 0, 0, 1, 0.0);
+    int b = net.minimum(0, 5, 0, 2, 0.2);
+    net.path(a, a, 1, 0.3);
+    net.path(b, b, 2, 0.4);
+    net.path(a, b, 3, 0.5);
+    net.hop(a, a, 1, 0.3, 1, 0, 0);
+    net.hop(b, b, 2, 0.4, -1, 0, 0);
+    net.hop(a, b, 3, 0.5, 0, 0, 0);
+    Clusters linked;
+    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &linked.list));
+    ASSERT_EQ(1, linked.list.total);
+    EXPECT_EQ(1, linked[0].dimension);
+    EXPECT_EQ(1, linked[0].ribbon);
+    EXPECT_TRUE(same(linked[0].vector[0], V{10, 0, 0}));
+    EXPECT_TRUE(same(linked[0].vector[1], V{0, 0, 0}));
+    EXPECT_EQ(std::vector<int>({0, 2, 1}), cluster_paths(linked[0]));  // order of discovery
+    EXPECT_EQ(2, linked[0].ID);
+
+    // Below the link, each chain is its own cluster with a bottleneck site.
+    Clusters apart;
+    ASSERT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &apart.list, 0.4));
+    ASSERT_EQ(2, apart.list.total);
+    EXPECT_EQ(0, apart[0].ribbon);
+    EXPECT_EQ(0, apart[1].ribbon);
+    EXPECT_DOUBLE_EQ(0.2, apart[1].minimum);
+}
+
+TEST(NetworkClusters, HopsOfOneMinimumAlongAAndBSpanAPlane) {
+    Network net;
+    int m = net.minimum(1, 1, 1, 1);
+    net.path(m, m, 1, 0.3);
+    net.hop(m, m, 1, 0.3, 1, 0, 0);
+    net.hop(m, m, 1, 0.3, 0, 1, 0);
+    Clusters c;
+    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
+    ASSERT_EQ(1, c.list.total);
+    EXPECT_EQ(2, c[0].dimension);
+    // Sites p, p+a and (the second hop placed with its end on p) p-b.
+    EXPECT_TRUE(same(c[0].vector[0], V{10, 0, 0}));
+    EXPECT_TRUE(same(c[0].vector[1], V{0, 10, 0}));
+    EXPECT_EQ(0, c[0].ribbon);
+}
+
+TEST(NetworkClusters, EquivalentClustersMergeAndCollectNonParallelVectors) {
+    Network net;
+    int a = net.minimum(0, 0, 0, 1);
+    int a2 = net.minimum(5, 0, 5, 1);
+    int a3 = net.minimum(0, 5, 5, 1);
+    int a4 = net.minimum(5, 5, 0, 1);
+    net.path(a, a, 1, 0.3);
+    net.hop(a, a, 1, 0.3, 1, 0, 0);
+    net.hop(a2, a2, 1, 0.3, 0, 1, 0);
+    net.hop(a3, a3, 1, 0.3, 0, 0, 1);
+    net.hop(a4, a4, 1, 0.3, 1, 0, 0);
+    Clusters c;
+    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
+    ASSERT_EQ(1, c.list.total);
+    EXPECT_EQ(4, c[0].mul);
+    EXPECT_EQ(1, c[0].dimension);
+    EXPECT_TRUE(same(c[0].vector[0], V{10, 0, 0}));
+    EXPECT_TRUE(same(c[0].vector[1], V{0, 10, 0}));  // oriented before merging
+    EXPECT_TRUE(same(c[0].vector[2], V{0, 0, 10}));  // the parallel fourth chain changes nothing
+}
+
+TEST(NetworkClusters, MovedClustersKeepTheRibbonOfTheirNewPosition) {
+    Network net;
+    int a = net.minimum(0, 0, 0, 1);
+    int a2 = net.minimum(5, 0, 5, 1);
+    int c = net.minimum(2, 2, 8, 2);
+    int d = net.minimum(2, 7, 8, 3);
+    net.path(a, a, 1, 0.2);
+    net.path(c, c, 2, 0.3);
+    net.path(d, d, 3, 0.3);
+    net.path(c, d, 4, 0.4);
+    net.hop(a, a, 1, 0.2, 1, 0, 0);
+    net.hop(a2, a2, 1, 0.2, 0, 1, 0);
+    net.hop(c, c, 2, 0.3, 1, 0, 0);
+    net.hop(d, d, 3, 0.3, 1, 0, 0);
+    net.hop(c, d, 4, 0.4, 0, 0, 0);
+    Clusters list;
+    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &list.list));
+    ASSERT_EQ(2, list.list.total);
+    EXPECT_EQ(2, list[0].mul);
+    EXPECT_TRUE(same(list[0].vector[1], V{0, 10, 0}));
+    // The cross-linked pair of chains moved down onto the absorbed chain's place
+    // and carries that place's ribbon 0 (its own test gave 1).
+    EXPECT_EQ(std::vector<int>({1, 3, 2}), cluster_paths(list[1]));
+    EXPECT_EQ(1, list[1].mul);
+    EXPECT_EQ(1, list[1].dimension);
+    EXPECT_EQ(0, list[1].ribbon);
+    EXPECT_EQ(3, list[1].ID);
+    EXPECT_DOUBLE_EQ(0.4, list[1].maximum);
+}
+
+TEST(NetworkClusters, UnknownMinimumIndexIsRefused) {
+    Network net;
+    int m = net.minimum(0, 0, 0, 1);
+    net.path(m, m, 1, 0.3);
+    net.hop(m, m, 1, 0.3, 1, 0, 0);
+    net.lib.allpath[0].end = 7;
+    Clusters c;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(1, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
+    EXPECT_EQ("Error: Invalid input to ZEMU_analyze_network()\n", testing::internal::GetCapturedStderr());
+}
+
+TEST(NetworkAtEnergy, OnlyLeadingAllpathsWithinToleranceTakePart) {
+    Network net;
+    int m = net.minimum(0, 0, 0, 1);
+    net.path(m, m, 1, 0.3);
+    net.path(m, m, 2, 0.5);
+    net.hop(m, m, 1, 0.3, 1, 0, 0);
+    net.hop(m, m, 2, 0.5, 0, 1, 0);
+
+    Clusters none;
+    none.list.total = 7;  // untouched when no allpath qualifies
+    EXPECT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &none.list, 0.29));
+    EXPECT_EQ(7, none.list.total);
+    none.list.total = 0;
+
+    Clusters low;
+    ASSERT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &low.list, 0.5 - 1e-11));
+    ASSERT_EQ(1, low.list.total);
+    EXPECT_EQ(2, low[0].dimension);
+}
+
+TEST(ThresholdScan, EmptyLibraryWritesOnlyTheHeaderAndKeepsNoBarrier) {
+    Network net;
+    EXPECT_EQ(
+        "---------------------------------------------------------------------\r\n"
+        "  Summary of pathway characteristics at different energy thresholds  \r\n"
+        "---------------------------------------------------------------------\r\n\r\n",
+        scan_text(net, 999.0));
+    EXPECT_EQ(0, ZEMU_calc_activation_energy(&net.cube, &net.lib));
+    EXPECT_DOUBLE_EQ(999.0, net.lib.oneD);
+    EXPECT_DOUBLE_EQ(999.0, net.lib.twoD);
+    EXPECT_DOUBLE_EQ(999.0, net.lib.threeD);
+}
+
+TEST(ThresholdScan, EqualSaddleEnergiesGiveOneBlockAndTheLimitStopsTheScan) {
+    Network net;
+    int m = net.minimum(0, 0, 0, 1);
+    net.path(m, m, 1, 0.3);
+    net.path(m, m, 2, 0.7);
+    net.hop(m, m, 1, 0.3, 1, 0, 0);
+    net.hop(m, m, 1, 0.3 + 1e-12, 0, 1, 0);
+    net.hop(m, m, 1, 0.3, 0, 0, 1);
+    net.hop(m, m, 2, 0.7, 1, 1, 0);
+    std::string all = scan_text(net, 999.0);
+    EXPECT_EQ(2, count_of(all, "Threshold energy"));
+    EXPECT_NE(std::string::npos, all.find(" Threshold energy: 0.300000 eV\r\n"));
+    EXPECT_NE(std::string::npos, all.find(" Threshold energy: 0.700000 eV\r\n"));
+    EXPECT_EQ(1, count_of(scan_text(net, 0.5), "Threshold energy"));
+}
+
+TEST(ThresholdScan, ThresholdsArePrintedInTheScaledMeasure) {
+    Network net;
+    char expr[] = "2*E";
+    ASSERT_EQ(0, ZEMU_parse_energy_scaling(&net.cube, expr));
+    net.cube.scaling = 1;
+    int m = net.minimum(0, 0, 0, 1);
+    net.path(m, m, 1, 0.25);
+    net.hop(m, m, 1, 0.25, 1, 0, 0);
+    EXPECT_NE(std::string::npos, scan_text(net, 999.0).find(" Threshold energy: 0.500000 eV\r\n"));
+}
+
+TEST(ActivationEnergy, ThreeDimensionalClusterAtTheLowestThresholdSetsAllThree) {
+    Network net;
+    int m = net.minimum(0, 0, 0, 1, 0.1);
+    net.path(m, m, 1, 0.4);
+    net.hop(m, m, 1, 0.4, 1, 0, 0);
+    net.hop(m, m, 1, 0.4, 0, 1, 0);
+    net.hop(m, m, 1, 0.4, 0, 0, 1);
+    ASSERT_EQ(0, ZEMU_calc_activation_energy(&net.cube, &net.lib));
+    EXPECT_NEAR(0.3, net.lib.oneD, 1e-12);
+    EXPECT_DOUBLE_EQ(net.lib.oneD, net.lib.twoD);
+    EXPECT_DOUBLE_EQ(net.lib.oneD, net.lib.threeD);
+}
+
+TEST(ActivationEnergy, EachDimensionTakesTheLowestBarrierThatOpensIt) {
+    Network net;
+    int m = net.minimum(0, 0, 0, 1, 0.0);
+    net.path(m, m, 1, 0.2);
+    net.path(m, m, 2, 0.5);
+    net.hop(m, m, 1, 0.2, 1, 0, 0);
+    net.hop(m, m, 2, 0.5, 0, 1, 0);
+    ASSERT_EQ(0, ZEMU_calc_activation_energy(&net.cube, &net.lib));
+    EXPECT_DOUBLE_EQ(0.2, net.lib.oneD);
+    EXPECT_DOUBLE_EQ(0.5, net.lib.twoD);
+    EXPECT_DOUBLE_EQ(999.0, net.lib.threeD);
+}
+
+}  // namespace

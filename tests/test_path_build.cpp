@@ -1,0 +1,705 @@
+// Path construction: distinct paths per saddle type, their copies over the
+// grid, redundancy filtering and the single-hop connection test.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "ZEMU.h"
+#include "ZEMU-path.h"
+
+namespace pathbuild_test {
+
+// An orthogonal grid of `step` Angstrom voxels filled with `background`, with
+// minima and saddles placed by hand and grouped under P1 (identity only).
+struct Landscape {
+    ZEMU_cube cube;
+    ZEMU_cif cif;
+    ZEMU_pathlib lib;
+
+    Landscape(int na, int nb, int nc, double step, double background) {
+        ZEMU_init_cube(&cube);
+        ZEMU_init_cube_stationary_points(&cube);
+        cube.total_minima_type = cube.total_saddle_type = 0;
+        cube.a_grid = na;
+        cube.b_grid = nb;
+        cube.c_grid = nc;
+        cube.a_x = cube.b_y = cube.c_z = step;
+        ZEMU_calc_cell_parameter(&cube);
+        EXPECT_EQ(ZEMU_alloc_cube_energy(&cube), 0);
+        for (int i = 0; i < na; i++)
+            for (int j = 0; j < nb; j++)
+                for (int k = 0; k < nc; k++) cube.energy[i][j][k] = background;
+        cube.global_minimum = 0.0;
+        cube.max_energy = 5.0;
+        EXPECT_EQ(ZEMU_init_cif(&cif), 0);
+        ZEMU_init_fastgen(&cif);
+        ZEMU_init_pathlib(&lib);
+    }
+    ~Landscape() {
+        ZEMU_free_pathlib(&lib);
+        ZEMU_free_cube(&cube);
+        ZEMU_free_cif(&cif);
+    }
+    Landscape(const Landscape&) = delete;
+    Landscape& operator=(const Landscape&) = delete;
+
+    void minimum(int x, int y, int z, double e) {
+        cube.energy[x][y][z] = e;
+        ASSERT_EQ(ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, 0), 0);
+    }
+    void saddle(int x, int y, int z, double e) {
+        cube.energy[x][y][z] = e;
+        ASSERT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, e, 0), 0);
+    }
+    // A straight groove from grid point 1 to grid point 2 (unwrapped, either may
+    // lie outside the cell) with energies rising evenly between their two
+    // energies, so that a route traced between them follows it.
+    void valley(int x1, int y1, int z1, int x2, int y2, int z2) {
+        double e1 = ZEMU_cube_energy(&cube, x1, y1, z1), e2 = ZEMU_cube_energy(&cube, x2, y2, z2);
+        int steps = std::max(std::abs(x2 - x1), std::max(std::abs(y2 - y1), std::abs(z2 - z1)));
+        for (int n = 1; n < steps; n++) {
+            double f = static_cast<double>(n) / steps;
+            ZEMU_cube_triple_index p = ZEMU_shift_index_xyz(&cube, (int)lround(x1 + f * (x2 - x1)),
+                                                            (int)lround(y1 + f * (y2 - y1)),
+                                                            (int)lround(z1 + f * (z2 - z1)));
+            cube.energy[p.x][p.y][p.z] = e1 + f * (e2 - e1);
+        }
+    }
+    // A minimum with a groove down to it from the saddle at (sx, sy, sz).
+    void joined(int sx, int sy, int sz, int x, int y, int z, double e) {
+        minimum(x, y, z, e);
+        valley(sx, sy, sz, x, y, z);
+    }
+    void symmetry(const std::vector<const char*>& ops) {
+        ZEMU_free_cif_symop(&cif);
+        cif.symop_no = static_cast<int>(ops.size());
+        ASSERT_EQ(ZEMU_alloc_cif_symop(&cif), 0);
+        for (size_t n = 0; n < ops.size(); n++) snprintf(cif.symop[n], ZEMU_CIF_SYMOP_SIZE, "%s", ops[n]);
+    }
+    void group() {
+        ZEMU_prepare_fastgen_symop(&cif, &cube);
+        ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&cube, &cif), 0);
+        ASSERT_EQ(ZEMU_group_minima_by_symmetry(&cube, &cif), 0);
+    }
+    // The three stages in driver order; 0 when all succeed.
+    int build_all() {
+        if (ZEMU_build_path(&cube, &cif, &lib)) return 1;
+        if (ZEMU_build_allpaths(&cube, &cif, &lib)) return 1;
+        return ZEMU_filter_redundant_path(&cube, &lib);
+    }
+    int minimum_at(int x, int y, int z) const {
+        for (int m = 0; m < cube.total_minima; m++)
+            if (cube.minima[m].x == x && cube.minima[m].y == y && cube.minima[m].z == z) return m;
+        return -1;
+    }
+    int saddle_at(int x, int y, int z) const {
+        for (int s = 0; s < cube.total_saddle; s++)
+            if (cube.saddle[s].x == x && cube.saddle[s].y == y && cube.saddle[s].z == z) return s;
+        return -1;
+    }
+    int direct(int x1, int y1, int z1, int x2, int y2, int z2) {
+        return ZEMU_is_direct_path_between_minima(&cube, &lib, x1, y1, z1, x2, y2, z2);
+    }
+};
+
+// The two minima joined by a path, in either order.
+bool joins(const ZEMU_path& p, int m1, int m2) {
+    return (p.start == m1 && p.end == m2) || (p.start == m2 && p.end == m1);
+}
+
+// ---------------------------------------------------------------------------
+// Reference filter: the redundancy passes as plain scans over every pair,
+// restarting from the first allpath after every deletion.
+// ---------------------------------------------------------------------------
+
+ZEMU_cubeloc image_of(ZEMU_cube* cube, int m, int cx, int cy, int cz) {
+    ZEMU_cubeloc loc;
+    ZEMU_assign_loc(&loc, cube->minima[m].x + cx * cube->a_grid, cube->minima[m].y + cy * cube->b_grid,
+                    cube->minima[m].z + cz * cube->c_grid);
+    return loc;
+}
+
+int reference_filter(ZEMU_cube* cube, ZEMU_pathlib* lib) {
+    auto remove_type_of = [lib](int z) {
+        int index = ZEMU_get_allpath_to_path_index(lib, z);
+        return index < 0 ? 1 : ZEMU_delete_pathlib_path(lib, index);
+    };
+    bool again = true;
+    while (again) {
+        again = false;
+        for (int i = 0; i < lib->total_allpath && !again; i++)
+            for (int j = i + 1; j < lib->total_allpath && !again; j++) {
+                ZEMU_allpath* a = &lib->allpath[i];
+                ZEMU_allpath* b = &lib->allpath[j];
+                ZEMU_cellcross_diff da, db;
+                ZEMU_get_cellcrossdiff_from_allpath(&da, a);
+                ZEMU_get_cellcrossdiff_from_allpath(&db, b);
+                if (ZEMU_is_allpath_equal(a, b, 1) && ZEMU_is_cellcrossdiff_equal(da, db) &&
+                    !ZEMU_is_allpath_equal(a, b, 6)) {
+                    if (remove_type_of(b->saddle_energy > a->saddle_energy ? j : i)) return 1;
+                    again = true;
+                }
+            }
+    }
+    again = true;
+    while (again) {
+        again = false;
+        for (int i = 0; i < lib->total_allpath && !again; i++)
+            for (int j = i + 1; j < lib->total_allpath && !again; j++) {
+                ZEMU_allpath* a = &lib->allpath[i];
+                ZEMU_allpath* b = &lib->allpath[j];
+                if (!ZEMU_is_allpath_equal(a, b, 5)) continue;
+                ZEMU_cubeloc si = image_of(cube, a->start, a->start_crossx, a->start_crossy, a->start_crossz);
+                ZEMU_cubeloc ei = image_of(cube, a->end, a->end_crossx, a->end_crossy, a->end_crossz);
+                ZEMU_cubeloc sj = image_of(cube, b->start, b->start_crossx, b->start_crossy, b->start_crossz);
+                ZEMU_cubeloc ej = image_of(cube, b->end, b->end_crossx, b->end_crossy, b->end_crossz);
+                auto direct = [&](ZEMU_cubeloc p, ZEMU_cubeloc q) {
+                    return ZEMU_is_direct_path_between_minima(cube, lib, p.x, p.y, p.z, q.x, q.y, q.z) == 1;
+                };
+                bool considered = (direct(ei, ej) && direct(si, sj)) || (direct(si, ej) && direct(sj, ei));
+                if (!considered) continue;
+                if (a->start_type == b->start_type && a->end_type == b->end_type) continue;
+                if (a->start_type != b->end_type || a->end_type != b->start_type) {
+                    if (remove_type_of(a->length <= b->length ? j : i)) return 1;
+                    again = true;
+                }
+            }
+    }
+    return 0;
+}
+
+// A library with the given records, owning malloc'ed copies of them.
+void fill_library(ZEMU_pathlib* lib, const std::vector<ZEMU_path>& paths, const std::vector<ZEMU_allpath>& copies) {
+    ZEMU_free_pathlib(lib);
+    lib->total_path = static_cast<int>(paths.size());
+    lib->path = static_cast<ZEMU_path*>(malloc(sizeof(ZEMU_path) * (paths.size() + 1)));
+    if (!paths.empty()) memcpy(lib->path, paths.data(), sizeof(ZEMU_path) * paths.size());
+    lib->total_allpath = static_cast<int>(copies.size());
+    lib->allpath = static_cast<ZEMU_allpath*>(malloc(sizeof(ZEMU_allpath) * (copies.size() + 1)));
+    if (!copies.empty()) memcpy(lib->allpath, copies.data(), sizeof(ZEMU_allpath) * copies.size());
+}
+
+ZEMU_path path_of_types(int start_type, int end_type, int saddle_type, double saddle_energy, double length) {
+    ZEMU_path p;
+    ZEMU_init_path(&p);
+    p.start_type = start_type;
+    p.end_type = end_type;
+    p.saddle_type = saddle_type;
+    p.saddle_energy = saddle_energy;
+    p.length = length;
+    return p;
+}
+
+}  // namespace pathbuild_test
+
+using pathbuild_test::joins;
+using pathbuild_test::Landscape;
+
+// ---------------------------------------------------------------------------
+// Distinct paths
+// ---------------------------------------------------------------------------
+
+TEST(PathBuild, GridWithoutSaddleTypesGivesEmptyLibrary) {
+    Landscape g(8, 8, 8, 1.0, 3.0);
+    g.minimum(1, 1, 1, 0.0);
+    g.minimum(5, 5, 5, 0.2);
+    g.group();
+    ASSERT_EQ(g.cube.total_saddle_type, 0);
+    EXPECT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    EXPECT_EQ(g.lib.total_path, 0);
+    EXPECT_EQ(ZEMU_build_allpaths(&g.cube, &g.cif, &g.lib), 0);
+    EXPECT_EQ(g.lib.total_allpath, 0);
+    EXPECT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+}
+
+TEST(PathBuild, SecondMinimumMustLieAtNinetyDegreesOrMoreFromTheFirst) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);  // 2.0 A, nearest
+    g.minimum(10, 10, 8, 0.1);         // 2.83 A, but 45 degrees from the nearest
+    g.joined(8, 8, 8, 5, 8, 8, 0.2);   // 3.0 A, opposite
+    g.group();
+    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    const ZEMU_path& p = g.lib.path[0];
+    EXPECT_EQ(p.start, g.minimum_at(10, 8, 8));
+    EXPECT_EQ(p.end, g.minimum_at(5, 8, 8));
+    EXPECT_EQ(p.saddle, g.saddle_at(8, 8, 8));
+    EXPECT_EQ(p.saddle_type, 1);
+    EXPECT_EQ(p.start_type, g.cube.minima[p.start].type);
+    EXPECT_EQ(p.end_type, g.cube.minima[p.end].type);
+    EXPECT_DOUBLE_EQ(p.start_energy, 0.0);
+    EXPECT_DOUBLE_EQ(p.end_energy, 0.2);
+    EXPECT_DOUBLE_EQ(p.saddle_energy, 1.0);
+    EXPECT_DOUBLE_EQ(p.straightline_length, 5.0);
+    EXPECT_GE(p.length, p.straightline_length);
+    EXPECT_DOUBLE_EQ(p.tortuosity, p.length / p.straightline_length);
+    // A fresh path carries no plot or network marks.
+    EXPECT_EQ(p.color, -1);
+    EXPECT_EQ(p.style, -1);
+    EXPECT_EQ(p.in_rp, 0);
+    EXPECT_EQ(p.oneD + p.twoD + p.threeD, 0);
+}
+
+TEST(PathBuild, SaddleWithoutSecondMinimumInReachIsWarnedAboutAndSkipped) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.saddle(8, 8, 8, 1.0);
+    g.saddle(8, 2, 2, 1.5);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.minimum(10, 10, 8, 0.1);  // in reach but at 45 degrees
+    g.joined(8, 2, 2, 6, 2, 2, 0.0);  // the second saddle has two minima in line
+    g.joined(8, 2, 2, 10, 2, 2, 0.0);
+    g.group();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Warning: Cannot connect saddle type 1 to any energy minimum site\n");
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_EQ(g.lib.path[0].saddle_type, 2);
+}
+
+TEST(PathBuild, AngleOfExactlyNinetyDegreesQualifies) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.joined(8, 8, 8, 8, 11, 8, 0.1);
+    g.group();
+    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
+    EXPECT_EQ(g.lib.path[0].end, g.minimum_at(8, 11, 8));
+}
+
+TEST(PathBuild, ReachOfThreeAndAHalfAngstromIsInclusive) {
+    // 0.875 A steps: four steps are 3.5 A exactly, five are beyond reach.
+    for (int far_steps = 4; far_steps <= 5; far_steps++) {
+        Landscape g(16, 16, 16, 0.875, 3.0);
+        g.saddle(8, 8, 8, 1.0);
+        g.joined(8, 8, 8, 10, 8, 8, 0.0);
+        g.joined(8, 8, 8, 8 - far_steps, 8, 8, 0.1);
+        g.group();
+        testing::internal::CaptureStderr();
+        ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+        std::string err = testing::internal::GetCapturedStderr();
+        if (far_steps == 4) {
+            EXPECT_EQ(err, "");
+            ASSERT_EQ(g.lib.total_path, 1);
+            EXPECT_EQ(g.lib.path[0].end, g.minimum_at(4, 8, 8));
+        } else {
+            EXPECT_EQ(err, "Warning: Cannot connect saddle type 1 to any energy minimum site\n");
+            EXPECT_EQ(g.lib.total_path, 0);
+        }
+    }
+}
+
+TEST(PathBuild, MinimumBehindARidgeIsPassedOverForTheNextOne) {
+    // 0.5 A steps: the nearest minimum's route runs over high ground and is
+    // refused; the two farther ones down valleys on either side are joined.
+    Landscape g(24, 24, 24, 0.5, 3.0);
+    g.saddle(12, 12, 12, 1.0);
+    g.minimum(12, 7, 12, 0.0);  // 2.5 A, over high ground
+    for (int d = 1; d <= 5; d++) {
+        g.cube.energy[12 + d][12][12] = 1.0 - 0.15 * d;
+        g.cube.energy[12 - d][12][12] = 1.0 - 0.15 * d;
+    }
+    g.minimum(18, 12, 12, 0.0);  // 3.0 A
+    g.minimum(6, 12, 12, 0.1);   // 3.0 A, opposite
+    g.group();
+    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_EQ(g.lib.path[0].start, g.minimum_at(18, 12, 12));
+    EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 12, 12));
+    // Down the valleys the route is straight.
+    EXPECT_NEAR(g.lib.path[0].length, 6.0, 1e-12);
+    EXPECT_NEAR(g.lib.path[0].tortuosity, 1.0, 1e-12);
+}
+
+TEST(PathBuild, SaddleEnergyIsReadFromTheGridAtTheSaddle) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.joined(8, 8, 8, 6, 8, 8, 0.0);
+    g.group();
+    g.cube.saddle[0].e = 0.7;  // a record moved away from its grid point
+    ASSERT_EQ(g.build_all(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
+    ASSERT_EQ(g.lib.total_allpath, 1);
+    EXPECT_DOUBLE_EQ(g.lib.allpath[0].saddle_energy, 1.0);
+}
+
+TEST(PathBuild, PathsAreSortedBySaddleEnergyAndOnePerSaddleType) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.saddle(6, 4, 5, 1.4);
+    g.saddle(6, 12, 11, 0.9);
+    g.joined(6, 4, 5, 4, 4, 4, 0.0);
+    g.joined(6, 4, 5, 8, 4, 4, 0.1);
+    g.joined(6, 12, 11, 4, 12, 12, 0.0);
+    g.joined(6, 12, 11, 8, 12, 12, 0.1);
+    g.group();
+    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 2);
+    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 0.9);
+    EXPECT_DOUBLE_EQ(g.lib.path[1].saddle_energy, 1.4);
+    EXPECT_TRUE(joins(g.lib.path[0], g.minimum_at(4, 12, 12), g.minimum_at(8, 12, 12)));
+    EXPECT_TRUE(joins(g.lib.path[1], g.minimum_at(4, 4, 4), g.minimum_at(8, 4, 4)));
+}
+
+// ---------------------------------------------------------------------------
+// Copies and the hop to the next cell
+// ---------------------------------------------------------------------------
+
+TEST(PathBuild, HopToNextCellIsKeptAndItsDegenerateCopiesSkipped) {
+    // One minimum in a 6 A cell along a; the saddle lies halfway to its next image.
+    Landscape g(6, 16, 16, 1.0, 3.0);
+    g.saddle(4, 8, 8, 1.0);
+    g.joined(4, 8, 8, 1, 8, 8, 0.0);
+    g.valley(4, 8, 8, 7, 8, 8);
+    g.group();
+    ASSERT_EQ(g.build_all(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    const ZEMU_path& p = g.lib.path[0];
+    EXPECT_EQ(p.start, 0);
+    EXPECT_EQ(p.end, 0);
+    EXPECT_EQ(p.start_p, 0);
+    EXPECT_EQ(p.end_p, 1);
+    EXPECT_DOUBLE_EQ(p.straightline_length, 6.0);
+    // Both images tie as candidates at either end: only the one real hop is kept.
+    ASSERT_EQ(g.lib.total_allpath, 1);
+    ZEMU_cellcross_diff d;
+    ZEMU_get_cellcrossdiff_from_allpath(&d, &g.lib.allpath[0]);
+    EXPECT_EQ(std::abs(d.x) + std::abs(d.y) + std::abs(d.z), 1);
+    EXPECT_EQ(d.x, 1);
+}
+
+TEST(PathBuild, EverySaddleOfTheTypeGetsItsCopyWithMatchingDistances) {
+    // Inversion through the cell centre maps each saddle and minimum onto another.
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.symmetry({"x,y,z", "-x,-y,-z"});
+    g.saddle(5, 4, 3, 1.0);
+    g.saddle(11, 12, 13, 1.0);
+    g.joined(5, 4, 3, 4, 4, 4, 0.0);
+    g.joined(11, 12, 13, 12, 12, 12, 0.0);
+    g.joined(5, 4, 3, 7, 4, 4, 0.3);
+    g.joined(11, 12, 13, 9, 12, 12, 0.3);
+    g.group();
+    ASSERT_EQ(g.cube.total_saddle_type, 1);
+    ASSERT_EQ(g.cube.total_minima_type, 2);
+    ASSERT_EQ(g.build_all(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    ASSERT_EQ(g.lib.total_allpath, 2);
+    EXPECT_NE(g.lib.allpath[0].saddle, g.lib.allpath[1].saddle);
+    for (int n = 0; n < 2; n++) {
+        const ZEMU_allpath& ap = g.lib.allpath[n];
+        ZEMU_cubeloc s, st, en;
+        ZEMU_assign_loc(&s, g.cube.saddle[ap.saddle].x, g.cube.saddle[ap.saddle].y, g.cube.saddle[ap.saddle].z);
+        st = pathbuild_test::image_of(&g.cube, ap.start, ap.start_crossx, ap.start_crossy, ap.start_crossz);
+        en = pathbuild_test::image_of(&g.cube, ap.end, ap.end_crossx, ap.end_crossy, ap.end_crossz);
+        // Each copy joins the two minima next to its own saddle, at the representative's distances.
+        EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, st), sqrt(2.0), 1e-12);
+        EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, en), sqrt(5.0), 1e-12);
+        EXPECT_EQ(ap.saddle_type, 1);
+        EXPECT_DOUBLE_EQ(ap.length, g.lib.path[0].length);
+    }
+}
+
+TEST(PathBuild, CopyCandidatesWithinAThousandthOfAnAngstromAllCount) {
+    // A mirror swapping a and b makes each minimum type two points; b steps a
+    // little longer than a steps put the mirrored minima a little farther off.
+    for (double b_step : {1.0004, 1.0006}) {
+        Landscape g(16, 16, 16, 1.0, 3.0);
+        g.cube.b_y = b_step;
+        ZEMU_calc_cell_parameter(&g.cube);
+        g.symmetry({"x,y,z", "y,x,z"});
+        g.saddle(8, 8, 8, 1.0);
+        g.joined(8, 8, 8, 10, 8, 8, 0.0);
+        g.minimum(8, 10, 8, 0.0);
+        g.joined(8, 8, 8, 6, 8, 8, 0.1);
+        g.minimum(8, 6, 8, 0.1);
+        g.group();
+        ASSERT_EQ(g.cube.total_minima_type, 2);
+        ASSERT_EQ(g.build_all(), 0);
+        ASSERT_EQ(g.lib.total_path, 1);
+        EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
+        EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 8, 8));
+        // 0.0008 A off the representative's distances: a tie, every pairing is a copy.
+        // 0.0012 A off: only the representative's own minima.
+        EXPECT_EQ(g.lib.total_allpath, b_step < 1.0005 ? 4 : 1) << "b step " << b_step;
+    }
+}
+
+TEST(PathBuild, CopiesNeedBothMinimaNotAboveTheSaddle) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 6, 8, 8, 0.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.group();
+    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    g.cube.minima[1].e = 1.5;  // now above the path's saddle energy
+    ASSERT_EQ(ZEMU_build_allpaths(&g.cube, &g.cif, &g.lib), 0);
+    EXPECT_EQ(g.lib.total_allpath, 0);
+}
+
+// ---------------------------------------------------------------------------
+// Redundancy filtering
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// Two minima joined by two saddle types on the same hop (no cell crossed).
+void parallel_saddles(Landscape& g, double e1, double e2) {
+    g.saddle(8, 8, 7, e1);
+    g.saddle(8, 8, 9, e2);
+    g.joined(8, 8, 7, 6, 8, 8, 0.0);
+    g.joined(8, 8, 7, 10, 8, 8, 0.1);
+    g.valley(8, 8, 9, 6, 8, 8);
+    g.valley(8, 8, 9, 10, 8, 8);
+    g.group();
+}
+
+}  // namespace
+
+TEST(PathFilter, ParallelSaddleTypesKeepTheLowerSaddle) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    parallel_saddles(g, 1.5, 1.0);
+    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(ZEMU_build_allpaths(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 2);
+    ASSERT_EQ(g.lib.total_allpath, 2);
+    ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
+    EXPECT_EQ(g.lib.path[0].saddle, g.saddle_at(8, 8, 9));
+    ASSERT_EQ(g.lib.total_allpath, 1);
+    EXPECT_EQ(g.lib.allpath[0].saddle, g.saddle_at(8, 8, 9));
+}
+
+TEST(PathFilter, ParallelSaddleTypesOfEqualEnergyKeepTheOneMetLater) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    parallel_saddles(g, 1.0, 1.0);
+    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(ZEMU_build_allpaths(&g.cube, &g.cif, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_allpath, 2);
+    int later_type = g.lib.allpath[1].saddle_type;
+    ASSERT_NE(later_type, g.lib.allpath[0].saddle_type);
+    ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_EQ(g.lib.path[0].saddle_type, later_type);
+    ASSERT_EQ(g.lib.total_allpath, 1);
+    EXPECT_EQ(g.lib.allpath[0].saddle_type, later_type);
+}
+
+TEST(PathFilter, SameMinimaThroughDifferentCellsAreBothKept) {
+    // An 8 A cell along a: one saddle joins A and B inside the cell, the other
+    // joins B to the next image of A.
+    Landscape g(8, 16, 16, 1.0, 3.0);
+    g.saddle(4, 8, 7, 1.0);
+    g.saddle(0, 8, 7, 1.5);
+    g.joined(4, 8, 7, 2, 8, 8, 0.0);
+    g.joined(4, 8, 7, 6, 8, 8, 0.1);
+    g.valley(0, 8, 7, 2, 8, 8);
+    g.valley(0, 8, 7, -2, 8, 8);
+    g.group();
+    ASSERT_EQ(g.build_all(), 0);
+    EXPECT_EQ(g.lib.total_path, 2);
+    EXPECT_EQ(g.lib.total_allpath, 2);
+}
+
+namespace {
+
+// Hand-made library around one saddle point: minima A (4,8,8), B (8,4,8) and
+// C (8,12,8); one copy through the saddle per hop given as (start, end,
+// length), each of its own path type. Letters name the minima.
+void shared_saddle_library(Landscape& g, const std::vector<std::tuple<char, char, double>>& hops) {
+    g.saddle(6, 8, 8, 1.0);
+    g.minimum(4, 8, 8, 0.0);
+    g.minimum(8, 4, 8, 0.1);
+    g.minimum(8, 12, 8, 0.2);
+    g.group();
+    auto index = [&g](char name) {
+        return name == 'A' ? g.minimum_at(4, 8, 8) : name == 'B' ? g.minimum_at(8, 4, 8) : g.minimum_at(8, 12, 8);
+    };
+    std::vector<ZEMU_path> paths;
+    std::vector<ZEMU_allpath> copies;
+    for (const auto& hop : hops) {
+        int s = index(std::get<0>(hop)), e = index(std::get<1>(hop));
+        double length = std::get<2>(hop);
+        paths.push_back(pathbuild_test::path_of_types(g.cube.minima[s].type, g.cube.minima[e].type, 1, 1.0, length));
+        ZEMU_allpath ap;
+        ZEMU_assign_allpath(&ap, s, e, 0, g.cube.minima[s].type, g.cube.minima[e].type, 1, length, 0, 0, 0, 0, 0, 0,
+                            g.cube.minima[s].e, g.cube.minima[e].e, 1.0);
+        copies.push_back(ap);
+    }
+    pathbuild_test::fill_library(&g.lib, paths, copies);
+}
+
+}  // namespace
+
+TEST(PathFilter, PathsSharingASaddleKeepTheShorterOne) {
+    for (double first_length : {2.0, 3.0}) {
+        Landscape g(16, 16, 16, 1.0, 3.0);
+        shared_saddle_library(g, {{'A', 'B', first_length}, {'A', 'C', 5.0 - first_length}});
+        ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+        ASSERT_EQ(g.lib.total_path, 1);
+        EXPECT_DOUBLE_EQ(g.lib.path[0].length, 2.0);
+        ASSERT_EQ(g.lib.total_allpath, 1);
+        EXPECT_DOUBLE_EQ(g.lib.allpath[0].length, 2.0);
+    }
+}
+
+TEST(PathFilter, PathsSharingASaddleWithEqualLengthsKeepTheFirst) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    shared_saddle_library(g, {{'A', 'B', 2.0}, {'A', 'C', 2.0}});
+    ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_EQ(g.lib.path[0].end_type, g.cube.minima[g.minimum_at(8, 4, 8)].type);
+}
+
+TEST(PathFilter, PathsSharingASaddleWithTheSameOrReversedTypesStay) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    shared_saddle_library(g, {{'A', 'B', 2.0}, {'B', 'A', 3.0}});
+    ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+    EXPECT_EQ(g.lib.total_path, 2);
+    EXPECT_EQ(g.lib.total_allpath, 2);
+}
+
+TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
+    std::mt19937 rng(12345);
+    for (int round = 0; round < 60; round++) {
+        Landscape g(6, 6, 6, 1.0, 3.0);
+        const int minima = 5, saddles = 6;
+        for (int m = 0; m < minima; m++) g.minimum(m, (m * 2) % 6, (m * 3) % 6, 0.1 * m);
+        for (int s = 0; s < saddles; s++) g.saddle(s, 5, (s + 1) % 6, 1.0 + 0.1 * s);
+        // Types set by hand: few of them, so that parallel and shared hops are common.
+        for (int m = 0; m < minima; m++) g.cube.minima[m].type = 1 + m % 3;
+        std::uniform_int_distribution<int> pick_min(0, minima - 1), pick_saddle(0, saddles - 1), pick_stype(1, 4),
+            pick_level(0, 2), pick_five(0, 4);
+        // Mostly no crossing, so that the same hop recurs over several saddle types.
+        auto pick_cross = [&]() { return pick_five(rng) != 0 ? 0 : (pick_five(rng) % 2 ? 1 : -1); };
+        std::vector<ZEMU_path> paths;
+        std::vector<ZEMU_allpath> copies;
+        int n = 10 + round;
+        for (int c = 0; c < n; c++) {
+            int s = pick_min(rng), e = pick_min(rng), sd = pick_saddle(rng);
+            int st = pick_stype(rng);
+            double energy = 1.0 + 0.5 * pick_level(rng), length = 2.0 + pick_level(rng);
+            int ts = g.cube.minima[s].type, te = g.cube.minima[e].type;
+            // One path record per type triple; its copies share its energy and length.
+            bool known = false;
+            for (const ZEMU_path& p : paths)
+                if (p.start_type == ts && p.end_type == te && p.saddle_type == st) {
+                    energy = p.saddle_energy;
+                    length = p.length;
+                    known = true;
+                }
+            if (!known) paths.push_back(pathbuild_test::path_of_types(ts, te, st, energy, length));
+            ZEMU_allpath ap;
+            ZEMU_assign_allpath(&ap, s, e, sd, ts, te, st, length, 0, 0, 0, pick_cross(), pick_cross(), pick_cross(), 0.0,
+                                0.0, energy);
+            copies.push_back(ap);
+        }
+        ZEMU_pathlib expected;
+        ZEMU_init_pathlib(&expected);
+        pathbuild_test::fill_library(&expected, paths, copies);
+        pathbuild_test::fill_library(&g.lib, paths, copies);
+        ASSERT_EQ(pathbuild_test::reference_filter(&g.cube, &expected), 0);
+        ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+        ASSERT_EQ(g.lib.total_path, expected.total_path) << "round " << round;
+        ASSERT_EQ(g.lib.total_allpath, expected.total_allpath) << "round " << round;
+        EXPECT_EQ(memcmp(g.lib.path, expected.path, sizeof(ZEMU_path) * expected.total_path), 0);
+        EXPECT_EQ(memcmp(g.lib.allpath, expected.allpath, sizeof(ZEMU_allpath) * expected.total_allpath), 0);
+        ZEMU_free_pathlib(&expected);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Single-hop connection
+// ---------------------------------------------------------------------------
+
+TEST(PathDirect, OneAllpathJoinsItsImagesInBothDirections) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.saddle(8, 8, 7, 1.0);
+    g.joined(8, 8, 7, 6, 8, 8, 0.0);
+    g.joined(8, 8, 7, 10, 8, 8, 0.1);
+    g.group();
+    ASSERT_EQ(g.build_all(), 0);
+    ASSERT_EQ(g.lib.total_allpath, 1);
+    EXPECT_EQ(g.direct(6, 8, 8, 10, 8, 8), 1);
+    EXPECT_EQ(g.direct(10, 8, 8, 6, 8, 8), 1);
+    // The same hop one cell over, in either direction.
+    EXPECT_EQ(g.direct(22, 8, 8, 26, 8, 8), 1);
+    EXPECT_EQ(g.direct(-6, 8, 8, -10, 8, 8), 1);
+    EXPECT_EQ(g.direct(6, -8, 8, 10, -8, 8), 1);
+    // Not a single hop.
+    EXPECT_EQ(g.direct(6, 8, 8, 26, 8, 8), 0);
+    EXPECT_EQ(g.direct(6, 8, 8, 22, 8, 8), 0);
+}
+
+TEST(PathDirect, HopToOwnImageJoinsNeighbouringCellsOnly) {
+    Landscape g(6, 16, 16, 1.0, 3.0);
+    g.saddle(4, 8, 8, 1.0);
+    g.joined(4, 8, 8, 1, 8, 8, 0.0);
+    g.valley(4, 8, 8, 7, 8, 8);
+    g.group();
+    ASSERT_EQ(g.build_all(), 0);
+    EXPECT_EQ(g.direct(1, 8, 8, 7, 8, 8), 1);
+    EXPECT_EQ(g.direct(7, 8, 8, 1, 8, 8), 1);
+    EXPECT_EQ(g.direct(1, 8, 8, -5, 8, 8), 1);
+    EXPECT_EQ(g.direct(1, 8, 8, 13, 8, 8), 0);
+}
+
+TEST(PathDirect, SamePointAlwaysAndNoMinimumNeverConnect) {
+    Landscape g(16, 16, 16, 1.0, 3.0);
+    g.minimum(6, 8, 8, 0.0);
+    g.group();
+    // Without any path a point still reaches itself, and nothing else.
+    EXPECT_EQ(g.direct(6, 8, 8, 6, 8, 8), 1);
+    EXPECT_EQ(g.direct(6, 8, 8, 22, 8, 8), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(g.direct(6, 8, 8, 7, 8, 8), -1);
+    EXPECT_EQ(g.direct(5, 8, 8, 6, 8, 8), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error: Invalid input to ZEMU_is_direct_path_between_minima()\n"
+              "Error: Invalid input to ZEMU_is_direct_path_between_minima()\n");
+}
+
+// ---------------------------------------------------------------------------
+// A landscape searched and grouped as in a run
+// ---------------------------------------------------------------------------
+
+TEST(PathBuild, ChannelOfTwoWellsPerCellGivesOneHopInsideAndOneAcrossTheCell) {
+    // Wells at a = 3 and 9 along a channel in a 6 A cell; ridges at 0 and 6.
+    const int n = 12;
+    Landscape g(n, n, n, 0.5, 0.0);
+    const double pi = 3.141592653589793;
+    for (int i = 0; i < n; i++)
+        for (int j = 0; j < n; j++)
+            for (int k = 0; k < n; k++)
+                g.cube.energy[i][j][k] = (1 + cos(4 * pi * i / n)) * (i < n / 2 ? 1.0 : 0.8) +
+                                         2 * (1 - cos(2 * pi * j / n)) + 2 * (1 - cos(2 * pi * k / n));
+    g.cube.max_energy = 2.0;
+    ASSERT_EQ(ZEMU_find_stationary_points3(&g.cube), 0);
+    g.group();
+    ASSERT_EQ(g.cube.total_minima, 2);
+    ASSERT_EQ(g.cube.total_saddle_type, 2);
+    ASSERT_EQ(g.build_all(), 0);
+    ASSERT_EQ(g.lib.total_path, 2);
+    ASSERT_EQ(g.lib.total_allpath, 2);
+    int a = g.minimum_at(3, 0, 0), b = g.minimum_at(9, 0, 0);
+    ASSERT_GE(a, 0);
+    ASSERT_GE(b, 0);
+    EXPECT_TRUE(joins(g.lib.path[0], a, b));
+    EXPECT_TRUE(joins(g.lib.path[1], a, b));
+    EXPECT_LE(g.lib.path[0].saddle_energy, g.lib.path[1].saddle_energy);
+    EXPECT_EQ(g.direct(3, 0, 0, 9, 0, 0), 1);
+    EXPECT_EQ(g.direct(3, 0, 0, -3, 0, 0), 1);
+    EXPECT_EQ(g.direct(3, 0, 0, 21, 0, 0), 0);
+}
