@@ -1,0 +1,307 @@
+// GUI table: the six sections of "ZEMU_gui.csv" on a hand-made landscape and
+// path library, their edge cases, the failure paths, and the table of the
+// bundled LiFePO4 example after loading and the site analysis.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include "ZEMU.h"
+#include "e2e_util.h"
+
+using zemu_test::WorkDir;
+
+namespace {
+
+// Runs the enclosed code inside a fresh temporary working directory.
+class InWorkDir {
+public:
+    explicit InWorkDir(bool with_bin = false) : dir_(with_bin) {
+        char buf[4096];
+        old_ = getcwd(buf, sizeof buf) ? buf : ".";
+        if (chdir(dir_.path().c_str()) != 0) ADD_FAILURE() << "cannot enter " << dir_.path();
+    }
+    ~InWorkDir() {
+        if (chdir(old_.c_str()) != 0) ADD_FAILURE() << "cannot return to " << old_;
+    }
+    std::vector<std::string> table() const {
+        std::vector<std::string> lines;
+        std::string text = dir_.read("ZEMU_gui.csv"), line;
+        for (char ch : text) {
+            if (ch == '\n') {
+                lines.push_back(line);
+                line.clear();
+            } else {
+                line += ch;
+            }
+        }
+        if (!line.empty()) lines.push_back(line);
+        return lines;
+    }
+    const WorkDir& dir() const { return dir_; }
+
+private:
+    WorkDir dir_;
+    std::string old_;
+};
+
+// A 4x4x4 grid of 1 Angstrom voxels at 2.0 eV with hand-placed minima, saddle
+// points, types and a path library.
+//   minima: (1,1,1) and (3,3,3) of type 1, energy 0, ions Li1 0.5 and Li2 0.25;
+//           (1,3,1) of type 3 on a two-point plateau with (1,3,2), energy 0.2,
+//           interstitial 1; type 2 has no member.
+//   saddles: (2,2,2) and (0,2,0) of type 1 at 0.5; (2,0,1) of type 2 at 0.8.
+struct HandMadeRun {
+    ZEMU_cube cube;
+    ZEMU_cif cif;
+    ZEMU_pathlib pathlib;
+
+    HandMadeRun() {
+        ZEMU_init_cube(&cube);
+        ZEMU_init_cube_stationary_points(&cube);
+        EXPECT_EQ(ZEMU_init_cif(&cif), 0);
+        ZEMU_init_pathlib(&pathlib);
+        cube.a_grid = cube.b_grid = cube.c_grid = 4;
+        cube.a_x = cube.b_y = cube.c_z = 1.0;
+        ZEMU_calc_cell_parameter(&cube);
+        EXPECT_EQ(ZEMU_alloc_cube_energy(&cube), 0);
+        for (int i = 0; i < 4; ++i)
+            for (int j = 0; j < 4; ++j)
+                for (int k = 0; k < 4; ++k) cube.energy[i][j][k] = 2.0;
+        cube.energy[1][1][1] = cube.energy[3][3][3] = 0.0;
+        cube.energy[1][3][1] = cube.energy[1][3][2] = 0.2;
+
+        minimum(1, 1, 1, 0.0, 1, 2);
+        ion(0, "Li1", 0.5);
+        ion(0, "Li2", 0.25);
+        minimum(3, 3, 3, 0.0, 1, 2);
+        ion(1, "Li1", 0.5);
+        ion(1, "Li2", 0.25);
+        minimum(1, 3, 1, 0.2, 3, 1);
+        cube.minima[2].ins_label = 1;
+        saddle(2, 2, 2, 0.5, 1, 2);
+        saddle(0, 2, 0, 0.5, 1, 2);
+        saddle(2, 0, 1, 0.8, 2, 1);
+        type_index({0, 0, -1, 2}, {0, 0, 2});
+        cube.total_minima_type = 3;
+        cube.total_saddle_type = 2;
+    }
+    ~HandMadeRun() {
+        ZEMU_free_pathlib(&pathlib);
+        ZEMU_free_cif(&cif);
+        ZEMU_free_cube(&cube);
+    }
+
+    void minimum(int x, int y, int z, double e, int type, int mul) {
+        ASSERT_EQ(ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, type), 0);
+        cube.minima[cube.total_minima - 1].mul = mul;
+    }
+    void ion(int m, const char* label, double occ) {
+        char text[10];
+        snprintf(text, sizeof text, "%s", label);
+        ASSERT_EQ(ZEMU_add_cube_minima_ion(&cube.minima[m], text, occ), 0);
+    }
+    void saddle(int x, int y, int z, double e, int type, int mul) {
+        ASSERT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, e, type), 0);
+        cube.saddle[cube.total_saddle - 1].mul = mul;
+    }
+    void type_index(const std::vector<int>& minima, const std::vector<int>& saddles) {
+        cube.minima_type_index = (int*)malloc(sizeof(int) * minima.size());
+        cube.saddle_type_index = (int*)malloc(sizeof(int) * saddles.size());
+        for (size_t t = 0; t < minima.size(); ++t) cube.minima_type_index[t] = minima[t];
+        for (size_t t = 0; t < saddles.size(); ++t) cube.saddle_type_index[t] = saddles[t];
+    }
+    void path(int start_type, int saddle_type, int end_type, double start, double saddle, double end,
+              double straight, double tortuosity, int one, int two, int three) {
+        pathlib.path = (ZEMU_path*)realloc(pathlib.path, sizeof(ZEMU_path) * (size_t)(pathlib.total_path + 1));
+        ZEMU_path& p = pathlib.path[pathlib.total_path++];
+        ZEMU_init_path(&p);
+        p.start_type = start_type;
+        p.saddle_type = saddle_type;
+        p.end_type = end_type;
+        p.start_energy = start;
+        p.saddle_energy = saddle;
+        p.end_energy = end;
+        p.straightline_length = straight;
+        p.tortuosity = tortuosity;
+        p.oneD = one;
+        p.twoD = two;
+        p.threeD = three;
+    }
+    int write() { return ZEMU_print_GUI_output(&cube, &cif, &pathlib); }
+};
+
+// Lines of sections 1 to 4 of the hand-made run (energies unscaled).
+const std::vector<std::string> kPointSections = {
+    "Li1/Li2,0.750,2,0.250,0.250,0.250,0.000",
+    // Type 2 has no member: its (empty) label stays on the line of type 3.
+    ",i1,0.000,1,0.250,0.750,0.375,0.200",
+    "END",
+    "Li1/Li2,0.750,2,0.250,0.250,0.250,0.000",
+    "Li1/Li2,0.750,2,0.750,0.750,0.750,0.000",
+    "i1,0.000,1,0.250,0.750,0.375,0.200",
+    "END",
+    "s1,0,2,0.500,0.500,0.500,0.500",
+    "s2,0,1,0.500,0.000,0.250,0.800",
+    "END",
+    "s1,0,2,0.500,0.500,0.500,0.500",
+    "s1,0,2,0.000,0.500,0.000,0.500",
+    "s2,0,1,0.500,0.000,0.250,0.800",
+    "END",
+};
+
+std::vector<std::string> with(std::vector<std::string> head, const std::vector<std::string>& tail) {
+    head.insert(head.end(), tail.begin(), tail.end());
+    return head;
+}
+
+}  // namespace
+
+TEST(GuiTable, HandMadeRunGivesSixSectionsLineByLine) {
+    InWorkDir wd;
+    HandMadeRun run;
+    run.path(1, 1, 3, 0.0, 0.5, 0.2, 2.5, 1.2, 1, 0, 0);
+    run.path(3, 2, 1, 0.2, 0.8, 0.0, 3.0, 1.5, 1, 1, 0);
+    run.pathlib.oneD = 0.3;
+    run.pathlib.twoD = 0.6;
+    run.pathlib.threeD = 999.0;
+
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(run.write(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "GUI output done.\n");
+
+    std::vector<std::string> expected = with(kPointSections, {
+        // Barriers: the lower climb, 0.5 - 0.2 and 0.8 - 0.2.
+        "Li1/Li2,s1,i1,0.300,2.500,1.200,1,0,0",
+        "i1,s2,Li1/Li2,0.600,3.000,1.500,1,1,0",
+        "END",
+        "1D,0.300 eV",
+        "2D,0.600 eV",
+        "3D,999.000 eV",
+        "END",
+    });
+    EXPECT_EQ(wd.table(), expected);
+    EXPECT_EQ(wd.dir().read("ZEMU_gui.csv").back(), '\n');
+}
+
+TEST(GuiTable, RunWithoutPathsHasAnEmptyPathSection) {
+    InWorkDir wd;
+    HandMadeRun run;
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(run.write(), 0);
+    testing::internal::GetCapturedStdout();
+    std::vector<std::string> expected =
+        with(kPointSections, {"END", "1D,999.000 eV", "2D,999.000 eV", "3D,999.000 eV", "END"});
+    EXPECT_EQ(wd.table(), expected);
+}
+
+TEST(GuiTable, EnergiesAndBarriersAreInTheScaledMeasure) {
+    InWorkDir wd;
+    HandMadeRun run;
+    run.cube.scaling = 1;
+    char expr[] = "2*E";
+    ASSERT_EQ(ZEMU_parse_energy_scaling(&run.cube, expr), 0);
+    run.path(1, 1, 3, 0.0, 0.5, 0.2, 2.5, 1.2, 0, 0, 0);
+    // Activation energies are already scaled and are written as they are.
+    run.pathlib.oneD = 0.3;
+
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(run.write(), 0);
+    testing::internal::GetCapturedStdout();
+    std::vector<std::string> t = wd.table();
+    ASSERT_EQ(t.size(), 20u);
+    EXPECT_EQ(t[1], ",i1,0.000,1,0.250,0.750,0.375,0.400");
+    EXPECT_EQ(t[8], "s2,0,1,0.500,0.000,0.250,1.600");
+    EXPECT_EQ(t[14], "Li1/Li2,s1,i1,0.600,2.500,1.200,0,0,0");
+    EXPECT_EQ(t[16], "1D,0.300 eV");
+}
+
+TEST(GuiTable, UnwritableFileIsReportedWithoutTheDoneLine) {
+    InWorkDir wd;
+    mkdir("ZEMU_gui.csv", 0755);  // a directory cannot be opened for writing
+    HandMadeRun run;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run.write(), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Unable to write to ZEMU_gui.csv\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(GuiTable, OversizedPlateauStopsTheTableWhereItFailed) {
+    InWorkDir wd;
+    HandMadeRun run;
+    // Type 3's minimum now lies on the 2.0 eV floor that fills the grid.
+    run.cube.energy[1][3][1] = run.cube.energy[1][3][2] = 2.0;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(run.write(), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    std::vector<std::string> expected = {"Li1/Li2,0.750,2,0.250,0.250,0.250,0.000", ",i1,"};
+    EXPECT_EQ(wd.table(), expected);
+}
+
+// The bundled example through loading and the site analysis, without paths:
+// one row per minimum and saddle point, types in ascending energy.
+TEST(GuiTable, BundledLiFePO4ExampleListsEveryStationaryPoint) {
+    InWorkDir wd(true);
+    ZEMU_cube cube;
+    ZEMU_cif cif;
+    ZEMU_asymmetric_unit asym;
+    ZEMU_pathlib pathlib;
+    ZEMU_init_asymmetric_unit(&asym);
+    ZEMU_init_cube(&cube);
+    ASSERT_EQ(ZEMU_init_cif(&cif), 0);
+    ZEMU_init_fastgen(&cif);
+    ZEMU_init_pathlib(&pathlib);
+    std::string cube_file = zemu_test::source_file("examples/LiFePO4/landscape.cube");
+    std::string cif_file = zemu_test::source_file("examples/LiFePO4/structure.cif");
+
+    cif.ion = 1;
+    snprintf(cif.probe_type, sizeof cif.probe_type, "Li1+");
+    cube.scaling = 1;
+    char identity[] = "E";
+    ASSERT_EQ(ZEMU_parse_energy_scaling(&cube, identity), 0);
+    ASSERT_EQ(ZEMU_load_cube(const_cast<char*>(cube_file.c_str()), &cube), 0);
+    ASSERT_EQ(ZEMU_process_cube(&cube), 0);
+    ASSERT_EQ(ZEMU_load_cif(const_cast<char*>(cif_file.c_str()), &cif), 0);
+    ZEMU_prepare_fastgen_symop(&cif, &cube);
+    ASSERT_EQ(ZEMU_find_asymmetric_unit(&cube, &cif, &asym), 0);
+    ASSERT_EQ(cif.diff_neigh ? ZEMU_find_stationary_points2(&cube, &cif)
+                             : ZEMU_find_stationary_points(&cube, &cif, &asym),
+              0);
+    ZEMU_free_asymmetric_unit(&asym);
+    ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&cube, &cif), 0);
+    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&cube, &cif), 0);
+    ASSERT_EQ(ZEMU_assign_ion_to_sites(&cube, &cif), 0);
+    ZEMU_assign_interstitial_labels(&cube, &cif);
+    ASSERT_GT(cube.total_minima_type, 0);
+    ASSERT_GT(cube.total_saddle_type, 0);
+
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(ZEMU_print_GUI_output(&cube, &cif, &pathlib), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "GUI output done.\n");
+    std::vector<std::string> t = wd.table();
+
+    std::vector<size_t> ends;
+    for (size_t i = 0; i < t.size(); ++i)
+        if (t[i] == "END") ends.push_back(i);
+    ASSERT_EQ(ends.size(), 6u);
+    EXPECT_EQ(ends[0], (size_t)cube.total_minima_type);
+    EXPECT_EQ(ends[1] - ends[0] - 1, (size_t)cube.total_minima);
+    EXPECT_EQ(ends[2] - ends[1] - 1, (size_t)cube.total_saddle_type);
+    EXPECT_EQ(ends[3] - ends[2] - 1, (size_t)cube.total_saddle);
+    EXPECT_EQ(ends[4], ends[3] + 1);  // no paths
+    EXPECT_EQ(ends[5], ends[4] + 4);
+    // The lowest minimum type carries the Li1 site at full occupancy and energy 0.
+    EXPECT_EQ(t[0].rfind("Li1,1.000,", 0), 0u) << t[0];
+    EXPECT_EQ(t[0].substr(t[0].size() - 6), ",0.000");
+    for (size_t i = ends[2] + 1; i < ends[3]; ++i) EXPECT_EQ(t[i][0], 's') << t[i];
+
+    ZEMU_free_pathlib(&pathlib);
+    ZEMU_free_cube(&cube);
+    ZEMU_free_cif(&cif);
+}
