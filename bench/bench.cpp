@@ -127,6 +127,39 @@ int bench_load_and_process_cube()
     return 0;
 }
 
+// The scaling expression evaluated once per value of a 200^3 grid, and short
+// operation expressions built by the thousand as the symmetry parser does.
+int bench_expression_evaluator()
+{
+    ZEMU_RPN_token rpn;
+    ZEMU_init_RPN_token(&rpn);
+    char text[] = "0.5695*E^(0.6946)";
+    if (ZEMU_RPN_build(text, &rpn) != 0) return 1;
+    ZEMU_variable_list vars;
+    memset(&vars, 0, sizeof vars);
+    const int n = 200 * 200 * 200;
+    double sum = 0.0;
+    auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < n; i++) {
+        vars.value[4] = i * 1e-6;  // E
+        double v = 0.0;
+        ZEMU_RPN_read(&rpn, &vars, &v);
+        sum += v;
+    }
+    double read_s = seconds_since(start);
+    ZEMU_free_RPN(&rpn);
+    start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 10000; i++) {
+        char symop[] = "-x+1/2";
+        ZEMU_RPN_build(symop, &rpn);
+        ZEMU_free_RPN(&rpn);
+    }
+    double build_s = seconds_since(start);
+    printf("expression evaluator: %d evaluations %.3f s (checksum %.3f), 10000 builds %.3f s\n", n, read_s, sum,
+           build_s);
+    return 0;
+}
+
 // Writes a structure file with the given operations and one Li1+ site at (t, t, t).
 bool write_structure_cif(const std::string& path, double a, double b, double c,
                          const std::vector<std::string>& ops, double t)
@@ -254,6 +287,68 @@ int bench_site_analysis_cubic()
     return bench_site_analysis("cubic m-3m", m, true);
 }
 
+// The whole analysis of a bundled example: loading, site analysis, paths,
+// network analysis and activation energies, reaction pathway.
+int bench_example_paths(const char* name, const char* ion)
+{
+    std::string cube_path = std::string(ZEMU_SOURCE_DIR) + "/examples/" + name + "/landscape.cube";
+    std::string cif_path = std::string(ZEMU_SOURCE_DIR) + "/examples/" + name + "/structure.cif";
+    ZEMU_cube cube;
+    ZEMU_cif cif;
+    ZEMU_asymmetric_unit asym;
+    ZEMU_pathlib pathlib;
+    ZEMU_reaction_pathway_overall rp_all = {0, nullptr};
+    ZEMU_init_cube(&cube);
+    ZEMU_init_cif(&cif);
+    ZEMU_init_fastgen(&cif);
+    ZEMU_init_asymmetric_unit(&asym);
+    ZEMU_init_pathlib(&pathlib);
+    cif.ion = 1;
+    snprintf(cif.probe_type, sizeof cif.probe_type, "%s", ion);
+    cube.scaling = 1;
+    char expression[32];
+    snprintf(expression, sizeof expression, "%s", strcmp(ion, "Na1+") == 0 ? "0.5695*E^(0.6946)" : "E");
+    int status = ZEMU_parse_energy_scaling(&cube, expression);
+
+    auto start = std::chrono::steady_clock::now();
+    if (status == 0) status = ZEMU_load_cube(&cube_path[0], &cube);
+    if (status == 0) status = ZEMU_process_cube(&cube);
+    if (status == 0) status = ZEMU_load_cif(&cif_path[0], &cif);
+    double t_load = seconds_since(start);
+    if (status == 0) {
+        ZEMU_prepare_fastgen_symop(&cif, &cube);
+        status = ZEMU_find_asymmetric_unit(&cube, &cif, &asym);
+    }
+    if (status == 0)
+        status = cif.diff_neigh ? ZEMU_find_stationary_points2(&cube, &cif)
+                                : ZEMU_find_stationary_points(&cube, &cif, &asym);
+    if (status == 0) status = ZEMU_group_saddle_by_symmetry(&cube, &cif);
+    if (status == 0) status = ZEMU_group_minima_by_symmetry(&cube, &cif);
+    if (status == 0) status = ZEMU_assign_ion_to_sites(&cube, &cif);
+    double t_sites = seconds_since(start);
+    if (status == 0) status = ZEMU_build_path(&cube, &cif, &pathlib);
+    if (status == 0) status = ZEMU_build_allpaths(&cube, &cif, &pathlib);
+    if (status == 0) status = ZEMU_filter_redundant_path(&cube, &pathlib);
+    double t_paths = seconds_since(start);
+    if (status == 0) status = ZEMU_calc_activation_energy(&cube, &pathlib);
+    double t_network = seconds_since(start);
+    if (status == 0) status = ZEMU_build_reaction_pathway(&cube, &pathlib, &rp_all);
+    double t_all = seconds_since(start);
+    if (status == 0)
+        printf("example %s (%dx%dx%d grid): %d paths, %d copies; load %.3f s, sites %.3f s, paths %.3f s, "
+               "activation energies %.3f s, reaction pathway %.3f s, total %.3f s\n",
+               name, cube.a_grid, cube.b_grid, cube.c_grid, pathlib.total_path, pathlib.total_allpath, t_load,
+               t_sites - t_load, t_paths - t_sites, t_network - t_paths, t_all - t_network, t_all);
+    ZEMU_free_reaction_pathway(&rp_all);
+    ZEMU_free_pathlib(&pathlib);
+    ZEMU_free_asymmetric_unit(&asym);
+    ZEMU_free_cube(&cube);
+    ZEMU_free_cif(&cif);
+    return status;
+}
+
+int bench_example_na2uo4() { return bench_example_paths("Na2UO4", "Na1+"); }
+
 }  // namespace
 
 int main()
@@ -262,9 +357,11 @@ int main()
         const char* name;
         int (*run)();
     } cases[] = {
+        {"expression evaluator", bench_expression_evaluator},
         {"cube load+process", bench_load_and_process_cube},
         {"site analysis, 8 operations", bench_site_analysis_orthorhombic},
         {"site analysis, 48 operations", bench_site_analysis_cubic},
+        {"paths of the largest bundled example", bench_example_na2uo4},
     };
     int failures = 0;
     for (const Case& c : cases) {

@@ -8,6 +8,8 @@
 #include "ZEMU-math.h"
 #include "ZEMU-cube.h"
 #include "ZEMU-cif.h"
+#include "ZEMU-path.h"
+#include "ZEMU-hk.h"
 
 // ---------------------------------------------------------------------------
 // Limits of the run configuration
@@ -157,6 +159,58 @@ void ZEMU_assign_interstitial_labels(ZEMU_cube* cube, ZEMU_cif* cif);
 int ZEMU_add_interstitial_to_cif(ZEMU_cube* cube, ZEMU_cif* cif, int mode);
 // One site "s<t>" of type "SD" per saddle type. 0 or 1.
 int ZEMU_add_saddle_to_cif(ZEMU_cube* cube, ZEMU_cif* cif);
+
+// ---------------------------------------------------------------------------
+// Command mode and the CIF export command
+// ---------------------------------------------------------------------------
+// (command-mode module: records and declarations below this line)
+
+// Command mode: reads commands from standard input and works on the run's
+// objects in place, until "end" (or the end of the input): 0. 1 when collecting
+// the paths of "connect" runs out of memory or joining them fails.
+int ZEMU_parse_command_mode_input(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib,
+                                  ZEMU_reaction_pathway_overall* rp_all, ZEMU_input* input);
+
+// Most words the export command takes from its line.
+#define ZEMU_CMD_EXPORT_MAX_WORDS 16
+
+// "help\n" prints the command list, "help <command>\n" that command's usage
+// block; non-zero when the line was a help request (and its text printed).
+int ZEMU_cmd_help(char* line);
+// Splits a line into at most argv_size words in place: white space separates,
+// a double-quoted word may hold blanks. Number of words stored.
+size_t ZEMU_tokenize_string(char* string, char** argv, size_t argv_size);
+// "export cif ..." (the whole line as typed): writes a copy of the structure,
+// optionally with the analysis results, as CIF. 0, or 1 when the P1 expansion fails.
+int ZEMU_cmd_export_cif(char* cmd, ZEMU_cube* cube, ZEMU_cif* cif);
+
+// ---------------------------------------------------------------------------
+// Visual outputs: GUI table and VESTA project file
+// ---------------------------------------------------------------------------
+// (visual-output module: records and declarations below this line)
+
+// GUI table "ZEMU_gui.csv": minimum types, minima, saddle types, saddle points,
+// paths and activation energies, six sections each closed by "END". Prints
+// "GUI output done." on success. 1 when the file cannot be written or a plateau
+// flood fails. The structure is not read.
+int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib);
+
+// VESTA project file "ZEMU.vesta": the structure, the run's cube file as volumetric
+// data and three isosurfaces at the 1-D, 2-D and 3-D activation energies. 1 only
+// when the file cannot be opened.
+int ZEMU_print_vesta_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib, ZEMU_input* input);
+// Blocks of the project file, each with its keyword line and closing row.
+void ZEMU_print_vesta_symop(ZEMU_cif* cif, FILE* fpw);
+void ZEMU_print_vesta_struc(ZEMU_cif* cif, FILE* fpw);
+// Bond rows for every cation-anion pair of types without the mobile ion's element.
+void ZEMU_print_vesta_bond(ZEMU_cif* cif, FILE* fpw);
+void ZEMU_print_vesta_SITET(ZEMU_cif* cif, FILE* fpw);
+void ZEMU_print_vesta_ATOMT(ZEMU_cif* cif, FILE* fpw);
+// "ISURF" keyword and the three isosurface rows (the caller closes the block).
+void ZEMU_print_vesta_ISURF(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib, FILE* fpw);
+// Longest bond (Angstrom) of a cation-anion pair from "bin/database_binary.dat":
+// where the bond valence falls to ox_1 / (4.25 cn); -1.0 when unknown.
+double ZEMU_maximum_pair_distance(char* cation, char* anion, double ox_1, double ox_2);
 
 // ---------------------------------------------------------------------------
 // Pipeline driver

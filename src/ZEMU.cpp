@@ -16,9 +16,15 @@ struct RunObjects {
     ZEMU_cube cube;
     ZEMU_cif cif;
     ZEMU_asymmetric_unit asym;
+    ZEMU_pathlib pathlib;
+    ZEMU_reaction_pathway_overall rp_all = {0, nullptr};
     bool cif_ready = false;
 
     ~RunObjects() {
+        // The path library and the reaction pathway may be filled by the command
+        // mode even without --path, so they are released on every run.
+        ZEMU_free_reaction_pathway(&rp_all);
+        ZEMU_free_pathlib(&pathlib);
         ZEMU_free_asymmetric_unit(&asym);
         ZEMU_free_cube(&cube);
         // The structure holds its default operation from initialisation on, so it is
@@ -74,8 +80,42 @@ void print_structure_reports(ZEMU_input* input, ZEMU_cif* cif) {
     if (input->check_subs) ZEMU_check_ions_sub(cif, stdout);
 }
 
+// Step 8: migration paths, network analysis, activation energies, events file
+// and the reaction pathway.
+int analyse_paths(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib,
+                  ZEMU_reaction_pathway_overall* rp_all) {
+    pathlib->pathlib = 1;
+    if (ZEMU_build_path(cube, cif, pathlib)) return 1;
+    if (ZEMU_build_allpaths(cube, cif, pathlib)) return 1;
+    if (ZEMU_filter_redundant_path(cube, pathlib)) return 1;
+    if (input->print_path) ZEMU_print_pathlib(cube, pathlib, stdout);
+    if (input->print_perc) ZEMU_analyze_network_at_saddles(cube, pathlib, stdout, ZEMU_NETWORK_MAX_ENERGY);
+    ZEMU_calc_activation_energy(cube, pathlib);
+    if (input->print_act) {
+        ZEMU_print_cif_ICSD(cif, stdout);
+        ZEMU_print_activation_energy(pathlib, stdout);
+    }
+    FILE* events = fopen("ZEMU_events.txt", "w");
+    if (events) {
+        ZEMU_analyze_network_at_saddles(cube, pathlib, events, ZEMU_NETWORK_MAX_ENERGY);
+        fclose(events);
+    } else {
+        fprintf(stderr, "Error: Unable to write to ZEMU_events.txt\n");
+    }
+    if (ZEMU_build_reaction_pathway(cube, pathlib, rp_all)) return 1;
+    FILE* rp = fopen("ZEMU_rp.csv", "w");
+    if (rp) {
+        ZEMU_print_reaction_pathway(cube, pathlib, rp_all, rp);
+        printf("Auto-generated reaction pathway done.\n");
+        fclose(rp);
+    } else {
+        fprintf(stderr, "Error: Unable to write to ZEMU_rp.csv\n");
+    }
+    return 0;
+}
+
 // Step 10: the summary file; the only report file whose failure ends the run.
-int write_summary(ZEMU_cube* cube) {
+int write_summary(ZEMU_cube* cube, ZEMU_pathlib* pathlib) {
     FILE* fp = fopen("ZEMU_summary.txt", "w");
     if (!fp) {
         fprintf(stderr, "Error: Unable to write to ZEMU_summary.txt\n");
@@ -83,6 +123,8 @@ int write_summary(ZEMU_cube* cube) {
     }
     ZEMU_printminima(cube, fp);
     ZEMU_printsaddle(cube, fp);
+    ZEMU_print_pathlib(cube, pathlib, fp);
+    ZEMU_analyze_network_at_saddles(cube, pathlib, fp, ZEMU_NETWORK_MAX_ENERGY);
     fclose(fp);
     return 0;
 }
@@ -100,6 +142,7 @@ int ZEMU(ZEMU_input* input) {
     if (ZEMU_init_cif(cif)) return 1;
     run.cif_ready = true;
     ZEMU_init_fastgen(cif);
+    ZEMU_init_pathlib(&run.pathlib);
 
     // 2-3. Energy scaling: the ion's default, replaced by an explicit expression.
     if (setup_energy_scaling(input, cube, cif)) return 1;
@@ -134,8 +177,20 @@ int ZEMU(ZEMU_input* input) {
         if (input->print_saddle) ZEMU_printsaddle(cube, stdout);
     }
 
+    // 8. Migration paths and everything built on them.
+    if (input->path && input->cube && analyse_paths(input, cube, cif, &run.pathlib, &run.rp_all)) return 1;
+
+    // 9. VESTA project file (result ignored).
+    if (input->vesta) ZEMU_print_vesta_output(cube, cif, &run.pathlib, input);
+
     // 10. Summary file.
-    if (input->summary && write_summary(cube)) return 1;
+    if (input->summary && write_summary(cube, &run.pathlib)) return 1;
+
+    // 11. GUI table.
+    if (input->gui && input->path && input->cube && input->cif) ZEMU_print_GUI_output(cube, cif, &run.pathlib);
+
+    // 12. Command mode.
+    if (input->cmd && ZEMU_parse_command_mode_input(cube, cif, &run.pathlib, &run.rp_all, input)) return 1;
 
     // 13. Teardown: the working objects are released when `run` goes out of scope.
     return 0;
