@@ -16,10 +16,11 @@ test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 demo: build
-	@mkdir -p demo-out && rm -f demo-out/ZEMU_*
+	@rm -rf demo-out && mkdir -p demo-out
 	@ln -sfn ../bin demo-out/bin
 	cd demo-out && ../$(BUILD)/zemu --cube ../examples/$(DEMO)/landscape.cube \
-	  --cif ../examples/$(DEMO)/structure.cif $(DEMO_ION) --summary --print-minima --print-saddle
+	  --cif ../examples/$(DEMO)/structure.cif $(DEMO_ION) --summary --print-minima --print-saddle \
+	  --path --print-act --gui --vesta
 	@echo
 	@echo "Output files written to demo-out/:"
 	@ls -1 demo-out | grep -v '^bin$$' | sed 's/^/  /'
