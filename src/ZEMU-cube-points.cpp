@@ -425,7 +425,7 @@ int ZEMU_find_same_energy_neighbours(ZEMU_cube* cube, ZEMU_same_energy_grid_list
     auto arrive = [&](int x, int y, int z) -> int {
         if (list->total > ZEMU_PLATEAU_MAX_POINTS - 1) return -1;  // a 29th point: too large
         list->total++;
-        if (ZEMU_alloc_same_energy_grid_list(list) != 0) {
+        if (ZEMU_alloc_same_energy_grid_list(list) != 0) {  // a failed growth stops the flood with 1
             list->total--;
             return 1;
         }

@@ -146,6 +146,18 @@ private:
     bool at_eof_ = false;
 };
 
+// False when the stream, from its current position, cannot hold `lines` more
+// lines (each takes at least one byte). Unseekable streams are given the benefit
+// of the doubt.
+bool stream_can_hold_lines(FILE* stream, double lines)
+{
+    long here = ftell(stream);
+    if (here < 0 || fseek(stream, 0, SEEK_END) != 0) return true;
+    long end = ftell(stream);
+    if (fseek(stream, here, SEEK_SET) != 0) return true;
+    return end < 0 || lines <= static_cast<double>(end - here);
+}
+
 // Closes the cube file on every way out of the loader.
 struct FileCloser {
     FILE* f;
@@ -177,6 +189,7 @@ void ZEMU_init_cube(ZEMU_cube* cube)
 
 int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
 {
+    // Text mode; a "\r\n" line end stops the number conversions like any other non-digit.
     FILE* fptr = fopen(input_cube_file, "r");
     if (fptr == nullptr) {
         fprintf(stderr, "Error: Unable to open CUBE file\n");
@@ -256,6 +269,18 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
             fprintf(stderr, "Error: Invalid CUBE file - missing header lines\n");
             return 1;
         }
+    }
+
+    // A few bytes of header must not claim gigabytes: when the rest of the file
+    // cannot hold one line per value, the reading below would fail with this
+    // message anyway, so it is given before the grid is allocated. (A grid that
+    // the odd-count reduction empties is left to the allocation, which refuses it.)
+    const bool reduced_grid_empty =
+        (cube->a_grid % 2 != 0) && (cube->a_grid == 1 || cube->b_grid == 1 || cube->c_grid == 1);
+    if (!reduced_grid_empty &&
+        !stream_can_hold_lines(fptr, static_cast<double>(cube->a_grid) * cube->b_grid * cube->c_grid)) {
+        fprintf(stderr, "Error: Invalid CUBE file - missing energy values\n");
+        return 1;
     }
 
     if (ZEMU_alloc_cube_energy(cube) != 0) return 1;

@@ -12,12 +12,13 @@ const char kDefaultIonScaling[] = "0.5695*E^(0.6946)";
 const char kIdentityScaling[] = "E";
 
 // The run's working objects, released together whichever way the run ends.
+// Every member starts zeroed, so the release below is safe however early the run stops.
 struct RunObjects {
-    ZEMU_cube cube;
-    ZEMU_cif cif;
-    ZEMU_asymmetric_unit asym;
-    ZEMU_pathlib pathlib;
-    ZEMU_reaction_pathway_overall rp_all = {0, nullptr};
+    ZEMU_cube cube{};
+    ZEMU_cif cif{};
+    ZEMU_asymmetric_unit asym{};
+    ZEMU_pathlib pathlib{};
+    ZEMU_reaction_pathway_overall rp_all{};
     bool cif_ready = false;
 
     ~RunObjects() {
@@ -97,6 +98,7 @@ int analyse_paths(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathli
     }
     FILE* events = fopen("ZEMU_events.txt", "w");
     if (events) {
+        // Closed here rather than at process exit; the file's content is the same.
         ZEMU_analyze_network_at_saddles(cube, pathlib, events, ZEMU_NETWORK_MAX_ENERGY);
         fclose(events);
     } else {

@@ -8,7 +8,7 @@
 int main(int argc, char** argv) {
 #ifdef _WIN32
     SetConsoleOutputCP(65001);
-#endif
+#endif  // other systems' consoles are taken to accept UTF-8 already
     ZEMU_input input;
     ZEMU_init_input(&input);
     ZEMU_process_command(&input, argc, argv);

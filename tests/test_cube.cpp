@@ -157,6 +157,21 @@ TEST(CubeReader, OddGridStillNeedsEveryValueLine)
     EXPECT_EQ(lc.err, "Error: Invalid CUBE file - missing energy values\n");
 }
 
+TEST(CubeReader, HeaderClaimingMoreValuesThanTheFileHoldsAllocatesNothing)
+{
+    LoadedCube lc;
+    load_bytes(&lc, header("x", 64, 64, 64) + values(8));
+    EXPECT_EQ(lc.status, 1);
+    EXPECT_EQ(lc.err, "Error: Invalid CUBE file - missing energy values\n");
+    EXPECT_EQ(lc.cube.energy, nullptr);
+
+    // one byte per value line is enough: empty lines read as 0.0
+    LoadedCube bare;
+    load_bytes(&bare, header("x", 2, 2, 2) + std::string(8, '\n'));
+    ASSERT_EQ(bare.status, 0) << bare.err;
+    EXPECT_EQ(bare.cube.energy[1][1][1], 0.0);
+}
+
 TEST(CubeReader, IonChargeIsTheFirstDigitOfTheSecondLine)
 {
     struct Case {

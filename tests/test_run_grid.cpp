@@ -416,6 +416,23 @@ TEST(RunSummary, WritesTheMinimaThenTheSaddleSectionWithCrLf) {
     EXPECT_EQ(summary.substr(console.out.size()), empty_paths);
 }
 
+TEST(RunSummary, UnwritableEventsAndPathwayFilesOnlyWarn) {
+    WellsDir w;
+    for (const char* name : {"ZEMU_events.txt", "ZEMU_rp.csv", "ZEMU_summary.txt"})
+        ASSERT_EQ(mkdir(w.dir.file(name).c_str(), 0755), 0);  // directories cannot be opened for writing
+    const std::string both =
+        "Error: Unable to write to ZEMU_events.txt\n"
+        "Error: Unable to write to ZEMU_rp.csv\n";
+    RunResult r = w.dir.run({"--cube", "w.cube", "--cif", "s.cif", "--path"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, both);
+    EXPECT_EQ(r.out.find("Auto-generated reaction pathway done."), std::string::npos);
+
+    RunResult s = w.dir.run({"--cube", "w.cube", "--cif", "s.cif", "--path", "--summary"});
+    EXPECT_EQ(s.status, 1);
+    EXPECT_EQ(s.err, both + "Error: Unable to write to ZEMU_summary.txt\n");
+}
+
 TEST(RunSummary, UnwritableSummaryEndsTheRunWithOne) {
     WellsDir w;
     ASSERT_EQ(mkdir(w.dir.file("ZEMU_summary.txt").c_str(), 0755), 0);  // a directory cannot be opened for writing
