@@ -448,14 +448,21 @@ int ZEMU_delete_pathlib_path(ZEMU_pathlib* pathlib, int z) {
         return 1;
     }
 
-    int i = 0;
-    while (i < pathlib->total_allpath) {
-        ZEMU_allpath* ap = &pathlib->allpath[i];
-        if (ap->start_type == start_type && ap->end_type == end_type && ap->saddle_type == saddle_type) {
-            if (ZEMU_delete_pathlib_allpath(pathlib, i)) return 1;
-        } else {
-            i++;
-        }
+    // Every copy of exactly this type triple goes; the others close up in
+    // their order, in one pass, and the array shrinks once.
+    int total = pathlib->total_allpath > 0 ? pathlib->total_allpath : 0;
+    int kept = 0;
+    for (int i = 0; i < total; i++) {
+        const ZEMU_allpath& ap = pathlib->allpath[i];
+        if (ap.start_type == start_type && ap.end_type == end_type && ap.saddle_type == saddle_type) continue;
+        if (kept != i) pathlib->allpath[kept] = ap;
+        kept++;
+    }
+    if (kept == total) return 0;
+    pathlib->total_allpath = kept;
+    if (resize_array(&pathlib->allpath, kept)) {
+        fprintf(stderr, "Error: Memory allocation problem in ZEMU_delete_pathlib_allpath()\n");
+        return 1;
     }
     return 0;
 }

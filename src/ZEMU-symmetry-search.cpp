@@ -321,7 +321,7 @@ int ZEMU_find_stationary_points2(ZEMU_cube* cube, ZEMU_cif* cif) {
                     sites[x][y][z] = 2;
                 }
             }
-    ZEMU_free_3D_char_array(&sites, na, nb);
+    ZEMU_free_3D_char_array(&sites, na, nb);  // working memory of this call only, released on every outcome
     if (failed) return 1;
 
     // Saddles split by symmetry: equivalent saddles within two steps on every

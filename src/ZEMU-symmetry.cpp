@@ -70,6 +70,8 @@ void ZEMU_prepare_fastgen_symop(ZEMU_cif* cif, ZEMU_cube* cube) {
     const int counts[3] = {cube->a_grid, cube->b_grid, cube->c_grid};
 
     // Row and pending minus carry over from one operation text to the next.
+    // Text past the scan length, two-digit numbers and decimal translations are not
+    // understood: they are read character by character by the rules below, without a message.
     int row = 0;
     bool minus = false;
     for (int n = 0; n < ops; n++) {
