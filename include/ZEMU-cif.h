@@ -173,6 +173,8 @@ int ZEMU_free_cif_site(ZEMU_cif* cif);
 int ZEMU_free_cif_site_all(ZEMU_cif* cif);
 int ZEMU_free_cif_symop(ZEMU_cif* cif);
 int ZEMU_free_cif(ZEMU_cif* cif);
+// Overwrites output whole: pass a record that owns no arrays (never initialised, or
+// released with ZEMU_free_cif), else its arrays leak. On failure output is left released.
 int ZEMU_copy_cif(ZEMU_cif* input, ZEMU_cif* output);
 
 // ---------------------------------------------------------------------------
@@ -181,6 +183,8 @@ int ZEMU_copy_cif(ZEMU_cif* input, ZEMU_cif* output);
 
 int ZEMU_convert_frac_ox(ZEMU_cif* cif);
 int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc);
+// Splits fractional oxidation states of cif itself. output as for ZEMU_copy_cif; after a
+// failure it may hold part of the supercell and is released with ZEMU_free_cif.
 int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c);
 
 // ---------------------------------------------------------------------------
@@ -227,6 +231,7 @@ int ZEMU_print_GII(ZEMU_cif* cif, FILE* fpw);
 double ZEMU_calc_unit_cell_charge(ZEMU_cif* cif);
 int ZEMU_print_unit_cell_charge(ZEMU_cif* cif);
 // Anneals the free coordinates of a copy of cif to lower its GII; writes "ZEMU.cif".
+// output as for ZEMU_copy_cif.
 int ZEMU_optimize_GII(ZEMU_cif* cif, ZEMU_cif* output);
 
 // Substitution screening: one verdict line each, prefixed by the ICSD code.

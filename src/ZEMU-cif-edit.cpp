@@ -1,5 +1,6 @@
 // Structure editing: site, type and operation storage, copying, splitting of
 // fractional oxidation states, whole-atom P1 supercells and the CIF writer.
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -27,6 +28,7 @@ int grow_to_count(T** array, int count, int* cap) {
     return 0;
 }
 
+// Labels and type symbols longer than 9 characters are cut to their field.
 void copy_label(char* dst, const char* src) {
     strncpy(dst, src, ZEMU_CIF_LABEL_SIZE - 1);
     dst[ZEMU_CIF_LABEL_SIZE - 1] = '\0';
@@ -280,6 +282,8 @@ int ZEMU_convert_frac_ox(ZEMU_cif* cif) {
         if (ZEMU_cif_equal_dbl(ox, floor(ox)) || ox < 1e-7) continue;
         char element[ZEMU_CIF_LABEL_SIZE];
         ZEMU_get_element_symbol(cif->site[s].type, element);
+        // A state beyond the integer range has no neighbouring integer states: it stops the splitting.
+        if (!(ox < (double)INT_MAX)) return 0;
         int low = (int)floor(ox), high = (int)ceil(ox);
         if (strcmp(element, "S") == 0) low = 4, high = 6;
         else if (!strcmp(element, "Sn") || !strcmp(element, "Pd") || !strcmp(element, "Pb")) low = 2, high = 4;
@@ -402,6 +406,15 @@ int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc) {
 }
 
 int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
+    // The output owns no arrays from the start, so that it can be released after any result.
+    output->type = nullptr;
+    output->type_no = output->type_no_cap = 0;
+    output->site = nullptr;
+    output->site_no = output->site_no_cap = 0;
+    output->site_all = nullptr;
+    output->site_all_no = 0;
+    output->symop = nullptr;
+    output->symop_no = 0;
     // Dimensions are also bounded above so that the atom count stays representable.
     if (a < 1 || b < 1 || c < 1 || (long long)a * b * c > 1000000LL) {
         fprintf(stderr, "Error: Invalid supercell dimension\n");
@@ -415,6 +428,7 @@ int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
     init_genrand(supercell_seed());
 
     const int abc = a * b * c;
+    // The output's site and type arrays are allocated afresh below; the input's capacities do not describe them.
     *output = *cif;
     output->type_no = output->type_no_cap = 0;
     output->type = nullptr;

@@ -119,6 +119,7 @@ int read_symop_loop(char** buffer, int lines, int i, ZEMU_cif* cif) {
     ZEMU_free_cif_symop(cif);
     cif->symop_no = (int)ops.size();
     if (ZEMU_alloc_cif_symop(cif)) return -1;
+    // Operation texts longer than 29 characters are cut to their field.
     for (size_t k = 0; k < ops.size(); k++) copy_bounded(cif->symop[k], ops[k].c_str(), ZEMU_CIF_SYMOP_SIZE);
     return start + (int)ops.size() - 1;
 }
@@ -137,7 +138,7 @@ int read_type_loop(char** buffer, int lines, int i, ZEMU_cif* cif) {
     for (int k = 0; k < count; k++) {
         std::vector<std::string> words = split_words(buffer[start + k]);
         char label[ZEMU_CIF_LABEL_SIZE];
-        copy_bounded(label, words[0].c_str(), sizeof label);
+        copy_bounded(label, words[0].c_str(), sizeof label);  // type symbols cut to 9 characters
         if (ZEMU_add_cif_type(cif, label, atof(words[1].c_str()), &cif->type_flag_counter)) return -1;
         cif->type_flag_counter++;  // types read from the file take every second number
     }
@@ -175,6 +176,7 @@ int read_site_loop(char** buffer, int lines, int i, ZEMU_cif* cif) {
     }
     for (int r = 0; r < rows; r++) {
         std::vector<std::string> w = split_words(buffer[start + r]);
+        // Labels and type symbols longer than 9 characters are cut to their fields.
         char label[ZEMU_CIF_LABEL_SIZE] = ".";
         char type[ZEMU_CIF_LABEL_SIZE] = ".";
         int mul = 0;

@@ -275,6 +275,17 @@ TEST(CifFractionalOx, StateOutsideTheTableRangeStopsAllFurtherSites) {
     EXPECT_STREQ(s.cif.site[1].type, "Fe");
 }
 
+TEST(CifFractionalOx, StateBeyondTheIntegerRangeStopsAllFurtherSites) {
+    Structure s;
+    s.site("X1", "X", 0, 0, 0, 1, 1.0, 3e9 + 0.5);
+    s.site("Fe1", "Fe", 0, 0, 0, 1, 1.0, 2.5);
+    ASSERT_EQ(ZEMU_convert_frac_ox(&s.cif), 0);
+    ASSERT_EQ(s.cif.site_no, 2);
+    EXPECT_STREQ(s.cif.site[0].type, "X");
+    EXPECT_STREQ(s.cif.site[1].type, "Fe");
+    EXPECT_EQ(s.cif.type_no, 0);
+}
+
 TEST(CifFractionalOx, WholeAndNonPositiveStatesAreKept) {
     Structure s;
     s.site("O1", "O", 0, 0, 0, 1, 1.0, -1.5);
@@ -430,6 +441,21 @@ TEST(CifSupercell, RejectsBadDimensionsAndUnplaceableCounts) {
     EXPECT_EQ(ZEMU_build_supercell(&s.cif, &out, 1, 1, 1), 1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Fatal error in ZEMU_build_supercell()\n");
     ZEMU_free_cif(&out);
+}
+
+TEST(CifSupercell, OutputOfAnEarlyFailureCanBeReleased) {
+    Structure charged;
+    charged.site("Li1", "Li1+", 0, 0, 0, 1, 1.0, 1);
+    ZEMU_cif out;
+    for (int dim : {0, 1}) {  // bad dimension, then non-zero cell charge
+        memset(&out, 0xA5, sizeof out);  // a record never initialised
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(ZEMU_build_supercell(&charged.cif, &out, dim, 1, 1), 1);
+        testing::internal::GetCapturedStderr();
+        ZEMU_free_cif(&out);
+        EXPECT_EQ(out.site, nullptr);
+        EXPECT_EQ(out.symop_no, 0);
+    }
 }
 
 TEST(CifSupercell, AtomsOfEarlierSitesAreNotDoubled) {
