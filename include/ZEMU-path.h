@@ -336,8 +336,8 @@ int ZEMU_copy_cluster_append_rp_all(ZEMU_reaction_pathway_overall* rp_all, ZEMU_
 // Turns a walk over minimum types (weights: saddle energies) into references
 // appended to the last pathway: for each step the last library path joining the
 // two types at that saddle energy, +(k+1) forwards, -(k+1) backwards. A step
-// that matches nothing repeats the previous reference; a leading step that
-// matches nothing adds nothing. 1 on allocation failure or without a pathway.
+// that matches nothing repeats the previous reference (0 before the first
+// match). 1 on allocation failure or without a pathway.
 int ZEMU_append_Euler_path_rpall(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all, int* Euler_path,
                                  int Euler_path_length, double* Euler_path_weightage);
 // The same for a walk over minimum indices, matched against the allpaths; the
@@ -364,8 +364,8 @@ int ZEMU_find_best_shortest_path(double* best_dist, int** best_path, int* length
                                  int source, int target);
 // Appends a walk over minimum types as references: for each step the shortest
 // library path joining the two types (forwards before backwards, first wins a
-// tie), marked `in_rp`. A step without a path repeats the previous reference; a
-// leading step without one adds nothing. 1 on allocation failure.
+// tie), marked `in_rp`. A step without a path repeats the previous reference (0,
+// which marks nothing, before the first path found). 1 on allocation failure.
 int ZEMU_append_minima_path_to_reaction_pathway(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway* rp, int* minima_path,
                                                 int pathlength);
 // Rotates list[0..total-1] so that entry k comes first, the cyclic order kept.
@@ -409,7 +409,9 @@ int ZEMU_get_path_stationary_points(ZEMU_cube* cube, ZEMU_pathlib* pathlib, int 
                                     ZEMU_cubeloc* saddle_point, ZEMU_cubeloc* exit_image, int* exit_minimum);
 // Chains the signed references of `input` into one continuous grid path appended
 // to `path` (initialised by the caller; it keeps what was chained on failure).
-// Each piece carries its path's `color` and `style` and `marker` -1. 0 or 1.
+// Each piece carries its path's `color` and `style` and `marker` -1; a reference
+// 0 (a step that matched no path) adds no piece. 0, or 1 for a reference outside
+// the library or a piece that cannot be traced.
 int ZEMU_concatenate_path(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_grid_path* path, ZEMU_connect_list* input);
 
 // Writes every pathway as rows of reaction coordinate and energy, pathways

@@ -36,6 +36,7 @@ struct UsageBlock {
     const char* text;   // the whole block
 };
 
+// The usage wording is our own; only the old spellings "renalyzes", "charactized" and "Exporst" are fixed.
 const UsageBlock kUsage[] = {
     {"bv",
      "Command: bv\n" ZEMU_CMD_RULE

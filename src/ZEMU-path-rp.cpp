@@ -179,8 +179,8 @@ int ZEMU_append_Euler_path_rpall(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_ov
             if (p->start_type == from && p->end_type == to) ref = k + 1;
             if (p->end_type == from && p->start_type == to) ref = -(k + 1);
         }
-        // Before the first match there is no path to name.
-        if (ref != 0 && ZEMU_append_path_to_reaction_pathway(rp, ref)) return 1;
+        // Before the first match the reference is 0: a step that matched no path.
+        if (ZEMU_append_path_to_reaction_pathway(rp, ref)) return 1;
     }
     return 0;
 }
@@ -204,7 +204,7 @@ int ZEMU_append_Euler_allpath_rpall(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway
             if (forwards) ref = k + 1;
             if (backwards) ref = -(k + 1);
         }
-        if (ref != 0 && ZEMU_append_path_to_reaction_pathway(rp, ref)) return 1;
+        if (ZEMU_append_path_to_reaction_pathway(rp, ref)) return 1;
     }
     return 0;
 }
@@ -301,9 +301,9 @@ int ZEMU_append_minima_path_to_reaction_pathway(ZEMU_pathlib* pathlib, ZEMU_reac
                 found = true;
             }
         }
-        if (ref == 0) continue;  // no path named yet: nothing to append or mark
         if (ZEMU_append_path_to_reaction_pathway(rp, ref)) return 1;
-        pathlib->path[reference_path_index(pathlib, ref)].in_rp = 1;
+        // A leading step without a path leaves the reference 0, which marks no path.
+        if (ref != 0) pathlib->path[reference_path_index(pathlib, ref)].in_rp = 1;
     }
     return 0;
 }
@@ -897,6 +897,8 @@ int ZEMU_concatenate_path(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_grid_path
     ZEMU_cubeloc previous_saddle = make_loc(0, 0, 0);
     for (int i = 0; i < input->total; i++) {
         int ref = input->item[i];
+        // A step that matched no path (reference 0) places no piece; the route goes on from where it stands.
+        if (ref == 0) continue;
         ZEMU_cubeloc route_end, entry, saddle, exit_img;
         bool continuing = i > 0 && path->length > 0;
         if (continuing) {

@@ -137,8 +137,7 @@ double ZEMU_maximum_pair_distance(char* cation, char* anion, double ox_1, double
 
     char line[VESTA_DB_LINE_SIZE];
     while (fgets(line, sizeof line, fp) != nullptr) {
-        size_t len = strlen(line);
-        while (len > 0 && (line[len - 1] == '\n' || line[len - 1] == '\r')) line[--len] = '\0';
+        // Fields are the pieces between blanks, the line end staying with the last one.
         char* field[VESTA_DB_MIN_FIELDS];
         int fields = 0;
         char* save = nullptr;

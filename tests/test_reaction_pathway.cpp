@@ -190,14 +190,20 @@ TEST(EulerWalkReferences, StepsNameThePathByTypesAndSaddleEnergyInEitherDirectio
     EXPECT_EQ(rps.all.rp[0].path[3], -1);
 }
 
-TEST(EulerWalkReferences, UnmatchedStepRepeatsThePreviousAndALeadingOneAddsNothing) {
+TEST(EulerWalkReferences, UnmatchedStepRepeatsThePreviousAndALeadingOneIsZero) {
     TwoTypeChain net;
     Pathways rps;
     rps.add(0, 1, {});
     int walk[] = {1, 2, 1, 2};
     double w[] = {0.7, 0.1, 0.9};  // first and last steps match no saddle energy
     ASSERT_EQ(ZEMU_append_Euler_path_rpall(&net.lib, &rps.all, walk, 4, w), 0);
-    EXPECT_EQ(refs_of(rps.all.rp[0]), (std::vector<int>{-1, -1}));
+    EXPECT_EQ(refs_of(rps.all.rp[0]), (std::vector<int>{0, -1, -1}));
+
+    rps.add(0, 1, {});
+    int indices[] = {0, 1, 0};  // minimum indices; the first hop at no copy's saddle energy
+    double wa[] = {0.7, 0.1};
+    ASSERT_EQ(ZEMU_append_Euler_allpath_rpall(&net.lib, &rps.all, indices, 3, wa), 0);
+    EXPECT_EQ(refs_of(rps.all.rp[1]), (std::vector<int>{0, -1}));
 }
 
 TEST(EulerWalkReferences, LastMatchingPathWins) {
@@ -245,12 +251,13 @@ TEST(MinimaWalkReferences, ShortestPathJoiningTheTypesIsNamedAndMarked) {
     free(rp.path);
 }
 
-TEST(MinimaWalkReferences, ForwardReadingWinsATieAndALeadingUnmatchedStepIsSkipped) {
+TEST(MinimaWalkReferences, ForwardReadingWinsATieAndLeadingUnmatchedStepsAreZeroAndMarkNothing) {
     OneTypeChain net;
     ZEMU_reaction_pathway rp{0, 0, 0, 0, 0, nullptr};
     int walk[] = {5, 6, 1, 1};
     ASSERT_EQ(ZEMU_append_minima_path_to_reaction_pathway(&net.lib, &rp, walk, 4), 0);
-    EXPECT_EQ(refs_of(rp), (std::vector<int>{1}));
+    EXPECT_EQ(refs_of(rp), (std::vector<int>{0, 0, 1}));
+    EXPECT_EQ(net.lib.path[0].in_rp, 1);
     free(rp.path);
 }
 
@@ -387,8 +394,21 @@ TEST(PathChaining, UntraceablePieceFailsWithItsSignedReference) {
     EXPECT_TRUE(route(net, {-3}).empty());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Unable to trace path -3\n");
     testing::internal::CaptureStderr();
-    EXPECT_TRUE(route(net, {1, 0}).empty());
+    EXPECT_TRUE(route(net, {1, 4}).empty());  // outside the library
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_concatenate_path()\n");
+}
+
+TEST(PathChaining, StepsThatMatchedNoPathPlaceNoPiece) {
+    TwoTypeChain net;
+    EXPECT_EQ(route(net, {0, 1}), range(0, 4));
+    EXPECT_EQ(route(net, {1, 0, 2}), range(0, 8));
+    int only_zero = 0;
+    ZEMU_connect_list list{1, &only_zero};
+    ZEMU_grid_path g;
+    ZEMU_init_grid_path(&g);
+    EXPECT_EQ(ZEMU_concatenate_path(&net.cube, &net.lib, &g, &list), 0);
+    EXPECT_EQ(g.length, 0);
+    ZEMU_free_grid_path(&g);
 }
 
 // ---------------------------------------------------------------------------
