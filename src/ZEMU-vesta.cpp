@@ -137,7 +137,10 @@ double ZEMU_maximum_pair_distance(char* cation, char* anion, double ox_1, double
 
     char line[VESTA_DB_LINE_SIZE];
     while (fgets(line, sizeof line, fp) != nullptr) {
-        // Fields are the pieces between blanks, the line end staying with the last one.
+        // Words are the pieces between blanks once the line end is removed, as for the
+        // bond valence reader, so both readers see the same parameter lines.
+        size_t len = strlen(line);
+        while (len > 0 && (line[len - 1] == '\n' || line[len - 1] == '\r')) line[--len] = '\0';
         char* field[VESTA_DB_MIN_FIELDS];
         int fields = 0;
         char* save = nullptr;

@@ -146,7 +146,7 @@ std::vector<double> isurf_values(const std::string& block) {
 const char kCoODatabase[] =
     "# cation ox anion ox R0 b cn cutoff\r\n"
     "Co 3 O -2 1.1 0.37 6.0\r\n"          // seven fields: skipped
-    "Mn 2 O -2 1.79 0.37 6.0 \n"          // a blank before the line end: eight fields
+    "Mn 2 O -2 1.79 0.37 6.0 \n"          // a blank before the line end: still seven words
     "Co 2 O -2 1.5 0.37 6.0 5.5\r\n"      // other cation charge
     "Co 3 O -2 1.70 0.37 6.0 5.5\r\n"     // the pair: 1.70 - 0.37 ln(3 / 25.5)
     "Co 3 O -2 9.9 0.37 6.0 5.5\r\n";     // later duplicate: never read
@@ -407,9 +407,9 @@ TEST(VestaBonds, PairDistanceNeedsAllFourKeysAndAFullLine) {
     EXPECT_NEAR(ZEMU_maximum_pair_distance(co, o, 3.7, -2.9), 1.70 - 0.37 * std::log(3.7 / 25.5), 1e-12);
     EXPECT_DOUBLE_EQ(ZEMU_maximum_pair_distance(co, f, 3.0, -1.0), -1.0);
     EXPECT_DOUBLE_EQ(ZEMU_maximum_pair_distance(co, o, 4.0, -2.0), -1.0);
-    // Fields are the pieces between blanks: a trailing blank leaves the line end as an eighth.
+    // The line end is no word: seven words and a trailing blank are still too few.
     char mn[] = "Mn";
-    EXPECT_NEAR(ZEMU_maximum_pair_distance(mn, o, 2.0, -2.0), 1.79 - 0.37 * std::log(2.0 / 25.5), 1e-12);
+    EXPECT_DOUBLE_EQ(ZEMU_maximum_pair_distance(mn, o, 2.0, -2.0), -1.0);
 }
 
 // ---------------------------------------------------------------------------
