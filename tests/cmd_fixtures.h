@@ -1,6 +1,7 @@
-// Small landscape and structures for the command-mode tests, and a session
-// runner that feeds commands to "zemu --cmd" through standard input.
+// Shared fixtures of the command-mode and report tests.
 //
+// cmd_test: a small landscape and structure, and a session runner that feeds
+// commands to "zemu --cmd" through standard input.
 // Landscape (8 x 8 x 8, voxel 0.5 x 1 x 1 Angstrom, cell 4 x 8 x 8):
 //   E(i,j,k) = 0.5 cos(4 pi i/8) + 0.3 cos(2 pi j/8) + 0.1 cos(2 pi k/8),
 // shifted by +0.9 so that the lowest point is 0. With the P-1 structure:
@@ -10,14 +11,22 @@
 // Only the saddles at 1.0 lie within 3.5 Angstrom of two minima, so the path
 // library holds two paths along a: (2,4,4)-(4,4,4)-(6,4,4) and
 // (6,4,4)-(0,4,4)-(2,4,4) of the next cell, each with two half steps of 0.5 Angstrom.
+//
+// lib_test: capturing what a writer puts on a stream, running code inside a
+// temporary working directory, and the bundled examples loaded through the
+// library functions.
 #ifndef ZEMU_TESTS_CMD_FIXTURES_H
 #define ZEMU_TESTS_CMD_FIXTURES_H
+
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
+#include "ZEMU.h"
 #include "e2e_util.h"
 
 namespace cmd_test {
@@ -100,5 +109,116 @@ inline std::string command_output(const std::string& out) {
 inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 }  // namespace cmd_test
+
+namespace lib_test {
+
+// What `write` puts on a temporary stream.
+template <typename Write>
+std::string written(Write write) {
+    FILE* f = tmpfile();
+    if (f == nullptr) {
+        ADD_FAILURE() << "no temporary file";
+        return "";
+    }
+    write(f);
+    rewind(f);
+    std::string text;
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, n);
+    fclose(f);
+    return text;
+}
+
+// Lines of a text without their '\n' (a '\r' before it stays); a last line
+// without a line end is kept as it is.
+inline std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    for (size_t begin = 0; begin < text.size();) {
+        size_t end = text.find('\n', begin);
+        if (end == std::string::npos) end = text.size();
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
+// Runs the enclosed code inside a fresh temporary working directory (with the
+// project's bin/ visible as ./bin when asked).
+class InDir {
+public:
+    explicit InDir(bool with_bin = false) : dir(with_bin) {
+        char buf[4096];
+        old_ = getcwd(buf, sizeof buf) ? buf : ".";
+        if (chdir(dir.path().c_str()) != 0) ADD_FAILURE() << "cannot enter " << dir.path();
+    }
+    ~InDir() {
+        if (chdir(old_.c_str()) != 0) ADD_FAILURE() << "cannot return to " << old_;
+    }
+    zemu_test::WorkDir dir;
+
+private:
+    std::string old_;
+};
+
+// A bundled example loaded through the site analysis (and, when asked, its path
+// library), inside a working directory that sees the project's bin/.
+struct Example {
+    InDir wd{true};
+    std::string cube_file, cif_file;
+    ZEMU_cube cube;
+    ZEMU_cif cif;
+    ZEMU_pathlib lib;
+
+    Example() {
+        ZEMU_init_cube(&cube);
+        EXPECT_EQ(ZEMU_init_cif(&cif), 0);
+        ZEMU_init_fastgen(&cif);
+        ZEMU_init_pathlib(&lib);
+    }
+    ~Example() {
+        ZEMU_free_pathlib(&lib);
+        ZEMU_free_cube(&cube);
+        ZEMU_free_cif(&cif);
+    }
+    Example(const Example&) = delete;
+    Example& operator=(const Example&) = delete;
+
+    void load(const std::string& name, const char* ion, bool paths = false) {
+        cube_file = zemu_test::source_file("examples/" + name + "/landscape.cube");
+        cif_file = zemu_test::source_file("examples/" + name + "/structure.cif");
+        cif.ion = 1;
+        snprintf(cif.probe_type, sizeof cif.probe_type, "%s", ion);
+        char identity[] = "E";
+        cube.scaling = 1;
+        cube.cube = 1;
+        cif.cif = 1;
+        ASSERT_EQ(ZEMU_parse_energy_scaling(&cube, identity), 0);
+        ASSERT_EQ(ZEMU_load_cube(&cube_file[0], &cube), 0);
+        ASSERT_EQ(ZEMU_process_cube(&cube), 0);
+        ASSERT_EQ(ZEMU_load_cif(&cif_file[0], &cif), 0);
+        ZEMU_prepare_fastgen_symop(&cif, &cube);
+        ZEMU_asymmetric_unit asym;
+        ZEMU_init_asymmetric_unit(&asym);
+        int found = ZEMU_find_asymmetric_unit(&cube, &cif, &asym);
+        if (found == 0)
+            found = cif.diff_neigh ? ZEMU_find_stationary_points2(&cube, &cif)
+                                   : ZEMU_find_stationary_points(&cube, &cif, &asym);
+        ZEMU_free_asymmetric_unit(&asym);
+        ASSERT_EQ(found, 0);
+        ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&cube, &cif), 0);
+        ASSERT_EQ(ZEMU_group_minima_by_symmetry(&cube, &cif), 0);
+        ASSERT_EQ(ZEMU_assign_ion_to_sites(&cube, &cif), 0);
+        ZEMU_assign_interstitial_labels(&cube, &cif);
+        if (!paths) return;
+        testing::internal::CaptureStderr();  // saddle types without minima are warned about
+        int built = ZEMU_build_path(&cube, &cif, &lib) || ZEMU_build_allpaths(&cube, &cif, &lib) ||
+                    ZEMU_filter_redundant_path(&cube, &lib);
+        testing::internal::GetCapturedStderr();
+        ASSERT_EQ(built, 0);
+    }
+};
+
+}  // namespace lib_test
 
 #endif

@@ -5,66 +5,35 @@
 
 #include <cstring>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 #include "ZEMU-cif.h"
-#include "e2e_util.h"
+#include "structure_fixtures.h"
 
-using zemu_test::WorkDir;
+using Ops = std::vector<std::string>;
 
 namespace {
 
-// A cubic 10 Angstrom structure with the given operations and no sites.
-struct Structure {
-    ZEMU_cif cif;
-    explicit Structure(const std::vector<std::string>& ops) {
-        ZEMU_init_cif(&cif);
-        cif.a = cif.b = cif.c = 10.0;
-        cif.alpha = cif.beta = cif.gamma = 90.0;
-        ZEMU_is_valid_lattice_parameters(&cif);
-        ZEMU_calc_cif_d_parameters(&cif);
-        set_ops(ops);
-    }
-    ~Structure() { ZEMU_free_cif(&cif); }
-    void set_ops(const std::vector<std::string>& ops) {
-        ZEMU_free_cif_symop(&cif);
-        cif.symop_no = (int)ops.size();
-        ZEMU_alloc_cif_symop(&cif);
-        for (size_t k = 0; k < ops.size(); k++) strcpy(cif.symop[k], ops[k].c_str());
-    }
-    void add_site(const char* label, double x, double y, double z) {
-        ZEMU_add_cif_site(&cif, const_cast<char*>(label), const_cast<char*>("O2-"), x, y, z, 0, 'x', 1.0, -2.0);
-    }
-};
-
-std::vector<std::string> ops_of(const ZEMU_cif& cif) {
-    std::vector<std::string> out;
-    for (int k = 0; k < cif.symop_no; k++) out.emplace_back(cif.symop[k]);
-    return out;
+void oxygen(fx::Cif& s, const char* label, double x, double y, double z) {
+    s.site(label, "O2-", x, y, z, 0, 1.0, -2.0, 'x');
 }
 
-// Runs the enclosed code with a temporary working directory whose bin/ holds
-// the given symmetry-card text (or no bin/ at all for a null pointer).
-class SymcardDir {
-public:
-    explicit SymcardDir(const char* cards) : dir_(false) {
-        if (cards) {
-            mkdir(dir_.file("bin").c_str(), 0755);
-            dir_.write("bin/database_symcards.dat", cards);
-        }
-        if (!getcwd(old_, sizeof old_)) old_[0] = '\0';
-        if (chdir(dir_.path().c_str()) != 0) ADD_FAILURE() << "cannot enter " << dir_.path();
+// The copies of (x, y, z) in listing order as "a b c | a b c ..." (9 digits);
+// a supercell of na x nb x nc when na > 0.
+std::string copies(fx::Cif& s, double x, double y, double z, int na = 0, int nb = 1, int nc = 1) {
+    ZEMU_equiv_pos pos;
+    const int rc = na ? ZEMU_symmetry_generate_equivalent_copies_in_supercell(&s.cif, &pos, x, y, z, na, nb, nc)
+                      : ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, x, y, z);
+    EXPECT_EQ(rc, 0);
+    std::string out;
+    char buf[96];
+    for (int k = 0; k < pos.total_copies; k++) {
+        snprintf(buf, sizeof buf, "%s%.9g %.9g %.9g", k ? " | " : "", pos.copy[k].a, pos.copy[k].b, pos.copy[k].c);
+        out += buf;
     }
-    ~SymcardDir() {
-        if (chdir(old_) != 0) ADD_FAILURE() << "cannot return to " << old_;
-    }
-
-private:
-    WorkDir dir_;
-    char old_[4096];
-};
+    ZEMU_free_equiv_pos(&pos);
+    return out;
+}
 
 const char* kCards =
     "header line\n"
@@ -78,6 +47,14 @@ const char* kCards =
     "# 2 P -1\ntriclinic\nHall symbol -P 1\n'P -1'\n2\nx,y,z\n-x,-y,-z\n"
     "# 99 broken\nx\nx\n'P broken'\n3\nx,y,z\n-x,-y,-z\n";
 
+// Operations ZEMU_fill_symops gives a structure without operations named `symbol`.
+Ops filled(const char* symbol) {
+    fx::Cif s(Ops{});
+    snprintf(s.cif.spacegroup_HM, sizeof s.cif.spacegroup_HM, "%s", symbol);
+    EXPECT_EQ(ZEMU_fill_symops(&s.cif), 0);
+    return s.ops();
+}
+
 }  // namespace
 
 TEST(CifSymop, ComponentIsEvaluatedWithTheCoordinates) {
@@ -90,123 +67,76 @@ TEST(CifSymop, ComponentIsEvaluatedWithTheCoordinates) {
     ASSERT_EQ(ZEMU_symmetry_parse_symop(c3, 0, 0, 0.5, &v), 0);
     EXPECT_DOUBLE_EQ(v, 0.75);
     // A failing component fails (and reports) every time it is evaluated.
-    for (int k = 0; k < 2; k++) {
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(ZEMU_symmetry_parse_symop(bad, 0, 0, 0, &v), 1);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    for (int k = 0; k < 2; k++)
+        EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_symmetry_parse_symop(bad, 0, 0, 0, &v), 1); }),
                   "Error: Expression cannot be fully parsed in ZEMU_RPN_tokenize()\n");
+}
+
+TEST(CifSymop, DistinctCopiesInTheCell) {
+    struct Case {
+        Ops ops;
+        double x, y, z;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {{"x,y,z", "-x,-y,-z"}, 0, 0, 0, "0 0 0"},  // one copy at the inversion centre
+        {{"x,y,z", "-x,-y,-z"}, 0.1, 0.2, 0.3, "0.1 0.2 0.3 | 0.9 0.8 0.7"},
+        {{"x,y,z", "x+0.9992,y,z"}, 0.0003, 0.5, 0.5, "0.0003 0.5 0.5"},  // 0.9995 is within a thousandth
+        {{"x,y,z", "x+0.002,y,z"}, 0.1, 0.5, 0.5, "0.1 0.5 0.5 | 0.102 0.5 0.5"},
+        // Coordinates are brought into the cell by one step only.
+        {{"-x+1/2,y,z"}, 0.75, 0.5, 0.5, "0.75 0.5 0.5"},
+        {{"x-2,y+2,z+1"}, 0.5, 0.5, 0.5, "-0.5 1.5 0.5"},
+    };
+    for (const Case& c : cases) {
+        fx::Cif s(c.ops);
+        EXPECT_EQ(copies(s, c.x, c.y, c.z), c.expected) << c.ops[c.ops.size() - 1];
     }
-}
-
-TEST(CifSymop, InversionGivesOneCopyAtTheOriginAndTwoElsewhere) {
-    Structure s({"x,y,z", "-x,-y,-z"});
-    ZEMU_equiv_pos pos;
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0, 0, 0), 0);
-    EXPECT_EQ(pos.total_copies, 1);
-    ZEMU_free_equiv_pos(&pos);
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0.1, 0.2, 0.3), 0);
-    ASSERT_EQ(pos.total_copies, 2);
-    EXPECT_DOUBLE_EQ(pos.copy[0].a, 0.1);
-    EXPECT_NEAR(pos.copy[1].a, 0.9, 1e-12);
-    EXPECT_NEAR(pos.copy[1].b, 0.8, 1e-12);
-    EXPECT_NEAR(pos.copy[1].c, 0.7, 1e-12);
-    ZEMU_free_equiv_pos(&pos);
-}
-
-TEST(CifSymop, CopiesWithinAThousandthAcrossTheBoundaryAreOne) {
-    Structure s({"x,y,z", "x+0.9992,y,z"});
-    ZEMU_equiv_pos pos;
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0.0003, 0.5, 0.5), 0);
-    EXPECT_EQ(pos.total_copies, 1);  // 0.0003 and 0.9995
-    ZEMU_free_equiv_pos(&pos);
-    s.set_ops({"x,y,z", "x+0.002,y,z"});
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0.1, 0.5, 0.5), 0);
-    EXPECT_EQ(pos.total_copies, 2);
-    ZEMU_free_equiv_pos(&pos);
-}
-
-TEST(CifSymop, CoordinatesAreBroughtIntoTheCellByOneStepOnly) {
-    Structure s({"-x+1/2,y,z"});
-    ZEMU_equiv_pos pos;
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0.75, 0.5, 0.5), 0);
-    EXPECT_DOUBLE_EQ(pos.copy[0].a, 0.75);
-    ZEMU_free_equiv_pos(&pos);
-    s.set_ops({"x-2,y+2,z+1"});
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0.5, 0.5, 0.5), 0);
-    EXPECT_DOUBLE_EQ(pos.copy[0].a, -0.5);
-    EXPECT_DOUBLE_EQ(pos.copy[0].b, 1.5);
-    EXPECT_DOUBLE_EQ(pos.copy[0].c, 0.5);
-    ZEMU_free_equiv_pos(&pos);
 }
 
 TEST(CifSymop, MissingOrMalformedOperationsAreRejected) {
-    Structure s({});
-    ZEMU_equiv_pos pos;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0, 0, 0), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid symmetry operation\n");
-    EXPECT_EQ(pos.total_copies, 0);
-    s.set_ops({"x,y"});
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0, 0, 0), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid symmetry operation\n");
-    ZEMU_free_equiv_pos(&pos);
+    for (const Ops& ops : {Ops{}, Ops{"x,y"}}) {
+        fx::Cif s(ops);
+        ZEMU_equiv_pos pos;
+        EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_symmetry_generate_equivalent_copies(&s.cif, &pos, 0, 0, 0), 1); }),
+                  "Error: Invalid symmetry operation\n");
+        EXPECT_EQ(pos.total_copies, 0);
+        ZEMU_free_equiv_pos(&pos);
+    }
 }
 
 TEST(CifSymop, SupercellCopiesFollowTheUnitCellCopies) {
-    Structure s({"x,y,z"});
-    ZEMU_equiv_pos pos;
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies_in_supercell(&s.cif, &pos, 0.25, 0.5, 0.5, 2, 1, 1), 0);
-    ASSERT_EQ(pos.total_copies, 2);
-    EXPECT_DOUBLE_EQ(pos.copy[0].a, 0.125);
-    EXPECT_DOUBLE_EQ(pos.copy[1].a, 0.625);
-    EXPECT_DOUBLE_EQ(pos.copy[1].b, 0.5);
-    ZEMU_free_equiv_pos(&pos);
-
+    fx::Cif s({"x,y,z"});
+    EXPECT_EQ(copies(s, 0.25, 0.5, 0.5, 2, 1, 1), "0.125 0.5 0.5 | 0.625 0.5 0.5");
     s.set_ops({"x,y,z", "-x,-y,-z"});
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies_in_supercell(&s.cif, &pos, 0.1, 0.2, 0.3, 2, 2, 1), 0);
-    ASSERT_EQ(pos.total_copies, 8);
     // Unit-cell copies first, then each copy's translations with the last axis innermost.
-    const double expect_a[8] = {0.05, 0.45, 0.05, 0.55, 0.55, 0.45, 0.95, 0.95};
-    const double expect_b[8] = {0.1, 0.4, 0.6, 0.1, 0.6, 0.9, 0.4, 0.9};
-    for (int k = 0; k < 8; k++) {
-        EXPECT_NEAR(pos.copy[k].a, expect_a[k], 1e-12) << k;
-        EXPECT_NEAR(pos.copy[k].b, expect_b[k], 1e-12) << k;
-    }
-    ZEMU_free_equiv_pos(&pos);
-
-    ASSERT_EQ(ZEMU_symmetry_generate_equivalent_copies_in_supercell(&s.cif, &pos, 0.1, 0.2, 0.3, 1, 1, 1), 0);
-    EXPECT_EQ(pos.total_copies, 2);
-    ZEMU_free_equiv_pos(&pos);
+    EXPECT_EQ(copies(s, 0.1, 0.2, 0.3, 2, 2, 1),
+              "0.05 0.1 0.3 | 0.45 0.4 0.7 | 0.05 0.6 0.3 | 0.55 0.1 0.3 | 0.55 0.6 0.3 | "
+              "0.45 0.9 0.7 | 0.95 0.4 0.7 | 0.95 0.9 0.7");
+    EXPECT_EQ(copies(s, 0.1, 0.2, 0.3, 1, 1, 1), "0.1 0.2 0.3 | 0.9 0.8 0.7");
 }
 
-TEST(CifSymop, MultiplicitiesReplaceTheValuesRead) {
-    Structure s({"x,y,z", "-x,-y,-z", "x+1/2,y+1/2,z"});
-    s.add_site("A", 0, 0, 0);
-    s.add_site("B", 0.25, 0.25, 0);
-    s.add_site("C", 0.1, 0.2, 0.3);
-    ASSERT_EQ(ZEMU_refresh_site_mul(&s.cif), 0);
-    EXPECT_EQ(s.cif.site[0].mul, 2);
-    EXPECT_EQ(s.cif.site[1].mul, 2);
-    EXPECT_EQ(s.cif.site[2].mul, 3);
-}
+TEST(CifSymop, MultiplicitiesAndTheFullCell) {
+    fx::Cif s({"x,y,z", "-x,-y,-z", "x+1/2,y+1/2,z"});
+    oxygen(s, "A", 0, 0, 0);
+    oxygen(s, "B", 0.25, 0.25, 0);
+    oxygen(s, "C", 0.1, 0.2, 0.3);
+    ASSERT_EQ(ZEMU_refresh_site_mul(&s.cif), 0);  // replaces the values read
+    EXPECT_EQ(std::vector<int>({s[0].mul, s[1].mul, s[2].mul}), std::vector<int>({2, 2, 3}));
 
-TEST(CifSymop, FullCellListsEveryCopyOfEverySiteInOrder) {
-    Structure s({"x,y,z", "-x,-y,-z"});
-    s.add_site("A", 0, 0, 0);
-    s.add_site("B", 0.1, 0.2, 0.3);
-    ASSERT_EQ(ZEMU_add_P1_to_cif(&s.cif), 0);
-    ASSERT_EQ(s.cif.site_all_no, 3);
-    EXPECT_STREQ(s.cif.site_all[2].label, "B");
-    EXPECT_NEAR(s.cif.site_all[2].x, 0.9, 1e-12);
-    EXPECT_EQ(s.cif.site_all[2].mul, 1);
-    EXPECT_EQ(s.cif.site_all[2].Wyckoff, 'a');
-    EXPECT_DOUBLE_EQ(s.cif.site_all[2].ox, -2.0);
-    ASSERT_EQ(ZEMU_add_P1_to_cif(&s.cif), 0);  // rebuilt, not appended
-    EXPECT_EQ(s.cif.site_all_no, 3);
-}
+    fx::Cif p1({"x,y,z", "-x,-y,-z"});
+    oxygen(p1, "A", 0, 0, 0);
+    oxygen(p1, "B", 0.1, 0.2, 0.3);
+    ASSERT_EQ(ZEMU_add_P1_to_cif(&p1.cif), 0);
+    ASSERT_EQ(p1.cif.site_all_no, 3);  // every copy of every site in order
+    const ZEMU_site& last = p1.cif.site_all[2];
+    EXPECT_STREQ(last.label, "B");
+    EXPECT_NEAR(last.x, 0.9, 1e-12);
+    EXPECT_EQ(last.mul, 1);
+    EXPECT_EQ(last.Wyckoff, 'a');
+    EXPECT_DOUBLE_EQ(last.ox, -2.0);
+    ASSERT_EQ(ZEMU_add_P1_to_cif(&p1.cif), 0);  // rebuilt, not appended
+    EXPECT_EQ(p1.cif.site_all_no, 3);
 
-TEST(CifSymop, LiFePO4ExpandsToTwentyEightAtoms) {
     ZEMU_cif cif;
     ZEMU_init_cif(&cif);
     char name[] = ZEMU_TEST_DATA "/cif_LiFePO4.cif";
@@ -217,93 +147,57 @@ TEST(CifSymop, LiFePO4ExpandsToTwentyEightAtoms) {
 }
 
 TEST(CifSymop, RemovingSymmetryRepeatsEachSiteAtItsOwnPosition) {
-    Structure s({"x,y,z", "-x,-y,-z", "x+1/2,y+1/2,z", "-x+1/2,-y+1/2,-z"});
-    s.add_site("A", 0.1, 0.2, 0.3);
-    s.cif.site[0].mul = 4;
-    s.cif.site[0].Wyckoff = 'e';
+    fx::Cif s({"x,y,z", "-x,-y,-z", "x+1/2,y+1/2,z", "-x+1/2,-y+1/2,-z"});
+    s.site("A", "O2-", 0.1, 0.2, 0.3, 4, 1.0, -2.0, 'e');
     s.cif.int_tab_cryst_no = 2;
     strcpy(s.cif.spacegroup_HM, "C -1");
     ASSERT_EQ(ZEMU_remove_cif_symmetry(&s.cif), 0);
     ASSERT_EQ(s.cif.site_no, 4);
     for (int k = 0; k < 4; k++) {
-        EXPECT_DOUBLE_EQ(s.cif.site[k].x, 0.1);
-        EXPECT_DOUBLE_EQ(s.cif.site[k].z, 0.3);
-        EXPECT_EQ(s.cif.site[k].mul, 4);
-        EXPECT_EQ(s.cif.site[k].Wyckoff, 'e');
+        EXPECT_DOUBLE_EQ(s[k].x, 0.1);
+        EXPECT_DOUBLE_EQ(s[k].z, 0.3);
+        EXPECT_EQ(s[k].mul, 4);
+        EXPECT_EQ(s[k].Wyckoff, 'e');
     }
-    EXPECT_EQ(ops_of(s.cif), std::vector<std::string>({"x,y,z"}));
+    EXPECT_EQ(s.ops(), Ops({"x,y,z"}));
     EXPECT_STREQ(s.cif.spacegroup_HM, "P 1");
     EXPECT_EQ(s.cif.int_tab_cryst_no, 1);
+
+    // A single operation changes nothing.
+    fx::Cif one({"-x,-y,-z"});
+    oxygen(one, "A", 0.1, 0.2, 0.3);
+    strcpy(one.cif.spacegroup_HM, "P -1");
+    ASSERT_EQ(ZEMU_remove_cif_symmetry(&one.cif), 0);
+    EXPECT_EQ(one.cif.site_no, 1);
+    EXPECT_EQ(one.ops(), Ops({"-x,-y,-z"}));
+    EXPECT_STREQ(one.cif.spacegroup_HM, "P -1");
 }
 
-TEST(CifSymop, RemovingSymmetryFromASingleOperationChangesNothing) {
-    Structure s({"-x,-y,-z"});
-    s.add_site("A", 0.1, 0.2, 0.3);
-    strcpy(s.cif.spacegroup_HM, "P -1");
-    ASSERT_EQ(ZEMU_remove_cif_symmetry(&s.cif), 0);
-    EXPECT_EQ(s.cif.site_no, 1);
-    EXPECT_EQ(ops_of(s.cif), std::vector<std::string>({"-x,-y,-z"}));
-    EXPECT_STREQ(s.cif.spacegroup_HM, "P -1");
-}
-
-TEST(CifSymcards, FirstRecordListingTheSymbolWins) {
-    SymcardDir dir(kCards);
-    Structure s({});
-    strcpy(s.cif.spacegroup_HM, "P 2");
-    ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
-    EXPECT_EQ(ops_of(s.cif), std::vector<std::string>({"x,y,z", "-x,y,-z"}));
-    strcpy(s.cif.spacegroup_HM, "P -1");
-    s.set_ops({});
-    ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
-    EXPECT_EQ(ops_of(s.cif), std::vector<std::string>({"x,y,z", "-x,-y,-z"}));
-}
-
-TEST(CifSymcards, SymbolsAreComparedExactly) {
-    SymcardDir dir(kCards);
-    Structure s({});
-    strcpy(s.cif.spacegroup_HM, "P2");  // listed nowhere without the blank
-    ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
-    EXPECT_EQ(ops_of(s.cif), std::vector<std::string>({"x,y,z"}));
-}
-
-TEST(CifSymcards, TruncatedRecordStoresNothing) {
-    SymcardDir dir(kCards);
-    Structure s({});
+TEST(CifSymcards, LookupInATestDatabase) {
+    fx::InDir dir("database_symcards.dat", kCards);
+    EXPECT_EQ(filled("P 2"), Ops({"x,y,z", "-x,y,-z"}));  // the first record after the marker wins
+    EXPECT_EQ(filled("P -1"), Ops({"x,y,z", "-x,-y,-z"}));
+    EXPECT_EQ(filled("P2"), Ops({"x,y,z"}));  // compared exactly: listed nowhere without the blank
+    EXPECT_EQ(filled("P broken"), Ops({"x,y,z"}));
+    fx::Cif s(Ops{});
     strcpy(s.cif.spacegroup_HM, "P broken");
     ASSERT_EQ(ZEMU_get_symops_from_dat(&s.cif), 0);
-    EXPECT_EQ(s.cif.symop_no, 0);
-    ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
-    EXPECT_EQ(ops_of(s.cif), std::vector<std::string>({"x,y,z"}));
+    EXPECT_EQ(s.cif.symop_no, 0);  // a truncated record stores nothing
 }
 
 TEST(CifSymcards, MissingDatabaseIsSilent) {
-    SymcardDir dir(nullptr);
-    Structure s({});
-    strcpy(s.cif.spacegroup_HM, "P -1");
-    testing::internal::CaptureStderr();
-    ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(ops_of(s.cif), std::vector<std::string>({"x,y,z"}));
+    fx::InDir dir(false);
+    EXPECT_EQ(fx::stderr_of([] { EXPECT_EQ(filled("P -1"), Ops({"x,y,z"})); }), "");
 }
 
 TEST(CifSymcards, ProjectDatabaseGivesTheOrderOfCommonGroups) {
-    // The shipped file, looked up from the source tree's working directory layout.
-    WorkDir dir(true);
-    char old[4096];
-    ASSERT_NE(getcwd(old, sizeof old), nullptr);
-    ASSERT_EQ(chdir(dir.path().c_str()), 0);
-    {
-        Structure s({});
-        strcpy(s.cif.spacegroup_HM, "P n m a");
-        ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
-        EXPECT_EQ(s.cif.symop_no, 8);
-        s.set_ops({});
-        strcpy(s.cif.spacegroup_HM, "F m -3 m");
-        ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
-        EXPECT_EQ(s.cif.symop_no, 192);
-        s.add_site("A", 0.05, 0.13, 0.31);  // general position
-        ASSERT_EQ(ZEMU_refresh_site_mul(&s.cif), 0);
-        EXPECT_EQ(s.cif.site[0].mul, 192);
-    }
-    ASSERT_EQ(chdir(old), 0);
+    fx::InDir dir(true);
+    EXPECT_EQ(filled("P n m a").size(), 8u);
+    fx::Cif s(Ops{});
+    strcpy(s.cif.spacegroup_HM, "F m -3 m");
+    ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
+    EXPECT_EQ(s.cif.symop_no, 192);
+    oxygen(s, "A", 0.05, 0.13, 0.31);  // general position
+    ASSERT_EQ(ZEMU_refresh_site_mul(&s.cif), 0);
+    EXPECT_EQ(s[0].mul, 192);
 }

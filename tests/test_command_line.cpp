@@ -1,11 +1,15 @@
+// Command-line parsing: switch flags, value flags, the ion type after the
+// structure path, warnings, and runs that do nothing.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ZEMU.h"
 #include "e2e_util.h"
+#include "small_fixtures.h"
 
 namespace {
 
@@ -17,38 +21,31 @@ std::string parse(ZEMU_input* in, std::vector<std::string> words) {
     for (std::string& w : words) argv.push_back(&w[0]);
     memset(in, 0x5a, sizeof *in);  // the text fields are not touched by init
     ZEMU_init_input(in);
-    testing::internal::CaptureStderr();
-    ZEMU_process_command(in, static_cast<int>(argv.size()), argv.data());
-    return testing::internal::GetCapturedStderr();
+    return fixture::stderr_of([&] { ZEMU_process_command(in, static_cast<int>(argv.size()), argv.data()); });
 }
-
-const char kBanner[] =
-    " Zemulator (ZEMU) version 3.0\n"
-    " > Please consult ZEMU_readme.txt for more details on available commands.\n"
-    " > Please report bugs or send suggestions to the maintainers through the project's issue tracker.\n";
 
 }  // namespace
 
-TEST(CommandLine, EveryFlagSetsItsOwnField) {
+TEST(CommandLine, EachSwitchSetsItsOwnFieldAndIsAFlagWord) {
     ZEMU_input in;
-    parse(&in, {"--cmd", "--path", "--vesta", "--hk", "--summary", "--gui", "--calc-charge", "--calc-bvsum",
-                "--calc-gii", "--print-minima", "--print-saddle", "--print-path", "--print-perc", "--print-act",
-                "--smooth-cube", "--check-sub", "--check-subs"});
-    int* flags[] = {&in.cmd,         &in.path,         &in.vesta,        &in.HK,          &in.summary,
-                    &in.gui,         &in.calc_charge,  &in.calc_bvsum,   &in.calc_gii,    &in.print_minima,
-                    &in.print_saddle, &in.print_path,  &in.print_perc,   &in.print_act,   &in.smooth_cube,
-                    &in.check_sub,   &in.check_subs};
-    for (int* f : flags) EXPECT_EQ(*f, 1);
-    EXPECT_EQ(in.cube, 0);
-    EXPECT_EQ(in.cif, 0);
-    EXPECT_EQ(in.scaling, 0);
-    EXPECT_EQ(in.ion, 0);
-    EXPECT_EQ(in.max, 0.0);
-
-    parse(&in, {"--print-path"});
-    EXPECT_EQ(in.print_path, 1);
-    EXPECT_EQ(in.path, 0);
-    EXPECT_EQ(in.check_subs, 0);
+    typedef ZEMU_input I;
+    const std::pair<const char*, int I::*> switches[] = {
+        {"--cmd", &I::cmd}, {"--path", &I::path}, {"--vesta", &I::vesta}, {"--hk", &I::HK}, {"--summary", &I::summary},
+        {"--gui", &I::gui}, {"--calc-charge", &I::calc_charge}, {"--calc-bvsum", &I::calc_bvsum},
+        {"--calc-gii", &I::calc_gii}, {"--print-minima", &I::print_minima}, {"--print-saddle", &I::print_saddle},
+        {"--print-path", &I::print_path}, {"--print-perc", &I::print_perc}, {"--print-act", &I::print_act},
+        {"--smooth-cube", &I::smooth_cube}, {"--check-sub", &I::check_sub}, {"--check-subs", &I::check_subs}};
+    for (const auto& sw : switches) {
+        SCOPED_TRACE(sw.first);
+        parse(&in, {sw.first});
+        for (const auto& other : switches) EXPECT_EQ(in.*other.second, other.second == sw.second ? 1 : 0) << other.first;
+        EXPECT_EQ(std::make_tuple(in.cube, in.cif, in.scaling, in.ion), std::make_tuple(0, 0, 0, 0));
+        EXPECT_EQ(in.max, 0.0);
+        EXPECT_EQ(ZEMU_isflag(const_cast<char*>(sw.first)), 1);
+    }
+    for (const char* f : {"--cif", "--cube", "--scale", "--max"}) EXPECT_EQ(ZEMU_isflag(const_cast<char*>(f)), 1) << f;
+    for (const char* w : {"--PATH", "-path", "--check", "--path ", "Li1+", ""})
+        EXPECT_EQ(ZEMU_isflag(const_cast<char*>(w)), 0) << w;
 }
 
 TEST(CommandLine, ValueFlagsTakeTheNextWordWhateverItIs) {
@@ -63,7 +60,6 @@ TEST(CommandLine, ValueFlagsTakeTheNextWordWhateverItIs) {
 
     parse(&in, {"--max", "abc"});
     EXPECT_EQ(in.max, 0.0);
-
     parse(&in, {"--cube", "a.cube", "--cube", "b.cube"});
     EXPECT_STREQ(in.cube_file, "b.cube");
 }
@@ -77,10 +73,7 @@ TEST(CommandLine, IonTypeFollowsCifPathUnlessItIsAFlag) {
     EXPECT_EQ(in.path, 1);
 
     parse(&in, {"--cif", "s.cif", "--path"});
-    EXPECT_EQ(in.cif, 1);
-    EXPECT_EQ(in.ion, 0);
-    EXPECT_EQ(in.path, 1);
-
+    EXPECT_EQ(std::make_tuple(in.cif, in.ion, in.path), std::make_tuple(1, 0, 1));
     parse(&in, {"--cif", "s.cif"});
     EXPECT_EQ(in.ion, 0);
 
@@ -93,8 +86,7 @@ TEST(CommandLine, IonTypeFollowsCifPathUnlessItIsAFlag) {
 
 TEST(CommandLine, UnknownWordsAreSkippedSilently) {
     ZEMU_input in;
-    std::string err = parse(&in, {"--nonsense", "x", "--path", "--Path"});
-    EXPECT_EQ(err, "");
+    EXPECT_EQ(parse(&in, {"--nonsense", "x", "--path", "--Path"}), "");
     EXPECT_EQ(in.path, 1);
 }
 
@@ -107,44 +99,28 @@ TEST(CommandLine, MissingAndOverlongValuesWarnAndStayBounded) {
     EXPECT_EQ(in.scaling, 0);
     EXPECT_EQ(parse(&in, {"--max"}), "Warning: Missing value after --max\n");
 
-    std::string long_expr(150, 'E');
-    EXPECT_EQ(parse(&in, {"--scale", long_expr}), "Warning: Value of --scale truncated\n");
+    EXPECT_EQ(parse(&in, {"--scale", std::string(150, 'E')}), "Warning: Value of --scale truncated\n");
     EXPECT_EQ(in.scaling, 1);
     EXPECT_EQ(std::string(in.scaling_expression), std::string(99, 'E'));
-
-    std::string long_path(1200, 'p');
-    EXPECT_EQ(parse(&in, {"--cube", long_path}), "Warning: Value of --cube truncated\n");
+    EXPECT_EQ(parse(&in, {"--cube", std::string(1200, 'p')}), "Warning: Value of --cube truncated\n");
     EXPECT_EQ(strlen(in.cube_file), 999u);
-
     EXPECT_EQ(parse(&in, {"--cif", "s.cif", "Li1+Li1+Li1+"}), "Warning: Value of --cif truncated\n");
     EXPECT_EQ(in.ion, 1);
     EXPECT_STREQ(in.ion_type, "Li1+Li1+L");
-
     EXPECT_EQ(parse(&in, {"--cif", "s.cif", "Na1+"}), "");
 }
 
-TEST(CommandLine, IsFlagKnowsExactlyTheFlagWords) {
-    const char* flags[] = {"--cif",        "--cube",         "--scale",        "--max",        "--cmd",
-                           "--path",       "--vesta",        "--summary",      "--gui",        "--hk",
-                           "--calc-charge", "--calc-bvsum",  "--calc-gii",     "--print-minima", "--print-saddle",
-                           "--print-path", "--print-perc",   "--print-act",    "--smooth-cube", "--check-sub",
-                           "--check-subs"};
-    for (const char* f : flags) EXPECT_EQ(ZEMU_isflag(const_cast<char*>(f)), 1) << f;
-    for (const char* w : {"--PATH", "-path", "--check", "--path ", "Li1+", ""})
-        EXPECT_EQ(ZEMU_isflag(const_cast<char*>(w)), 0) << w;
-}
-
-TEST(CommandLineRun, NoArgumentsPrintsBannerAndSucceeds) {
+TEST(CommandLineRun, NoArgumentsPrintsTheBannerAndInertFlagsPrintNothing) {
     zemu_test::WorkDir wd;
     zemu_test::RunResult r = wd.run({});
-    EXPECT_EQ(r.out, kBanner);
+    EXPECT_EQ(r.out,
+              " Zemulator (ZEMU) version 3.0\n"
+              " > Please consult ZEMU_readme.txt for more details on available commands.\n"
+              " > Please report bugs or send suggestions to the maintainers through the project's issue tracker.\n");
     EXPECT_EQ(r.err, "");
     EXPECT_EQ(r.status, 0);
-}
 
-TEST(CommandLineRun, OnlyUnknownOrInertFlagsDoNothing) {
-    zemu_test::WorkDir wd;
-    zemu_test::RunResult r = wd.run({"--hk", "--whatever"});
+    r = wd.run({"--hk", "--whatever"});
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(r.err, "");
     EXPECT_EQ(r.status, 0);

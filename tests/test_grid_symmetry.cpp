@@ -6,148 +6,102 @@
 #include <vector>
 
 #include "ZEMU.h"
-#include "grid_symmetry_fixtures.h"
+#include "structure_fixtures.h"
 
-using gridsym_test::TestGrid;
-using gridsym_test::TestStructure;
+using Ops = std::vector<std::string>;
+using Rows = std::vector<int>;
+
+namespace {
+
+// x_x x_y x_z x_a  y_x y_y y_z y_a  z_x z_y z_z z_a
+Rows rows(const ZEMU_fastgen_symop& o) {
+    return {o.x_x, o.x_y, o.x_z, o.x_a, o.y_x, o.y_y, o.y_z, o.y_a, o.z_x, o.z_y, o.z_z, o.z_a};
+}
+const Rows kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0};
+
+// Images as "x y z | ..." or, with reals, "p q r | ...".
+std::string listed(const ZEMU_symcopies& c, bool reals = false) {
+    std::string out;
+    char buf[96];
+    for (int k = 0; k < c.total; k++) {
+        if (reals)
+            snprintf(buf, sizeof buf, "%s%g %g %g (%d %d %d)", k ? " | " : "", c.copy[k].p, c.copy[k].q, c.copy[k].r,
+                     c.copy[k].x, c.copy[k].y, c.copy[k].z);
+        else
+            snprintf(buf, sizeof buf, "%s%d %d %d", k ? " | " : "", c.copy[k].x, c.copy[k].y, c.copy[k].z);
+        out += buf;
+    }
+    return out;
+}
+
+}  // namespace
 
 // ---------------------------------------------------------------------------
 // Operation texts
 // ---------------------------------------------------------------------------
 
-TEST(GridSymopParser, IdentityHasUnitDiagonalOnly) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    ASSERT_EQ(s.cif.fg.total, 1);
-    const ZEMU_fastgen_symop& op = s.cif.fg.op[0];
-    EXPECT_EQ(op.x_x, 1);
-    EXPECT_EQ(op.y_y, 1);
-    EXPECT_EQ(op.z_z, 1);
-    EXPECT_EQ(op.x_y + op.x_z + op.x_a + op.y_x + op.y_z + op.y_a + op.z_x + op.z_y + op.z_a, 0);
-    EXPECT_EQ(s.cif.diff_neigh, 0);
-}
-
-TEST(GridSymopParser, FractionsBecomeGridStepsPerAxis) {
-    TestGrid grid(40, 40, 40);
-    TestStructure s({"x,y,z", "-x+1/2,y,-z+1/4"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    const ZEMU_fastgen_symop& op = s.cif.fg.op[1];
-    EXPECT_EQ(op.x_x, -1);
-    EXPECT_EQ(op.x_a, 20);
-    EXPECT_EQ(op.y_y, 1);
-    EXPECT_EQ(op.y_a, 0);
-    EXPECT_EQ(op.z_z, -1);
-    EXPECT_EQ(op.z_a, 10);
-}
-
-TEST(GridSymopParser, TranslationUsesTheCountOfItsOwnAxis) {
-    TestGrid grid(20, 30, 40);
-    TestStructure s({"x+1/2,y+1/2,z-1/2"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    EXPECT_EQ(s.cif.fg.op[0].x_a, 10);
-    EXPECT_EQ(s.cif.fg.op[0].y_a, 15);
-    EXPECT_EQ(s.cif.fg.op[0].z_a, -20);
-}
-
-TEST(GridSymopParser, OffGridTranslationIsTruncated) {
-    TestGrid grid(50, 50, 50);
-    TestStructure s({"-x+1/3,y,z"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    EXPECT_EQ(s.cif.fg.op[0].x_a, 16);
-}
-
-TEST(GridSymopParser, MixedAxesSetDiffNeigh) {
-    TestGrid grid(12, 12, 12);
-    TestStructure s({"x,y,z", "x-y,x,z+1/2"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    EXPECT_EQ(s.cif.fg.op[1].x_x, 1);
-    EXPECT_EQ(s.cif.fg.op[1].x_y, -1);
-    EXPECT_EQ(s.cif.fg.op[1].y_x, 1);
-    EXPECT_EQ(s.cif.fg.op[1].z_a, 6);
-    EXPECT_EQ(s.cif.diff_neigh, 1);
-}
-
-TEST(GridSymopParser, PermutedAxesAloneKeepDiffNeighZero) {
-    TestGrid grid(12, 12, 12);
-    TestStructure s({"x,y,z", "y,-x,z", "-y,x,-z"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    EXPECT_EQ(s.cif.diff_neigh, 0);
-}
-
-TEST(GridSymopParser, RowCarriesOverFromAShortOperation) {
-    TestGrid grid(10, 10, 10);
-    // "x,y" leaves the row at y; the end of the text moves it to z, where "z" lands.
-    TestStructure s({"x,y", "z", "x,y,z"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    ASSERT_EQ(s.cif.fg.total, 3);
-    EXPECT_EQ(s.cif.fg.op[0].x_x, 1);
-    EXPECT_EQ(s.cif.fg.op[0].y_y, 1);
-    EXPECT_EQ(s.cif.fg.op[1].z_z, 1);
-    EXPECT_EQ(s.cif.fg.op[1].x_z, 0);
-    EXPECT_EQ(s.cif.fg.op[2].x_x, 1);
-    EXPECT_EQ(s.cif.fg.op[2].y_y, 1);
-    EXPECT_EQ(s.cif.fg.op[2].z_z, 1);
-}
-
-TEST(GridSymopParser, PendingMinusCarriesIntoTheNextOperation) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z-", "x,y,z"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    EXPECT_EQ(s.cif.fg.op[0].z_z, 1);
-    EXPECT_EQ(s.cif.fg.op[1].x_x, -1);
-    EXPECT_EQ(s.cif.fg.op[1].y_y, 1);
-}
-
-TEST(GridSymopParser, UpperCaseLettersAndBlanksAreRead) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({" -X , Y+1/2 , -Z "});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    EXPECT_EQ(s.cif.fg.op[0].x_x, -1);
-    EXPECT_EQ(s.cif.fg.op[0].y_y, 1);
-    EXPECT_EQ(s.cif.fg.op[0].y_a, 5);
-    EXPECT_EQ(s.cif.fg.op[0].z_z, -1);
-}
-
-TEST(GridSymopParser, WholeNumberAtTheEndIsAWholeCell) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z+1"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    EXPECT_EQ(s.cif.fg.op[0].z_a, 10);
-    ZEMU_symcopies copies;
-    ZEMU_fastgen_sym_copies(&s.cif, &grid.cube, &copies, 1, 2, 3);
-    ASSERT_EQ(copies.total, 1);
-    EXPECT_EQ(copies.copy[0].z, 3);
+TEST(GridSymopParser, TextsBecomeIntegerRowsInGridSteps) {
+    struct Case {
+        const char* what;
+        std::vector<int> counts;
+        Ops ops;
+        std::vector<Rows> expected;  // every operation in order
+        int diff_neigh;
+    };
+    const Case cases[] = {
+        {"identity", {10, 10, 10}, {"x,y,z"}, {kIdentity}, 0},
+        {"fractions become grid steps", {40, 40, 40}, {"x,y,z", "-x+1/2,y,-z+1/4"},
+         {kIdentity, {-1, 0, 0, 20, 0, 1, 0, 0, 0, 0, -1, 10}}, 0},
+        {"a translation uses the count of its own axis", {20, 30, 40}, {"x+1/2,y+1/2,z-1/2"},
+         {{1, 0, 0, 10, 0, 1, 0, 15, 0, 0, 1, -20}}, 0},
+        {"an off-grid translation is truncated", {50, 50, 50}, {"-x+1/3,y,z"}, {{-1, 0, 0, 16, 0, 1, 0, 0, 0, 0, 1, 0}}, 0},
+        {"mixed axes set diff_neigh", {12, 12, 12}, {"x,y,z", "x-y,x,z+1/2"},
+         {kIdentity, {1, -1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 6}}, 1},
+        {"permuted axes alone keep diff_neigh zero", {12, 12, 12}, {"x,y,z", "y,-x,z", "-y,x,-z"},
+         {kIdentity, {0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0}, {0, -1, 0, 0, 1, 0, 0, 0, 0, 0, -1, 0}}, 0},
+        // "x,y" leaves the row at y; the end of the text moves it to z, where "z" lands.
+        {"the row carries over from a short operation", {10, 10, 10}, {"x,y", "z", "x,y,z"},
+         {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0}, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0}, kIdentity}, 0},
+        {"a pending minus carries into the next operation", {10, 10, 10}, {"x,y,z-", "x,y,z"},
+         {kIdentity, {-1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}}, 0},
+        {"upper-case letters and blanks are read", {10, 10, 10}, {" -X , Y+1/2 , -Z "},
+         {{-1, 0, 0, 0, 0, 1, 0, 5, 0, 0, -1, 0}}, 0},
+        {"a whole number at the end is a whole cell", {10, 10, 10}, {"x,y,z+1"}, {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 10}}, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        fx::Grid grid(c.counts[0], c.counts[1], c.counts[2]);
+        fx::Cif s(c.ops);
+        ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
+        ASSERT_EQ(s.cif.fg.total, (int)c.expected.size());
+        for (size_t n = 0; n < c.expected.size(); n++) EXPECT_EQ(rows(s.cif.fg.op[n]), c.expected[n]) << n;
+        EXPECT_EQ(s.cif.diff_neigh, c.diff_neigh);
+    }
 }
 
 TEST(GridSymopParser, ZeroDenominatorDoesNotDivide) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x+1/0,y,z"});
+    fx::Grid grid(10, 10, 10);
+    fx::Cif s({"x+1/0,y,z"});
     ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
     EXPECT_EQ(s.cif.fg.op[0].x_x, 1);
     EXPECT_EQ(s.cif.fg.op[0].x_a % 10, 0);
 }
 
 TEST(GridSymopParser, MoreThan192OperationsAreClampedWithAWarning) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s(std::vector<std::string>(200, "-x,-y,-z"));
-    testing::internal::CaptureStderr();
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    const std::string err = testing::internal::GetCapturedStderr();
+    fx::Grid grid(10, 10, 10);
+    fx::Cif s(Ops(200, "-x,-y,-z"));
+    const std::string err = fx::stderr_of([&] { ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube); });
     EXPECT_EQ(s.cif.fg.total, ZEMU_MAX_SYMOP);
     EXPECT_EQ(err.rfind("Warning: ", 0), 0u);
     EXPECT_EQ(err.find('\n'), err.size() - 1);
 }
 
 TEST(GridSymopParser, RepeatedPreparationStartsFromAClearWorkArea) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z", "x-y,-y,-z"});
+    fx::Grid grid(10, 10, 10);
+    fx::Cif s({"x,y,z", "x-y,-y,-z"});
     ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
     ASSERT_EQ(s.cif.diff_neigh, 1);
-    ZEMU_free_cif_symop(&s.cif);
-    s.cif.symop_no = 1;
-    ZEMU_alloc_cif_symop(&s.cif);
-    snprintf(s.cif.symop[0], ZEMU_CIF_SYMOP_SIZE, "x,y,z");
+    s.set_ops({"x,y,z"});
     ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
     EXPECT_EQ(s.cif.fg.total, 1);
     EXPECT_EQ(s.cif.fg.op[1].x_x, 0);
@@ -155,7 +109,7 @@ TEST(GridSymopParser, RepeatedPreparationStartsFromAClearWorkArea) {
 }
 
 TEST(GridSymopParser, OperationsReadFromACifFile) {
-    TestGrid grid(20, 20, 20);
+    fx::Grid grid(20, 20, 20);
     ZEMU_cif cif;
     ASSERT_EQ(ZEMU_init_cif(&cif), 0);
     char path[] = ZEMU_TEST_DATA "/gridsym_p21c.cif";
@@ -174,50 +128,34 @@ TEST(GridSymopParser, OperationsReadFromACifFile) {
 // Image generators
 // ---------------------------------------------------------------------------
 
-TEST(GridSymCopies, PointOnInversionCentreHasOneImage) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z", "-x,-y,-z"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    ZEMU_symcopies copies;
-    ZEMU_fastgen_sym_copies(&s.cif, &grid.cube, &copies, 5, 0, 5);
-    EXPECT_EQ(copies.total, 1);
-    ZEMU_fastgen_sym_copies(&s.cif, &grid.cube, &copies, 0, 0, 0);
-    EXPECT_EQ(copies.total, 1);
-}
-
-TEST(GridSymCopies, GeneralPointImagesWrapIntoTheCellInOrder) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z", "-x,-y,-z", "x+1/2,-y+1/2,z"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    ZEMU_symcopies copies;
-    ZEMU_fastgen_sym_copies(&s.cif, &grid.cube, &copies, 1, 2, 3);
-    ASSERT_EQ(copies.total, 3);
-    EXPECT_EQ(copies.copy[0].x, 1);  // the identity yields the point itself first
-    EXPECT_EQ(copies.copy[0].y, 2);
-    EXPECT_EQ(copies.copy[0].z, 3);
-    EXPECT_EQ(copies.copy[1].x, 9);
-    EXPECT_EQ(copies.copy[1].y, 8);
-    EXPECT_EQ(copies.copy[1].z, 7);
-    EXPECT_EQ(copies.copy[2].x, 6);
-    EXPECT_EQ(copies.copy[2].y, 3);
-    EXPECT_EQ(copies.copy[2].z, 3);
-}
-
-TEST(GridSymCopies, NegativeTranslationsWrapBelowZero) {
-    TestGrid grid(8, 8, 8);
-    TestStructure s({"-x-1/2,-y-3/4,z-1/4"});
-    ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
-    ZEMU_symcopies copies;
-    ZEMU_fastgen_sym_copies(&s.cif, &grid.cube, &copies, 7, 1, 0);
-    ASSERT_EQ(copies.total, 1);
-    EXPECT_EQ(copies.copy[0].x, 5);  // -7 - 4 = -11 -> 5
-    EXPECT_EQ(copies.copy[0].y, 1);  // -1 - 6 = -7 -> 1
-    EXPECT_EQ(copies.copy[0].z, 6);  // 0 - 2 -> 6
+TEST(GridSymCopies, ImagesWrapIntoTheCellInOperationOrder) {
+    struct Case {
+        int n;
+        Ops ops;
+        int x, y, z;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {10, {"x,y,z", "-x,-y,-z"}, 5, 0, 5, "5 0 5"},  // on an inversion centre: one image
+        {10, {"x,y,z", "-x,-y,-z"}, 0, 0, 0, "0 0 0"},
+        // The identity yields the point itself first.
+        {10, {"x,y,z", "-x,-y,-z", "x+1/2,-y+1/2,z"}, 1, 2, 3, "1 2 3 | 9 8 7 | 6 3 3"},
+        {8, {"-x-1/2,-y-3/4,z-1/4"}, 7, 1, 0, "5 1 6"},  // -11 -> 5, -7 -> 1, -2 -> 6
+        {10, {"x,y,z+1"}, 1, 2, 3, "1 2 3"},
+    };
+    for (const Case& c : cases) {
+        fx::Grid grid(c.n, c.n, c.n);
+        fx::Cif s(c.ops);
+        ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
+        ZEMU_symcopies copies;
+        ZEMU_fastgen_sym_copies(&s.cif, &grid.cube, &copies, c.x, c.y, c.z);
+        EXPECT_EQ(listed(copies), c.expected) << c.ops.back();
+    }
 }
 
 TEST(GridSymCopies, RealValuedImageJustBelowTheCellEdgeIsCarriedBelowZero) {
-    TestGrid grid(40, 40, 40);
-    TestStructure s({"x,y,z", "-x,y,z"});
+    fx::Grid grid(40, 40, 40);
+    fx::Cif s({"x,y,z", "-x,y,z"});
     ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
     ZEMU_symcopies copies;
     ZEMU_fastgen_sym_copies_dbl(&s.cif, &grid.cube, &copies, 0.4, 39.6, 20.0);
@@ -229,8 +167,8 @@ TEST(GridSymCopies, RealValuedImageJustBelowTheCellEdgeIsCarriedBelowZero) {
 }
 
 TEST(GridSymCopies, EquivalenceTestWrapsTheFirstPoint) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z", "-x,-y,-z"});
+    fx::Grid grid(10, 10, 10);
+    fx::Cif s({"x,y,z", "-x,-y,-z"});
     ZEMU_prepare_fastgen_symop(&s.cif, &grid.cube);
     EXPECT_EQ(ZEMU_is_symmetrically_related(&s.cif, &grid.cube, 9, 8, 7, 1, 2, 3), 1);
     EXPECT_EQ(ZEMU_is_symmetrically_related(&s.cif, &grid.cube, -1, -2, -3, 1, 2, 3), 1);
@@ -242,57 +180,33 @@ TEST(GridSymCopies, EquivalenceTestWrapsTheFirstPoint) {
 // ---------------------------------------------------------------------------
 
 TEST(GridRoundCopies, ExactHalfResolvesTowardTheFirstImage) {
-    EXPECT_EQ(ZEMU_round_copies(2.5, 2), 2);
-    EXPECT_EQ(ZEMU_round_copies(2.5, 3), 3);
-    EXPECT_EQ(ZEMU_round_copies(2.5, 5), 3);
-    EXPECT_EQ(ZEMU_round_copies(-0.5, 0), -1);
-    EXPECT_EQ(ZEMU_round_copies(2.3333, 2), 2);
-    EXPECT_EQ(ZEMU_round_copies(2.6667, 2), 3);
+    const std::pair<double, int> args[] = {{2.5, 2}, {2.5, 3}, {2.5, 5}, {-0.5, 0}, {2.3333, 2}, {2.6667, 2}};
+    const int expected[] = {2, 3, 3, -1, 2, 3};
+    for (int k = 0; k < 6; k++) EXPECT_EQ(ZEMU_round_copies(args[k].first, args[k].second), expected[k]) << k;
 }
 
-TEST(GridCondenseCopies, NeighbouringImagesMergeAtTheirMean) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z"});
-    ZEMU_symcopies copies;
-    copies.total = 3;
-    copies.copy[0].x = 3, copies.copy[0].y = 5, copies.copy[0].z = 5;
-    copies.copy[1].x = 2, copies.copy[1].y = 5, copies.copy[1].z = 5;
-    copies.copy[2].x = 7, copies.copy[2].y = 5, copies.copy[2].z = 5;
-    ZEMU_condense_copies(&s.cif, &grid.cube, &copies, 1);
-    ASSERT_EQ(copies.total, 2);
-    EXPECT_DOUBLE_EQ(copies.copy[0].p, 2.5);
-    EXPECT_EQ(copies.copy[0].x, 3);  // the half goes to the first image's own index
-    EXPECT_DOUBLE_EQ(copies.copy[1].p, 7.0);
-    EXPECT_EQ(copies.copy[1].x, 7);
-    EXPECT_EQ(copies.copy[1].y, 5);
+TEST(GridCondenseCopies, ImagesWithinTheRadiusOfTheFirstMergeAtTheirMean) {
+    struct Case {
+        int n;
+        std::vector<std::vector<int>> images;
+        const char* expected;  // "p q r (x y z)" per image left
+    };
+    const Case cases[] = {
+        // The half goes to the first image's own index.
+        {10, {{3, 5, 5}, {2, 5, 5}, {7, 5, 5}}, "2.5 5 5 (3 5 5) | 7 5 5 (7 5 5)"},
+        // Across the cell boundary: mean -0.5, wrapped; -0.5 is no half toward the first image.
+        {10, {{0, 4, 4}, {9, 4, 4}}, "9.5 4 4 (9 4 4)"},
+        // (7,7,7) is next to (6,6,6), not to (5,5,5).
+        {20, {{5, 5, 5}, {6, 6, 6}, {7, 7, 7}}, "5.5 5.5 5.5 (5 5 5) | 7 7 7 (7 7 7)"},
+    };
+    for (const Case& c : cases) {
+        fx::Grid grid(c.n, c.n, c.n);
+        fx::Cif s;
+        ZEMU_symcopies copies;
+        copies.total = (int)c.images.size();
+        for (int k = 0; k < copies.total; k++)
+            copies.copy[k].x = c.images[k][0], copies.copy[k].y = c.images[k][1], copies.copy[k].z = c.images[k][2];
+        ZEMU_condense_copies(&s.cif, &grid.cube, &copies, 1);
+        EXPECT_EQ(listed(copies, true), c.expected);
+    }
 }
-
-TEST(GridCondenseCopies, ImagesAcrossTheCellBoundaryMerge) {
-    TestGrid grid(10, 10, 10);
-    TestStructure s({"x,y,z"});
-    ZEMU_symcopies copies;
-    copies.total = 2;
-    copies.copy[0].x = 0, copies.copy[0].y = 4, copies.copy[0].z = 4;
-    copies.copy[1].x = 9, copies.copy[1].y = 4, copies.copy[1].z = 4;
-    ZEMU_condense_copies(&s.cif, &grid.cube, &copies, 1);
-    ASSERT_EQ(copies.total, 1);
-    EXPECT_DOUBLE_EQ(copies.copy[0].p, 9.5);  // mean -0.5, wrapped
-    EXPECT_EQ(copies.copy[0].x, 9);           // -0.5 is no half toward the first image
-    EXPECT_DOUBLE_EQ(copies.copy[0].q, 4.0);
-}
-
-TEST(GridCondenseCopies, OnlyImagesWithinTheRadiusOfTheFirstJoin) {
-    TestGrid grid(20, 20, 20);
-    TestStructure s({"x,y,z"});
-    ZEMU_symcopies copies;
-    copies.total = 3;
-    copies.copy[0].x = 5, copies.copy[0].y = 5, copies.copy[0].z = 5;
-    copies.copy[1].x = 6, copies.copy[1].y = 6, copies.copy[1].z = 6;
-    copies.copy[2].x = 7, copies.copy[2].y = 7, copies.copy[2].z = 7;  // next to 6, not to 5
-    ZEMU_condense_copies(&s.cif, &grid.cube, &copies, 1);
-    ASSERT_EQ(copies.total, 2);
-    EXPECT_DOUBLE_EQ(copies.copy[0].p, 5.5);
-    EXPECT_EQ(copies.copy[0].x, 5);
-    EXPECT_EQ(copies.copy[1].x, 7);
-}
-

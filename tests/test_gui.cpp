@@ -5,50 +5,17 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 #include "ZEMU.h"
-#include "e2e_util.h"
+#include "cmd_fixtures.h"
 
-using zemu_test::WorkDir;
+using lib_test::InDir;
+using lib_test::lines_of;
 
 namespace {
-
-// Runs the enclosed code inside a fresh temporary working directory.
-class InWorkDir {
-public:
-    explicit InWorkDir(bool with_bin = false) : dir_(with_bin) {
-        char buf[4096];
-        old_ = getcwd(buf, sizeof buf) ? buf : ".";
-        if (chdir(dir_.path().c_str()) != 0) ADD_FAILURE() << "cannot enter " << dir_.path();
-    }
-    ~InWorkDir() {
-        if (chdir(old_.c_str()) != 0) ADD_FAILURE() << "cannot return to " << old_;
-    }
-    std::vector<std::string> table() const {
-        std::vector<std::string> lines;
-        std::string text = dir_.read("ZEMU_gui.csv"), line;
-        for (char ch : text) {
-            if (ch == '\n') {
-                lines.push_back(line);
-                line.clear();
-            } else {
-                line += ch;
-            }
-        }
-        if (!line.empty()) lines.push_back(line);
-        return lines;
-    }
-    const WorkDir& dir() const { return dir_; }
-
-private:
-    WorkDir dir_;
-    std::string old_;
-};
 
 // A 4x4x4 grid of 1 Angstrom voxels at 2.0 eV with hand-placed minima, saddle
 // points, types and a path library.
@@ -163,57 +130,45 @@ std::vector<std::string> with(std::vector<std::string> head, const std::vector<s
 }  // namespace
 
 TEST(GuiTable, HandMadeRunGivesSixSectionsLineByLine) {
-    InWorkDir wd;
-    HandMadeRun run;
-    run.path(1, 1, 3, 0.0, 0.5, 0.2, 2.5, 1.2, 1, 0, 0);
-    run.path(3, 2, 1, 0.2, 0.8, 0.0, 3.0, 1.5, 1, 1, 0);
-    run.pathlib.oneD = 0.3;
-    run.pathlib.twoD = 0.6;
-    run.pathlib.threeD = 999.0;
-
-    testing::internal::CaptureStdout();
-    ASSERT_EQ(run.write(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "GUI output done.\n");
-
-    std::vector<std::string> expected = with(kPointSections, {
+    InDir wd;
+    {
+        HandMadeRun run;
+        run.path(1, 1, 3, 0.0, 0.5, 0.2, 2.5, 1.2, 1, 0, 0);
+        run.path(3, 2, 1, 0.2, 0.8, 0.0, 3.0, 1.5, 1, 1, 0);
+        run.pathlib.oneD = 0.3;
+        run.pathlib.twoD = 0.6;
+        run.pathlib.threeD = 999.0;
+        testing::internal::CaptureStdout();
+        ASSERT_EQ(run.write(), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "GUI output done.\n");
         // Barriers: the lower climb, 0.5 - 0.2 and 0.8 - 0.2.
-        "Li1/Li2,s1,i1,0.300,2.500,1.200,1,0,0",
-        "i1,s2,Li1/Li2,0.600,3.000,1.500,1,1,0",
-        "END",
-        "1D,0.300 eV",
-        "2D,0.600 eV",
-        "3D,999.000 eV",
-        "END",
-    });
-    EXPECT_EQ(wd.table(), expected);
-    EXPECT_EQ(wd.dir().read("ZEMU_gui.csv").back(), '\n');
-}
-
-TEST(GuiTable, RunWithoutPathsHasAnEmptyPathSection) {
-    InWorkDir wd;
+        EXPECT_EQ(lines_of(wd.dir.read("ZEMU_gui.csv")),
+                  with(kPointSections, {"Li1/Li2,s1,i1,0.300,2.500,1.200,1,0,0",
+                                        "i1,s2,Li1/Li2,0.600,3.000,1.500,1,1,0", "END", "1D,0.300 eV",
+                                        "2D,0.600 eV", "3D,999.000 eV", "END"}));
+        EXPECT_EQ(wd.dir.read("ZEMU_gui.csv").back(), '\n');
+    }
+    // Without paths the path section is empty.
     HandMadeRun run;
     testing::internal::CaptureStdout();
     ASSERT_EQ(run.write(), 0);
     testing::internal::GetCapturedStdout();
-    std::vector<std::string> expected =
-        with(kPointSections, {"END", "1D,999.000 eV", "2D,999.000 eV", "3D,999.000 eV", "END"});
-    EXPECT_EQ(wd.table(), expected);
+    EXPECT_EQ(lines_of(wd.dir.read("ZEMU_gui.csv")),
+              with(kPointSections, {"END", "1D,999.000 eV", "2D,999.000 eV", "3D,999.000 eV", "END"}));
 }
 
 TEST(GuiTable, EnergiesAndBarriersAreInTheScaledMeasure) {
-    InWorkDir wd;
+    InDir wd;
     HandMadeRun run;
     run.cube.scaling = 1;
     char expr[] = "2*E";
     ASSERT_EQ(ZEMU_parse_energy_scaling(&run.cube, expr), 0);
     run.path(1, 1, 3, 0.0, 0.5, 0.2, 2.5, 1.2, 0, 0, 0);
-    // Activation energies are already scaled and are written as they are.
-    run.pathlib.oneD = 0.3;
-
+    run.pathlib.oneD = 0.3;  // activation energies are already scaled and are written as they are
     testing::internal::CaptureStdout();
     ASSERT_EQ(run.write(), 0);
     testing::internal::GetCapturedStdout();
-    std::vector<std::string> t = wd.table();
+    std::vector<std::string> t = lines_of(wd.dir.read("ZEMU_gui.csv"));
     ASSERT_EQ(t.size(), 20u);
     EXPECT_EQ(t[1], ",i1,0.000,1,0.250,0.750,0.375,0.400");
     EXPECT_EQ(t[8], "s2,0,1,0.500,0.000,0.250,1.600");
@@ -221,87 +176,53 @@ TEST(GuiTable, EnergiesAndBarriersAreInTheScaledMeasure) {
     EXPECT_EQ(t[16], "1D,0.300 eV");
 }
 
-TEST(GuiTable, UnwritableFileIsReportedWithoutTheDoneLine) {
-    InWorkDir wd;
-    mkdir("ZEMU_gui.csv", 0755);  // a directory cannot be opened for writing
+TEST(GuiTable, FailuresStopWithoutTheDoneLine) {
+    {
+        InDir wd;
+        mkdir("ZEMU_gui.csv", 0755);  // a directory cannot be opened for writing
+        HandMadeRun run;
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(run.write(), 1);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Unable to write to ZEMU_gui.csv\n");
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    }
+    // Type 3's minimum now lies on the 2.0 eV floor that fills the grid: the
+    // oversized plateau stops the table where it failed.
+    InDir wd;
     HandMadeRun run;
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(run.write(), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Unable to write to ZEMU_gui.csv\n");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-}
-
-TEST(GuiTable, OversizedPlateauStopsTheTableWhereItFailed) {
-    InWorkDir wd;
-    HandMadeRun run;
-    // Type 3's minimum now lies on the 2.0 eV floor that fills the grid.
     run.cube.energy[1][3][1] = run.cube.energy[1][3][2] = 2.0;
     testing::internal::CaptureStdout();
     EXPECT_EQ(run.write(), 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    std::vector<std::string> expected = {"Li1/Li2,0.750,2,0.250,0.250,0.250,0.000", ",i1,"};
-    EXPECT_EQ(wd.table(), expected);
+    EXPECT_EQ(lines_of(wd.dir.read("ZEMU_gui.csv")),
+              (std::vector<std::string>{"Li1/Li2,0.750,2,0.250,0.250,0.250,0.000", ",i1,"}));
 }
 
 // The bundled example through loading and the site analysis, without paths:
 // one row per minimum and saddle point, types in ascending energy.
 TEST(GuiTable, BundledLiFePO4ExampleListsEveryStationaryPoint) {
-    InWorkDir wd(true);
-    ZEMU_cube cube;
-    ZEMU_cif cif;
-    ZEMU_asymmetric_unit asym;
-    ZEMU_pathlib pathlib;
-    ZEMU_init_asymmetric_unit(&asym);
-    ZEMU_init_cube(&cube);
-    ASSERT_EQ(ZEMU_init_cif(&cif), 0);
-    ZEMU_init_fastgen(&cif);
-    ZEMU_init_pathlib(&pathlib);
-    std::string cube_file = zemu_test::source_file("examples/LiFePO4/landscape.cube");
-    std::string cif_file = zemu_test::source_file("examples/LiFePO4/structure.cif");
-
-    cif.ion = 1;
-    snprintf(cif.probe_type, sizeof cif.probe_type, "Li1+");
-    cube.scaling = 1;
-    char identity[] = "E";
-    ASSERT_EQ(ZEMU_parse_energy_scaling(&cube, identity), 0);
-    ASSERT_EQ(ZEMU_load_cube(const_cast<char*>(cube_file.c_str()), &cube), 0);
-    ASSERT_EQ(ZEMU_process_cube(&cube), 0);
-    ASSERT_EQ(ZEMU_load_cif(const_cast<char*>(cif_file.c_str()), &cif), 0);
-    ZEMU_prepare_fastgen_symop(&cif, &cube);
-    ASSERT_EQ(ZEMU_find_asymmetric_unit(&cube, &cif, &asym), 0);
-    ASSERT_EQ(cif.diff_neigh ? ZEMU_find_stationary_points2(&cube, &cif)
-                             : ZEMU_find_stationary_points(&cube, &cif, &asym),
-              0);
-    ZEMU_free_asymmetric_unit(&asym);
-    ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&cube, &cif), 0);
-    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&cube, &cif), 0);
-    ASSERT_EQ(ZEMU_assign_ion_to_sites(&cube, &cif), 0);
-    ZEMU_assign_interstitial_labels(&cube, &cif);
-    ASSERT_GT(cube.total_minima_type, 0);
-    ASSERT_GT(cube.total_saddle_type, 0);
-
+    lib_test::Example ex;
+    ASSERT_NO_FATAL_FAILURE(ex.load("LiFePO4", "Li1+"));
+    ASSERT_GT(ex.cube.total_minima_type, 0);
+    ASSERT_GT(ex.cube.total_saddle_type, 0);
     testing::internal::CaptureStdout();
-    ASSERT_EQ(ZEMU_print_GUI_output(&cube, &cif, &pathlib), 0);
+    ASSERT_EQ(ZEMU_print_GUI_output(&ex.cube, &ex.cif, &ex.lib), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "GUI output done.\n");
-    std::vector<std::string> t = wd.table();
+    std::vector<std::string> t = lines_of(ex.wd.dir.read("ZEMU_gui.csv"));
 
     std::vector<size_t> ends;
     for (size_t i = 0; i < t.size(); ++i)
         if (t[i] == "END") ends.push_back(i);
     ASSERT_EQ(ends.size(), 6u);
-    EXPECT_EQ(ends[0], (size_t)cube.total_minima_type);
-    EXPECT_EQ(ends[1] - ends[0] - 1, (size_t)cube.total_minima);
-    EXPECT_EQ(ends[2] - ends[1] - 1, (size_t)cube.total_saddle_type);
-    EXPECT_EQ(ends[3] - ends[2] - 1, (size_t)cube.total_saddle);
+    EXPECT_EQ(ends[0], (size_t)ex.cube.total_minima_type);
+    EXPECT_EQ(ends[1] - ends[0] - 1, (size_t)ex.cube.total_minima);
+    EXPECT_EQ(ends[2] - ends[1] - 1, (size_t)ex.cube.total_saddle_type);
+    EXPECT_EQ(ends[3] - ends[2] - 1, (size_t)ex.cube.total_saddle);
     EXPECT_EQ(ends[4], ends[3] + 1);  // no paths
     EXPECT_EQ(ends[5], ends[4] + 4);
     // The lowest minimum type carries the Li1 site at full occupancy and energy 0.
     EXPECT_EQ(t[0].rfind("Li1,1.000,", 0), 0u) << t[0];
     EXPECT_EQ(t[0].substr(t[0].size() - 6), ",0.000");
     for (size_t i = ends[2] + 1; i < ends[3]; ++i) EXPECT_EQ(t[i][0], 's') << t[i];
-
-    ZEMU_free_pathlib(&pathlib);
-    ZEMU_free_cube(&cube);
-    ZEMU_free_cif(&cif);
 }

@@ -4,52 +4,53 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <limits>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "ZEMU-hk.h"
+#include "e2e_util.h"
+#include "small_fixtures.h"
+
+using fixture::Grid;
 
 namespace {
 
-// An in-memory grid of na x nb x nc points, every energy from f(i, j, k).
-struct Grid {
-    ZEMU_cube cube;
-    Grid(int na, int nb, int nc, const std::function<double(int, int, int)>& f)
-    {
-        ZEMU_init_cube(&cube);
-        cube.a_grid = na;
-        cube.b_grid = nb;
-        cube.c_grid = nc;
-        EXPECT_EQ(ZEMU_alloc_cube_energy(&cube), 0);
-        for (int i = 0; i < na; i++)
-            for (int j = 0; j < nb; j++)
-                for (int k = 0; k < nc; k++) cube.energy[i][j][k] = f(i, j, k);
-    }
-    ~Grid() { ZEMU_free_cube(&cube); }
-    int flat(int i, int j, int k) const { return (i * cube.b_grid + j) * cube.c_grid + k; }
-};
+const double kHigh = 10.0;
 
 struct Thresholds {
     double e1d, e2d, e3d;
 };
 
-Thresholds percolation(Grid& g)
-{
+Thresholds percolation(Grid& g) {
     Thresholds t = {-1.0, -1.0, -1.0};
     EXPECT_EQ(ZEMU_hk_percolation_energy(&g.cube, &t.e1d, &t.e2d, &t.e3d), 0);
     return t;
 }
 
+// A labelling over a grid of na x nb x nc points, all switched off.
+struct Labelling {
+    Grid g;
+    ZEMU_hk_grid hk;
+    Labelling(int na, int nb, int nc) : g(na, nb, nc, 0.0) {
+        ZEMU_init_hk_grid(&hk);
+        EXPECT_EQ(ZEMU_alloc_hk_grid(&hk, &g.cube), 0);
+    }
+    ~Labelling() { ZEMU_free_hk_grid(&hk); }
+    void on(int i, int j, int k) { EXPECT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, i, j, k), 0) << i << j << k; }
+    int dim(int i, int j, int k) { return ZEMU_hk_cluster_dimension(&hk, g.flat(i, j, k)); }
+    int root(int i, int j, int k, int* d = nullptr) {
+        int o[3];
+        int* out = d ? d : o;
+        return ZEMU_hk_find_grid_parent(&hk, g.flat(i, j, k), &out[0], &out[1], &out[2]);
+    }
+};
+
 // Rank of a few integer vectors by fraction-free elimination.
-int rank_of(std::vector<std::vector<long long>> v)
-{
+int rank_of(std::vector<std::vector<long long>> v) {
     int rank = 0;
     for (int col = 0; col < 3 && rank < static_cast<int>(v.size()); col++) {
         size_t pivot = rank;
@@ -68,40 +69,31 @@ int rank_of(std::vector<std::vector<long long>> v)
 // Highest percolation dimension among the clusters of the points with energy at
 // most e: breadth-first flood with lifted positions, closing bonds give the
 // lattice vectors. Written independently of the union-find.
-int flood_dimension(ZEMU_cube* cube, double e)
-{
-    int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid;
-    int n = na * nb * nc;
+int flood_dimension(ZEMU_cube* cube, double e) {
+    int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid, n = na * nb * nc, best = 0;
+    auto low = [&](int u) { return cube->energy[u / (nb * nc)][(u / nc) % nb][u % nc] <= e; };
     std::vector<int> seen(n, 0);
     std::vector<std::vector<long long>> pos(n, std::vector<long long>(3, 0));
-    int best = 0;
     for (int s = 0; s < n; s++) {
-        int si = s / (nb * nc), sj = (s / nc) % nb, sk = s % nc;
-        if (seen[s] || !(cube->energy[si][sj][sk] <= e)) continue;
+        if (seen[s] || !low(s)) continue;
         std::vector<std::vector<long long>> wraps;
         std::vector<int> queue = {s};
         seen[s] = 1;
         for (size_t h = 0; h < queue.size(); h++) {
-            int u = queue[h];
-            int ui = u / (nb * nc), uj = (u / nc) % nb, uk = u % nc;
-            for (int da = -1; da <= 1; da++)
-                for (int db = -1; db <= 1; db++)
-                    for (int dc = -1; dc <= 1; dc++) {
-                        if (!da && !db && !dc) continue;
-                        int vi = ((ui + da) % na + na) % na, vj = ((uj + db) % nb + nb) % nb,
-                            vk = ((uk + dc) % nc + nc) % nc;
-                        if (!(cube->energy[vi][vj][vk] <= e)) continue;
-                        int v = (vi * nb + vj) * nc + vk;
-                        std::vector<long long> at = {pos[u][0] + da, pos[u][1] + db, pos[u][2] + dc};
-                        if (!seen[v]) {
-                            seen[v] = 1;
-                            pos[v] = at;
-                            queue.push_back(v);
-                        } else if (at != pos[v]) {
-                            wraps.push_back({(at[0] - pos[v][0]) / na, (at[1] - pos[v][1]) / nb,
-                                             (at[2] - pos[v][2]) / nc});
-                        }
-                    }
+            int u = queue[h], ui = u / (nb * nc), uj = (u / nc) % nb, uk = u % nc;
+            for (int d = 0; d < 27; d++) {
+                int da = d / 9 - 1, db = (d / 3) % 3 - 1, dc = d % 3 - 1;
+                int v = ((((ui + da) % na + na) % na) * nb + ((uj + db) % nb + nb) % nb) * nc + ((uk + dc) % nc + nc) % nc;
+                if (d == 13 || !low(v)) continue;
+                std::vector<long long> at = {pos[u][0] + da, pos[u][1] + db, pos[u][2] + dc};
+                if (!seen[v]) {
+                    seen[v] = 1;
+                    pos[v] = at;
+                    queue.push_back(v);
+                } else if (at != pos[v]) {
+                    wraps.push_back({(at[0] - pos[v][0]) / na, (at[1] - pos[v][1]) / nb, (at[2] - pos[v][2]) / nc});
+                }
+            }
         }
         best = std::max(best, rank_of(wraps));
     }
@@ -109,8 +101,7 @@ int flood_dimension(ZEMU_cube* cube, double e)
 }
 
 // Lowest grid energy at which the flood finds a cluster of dimension >= d.
-double flood_threshold(ZEMU_cube* cube, int d)
-{
+double flood_threshold(ZEMU_cube* cube, int d) {
     std::vector<double> levels;
     for (int i = 0; i < cube->a_grid; i++)
         for (int j = 0; j < cube->b_grid; j++)
@@ -122,217 +113,105 @@ double flood_threshold(ZEMU_cube* cube, int d)
 }
 
 // "threshold" of E_<dim>D in the exact-percolation section of a reference file.
-double reference_threshold(const std::string& path, const std::string& dim)
-{
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    std::string s = text.str();
+double reference_threshold(const std::string& s, const std::string& dim) {
     size_t at = s.find("\"percolation_exact_eV\"");
     if (at != std::string::npos) at = s.find("\"E_" + dim + "\"", at);
     if (at != std::string::npos) at = s.find("\"threshold\":", at);
-    if (at == std::string::npos) return std::nan("");
-    return strtod(s.c_str() + at + 12, nullptr);
+    return at == std::string::npos ? std::nan("") : strtod(s.c_str() + at + 12, nullptr);
 }
-
-const double kHigh = 10.0;
 
 }  // namespace
 
 // ---------------------------------------------------------------------------
 // Union-find with lattice offsets
-// ---------------------------------------------------------------------------
 
-TEST(HkLabelling, SwitchedOffPointsHaveNoRootAndNoDimension)
-{
-    Grid g(4, 4, 4, [](int, int, int) { return 0.0; });
-    ZEMU_hk_grid hk;
-    ZEMU_init_hk_grid(&hk);
-    ASSERT_EQ(ZEMU_alloc_hk_grid(&hk, &g.cube), 0);
-    int dx, dy, dz;
-    EXPECT_EQ(ZEMU_hk_find_grid_parent(&hk, g.flat(1, 2, 3), &dx, &dy, &dz), -1);
-    EXPECT_EQ(ZEMU_hk_find_grid_parent(&hk, -1, &dx, &dy, &dz), -1);
-    EXPECT_EQ(ZEMU_hk_find_grid_parent(&hk, 64, &dx, &dy, &dz), -1);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(1, 2, 3)), -1);
-    ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, 1, 2, 3), 0);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(1, 2, 3)), 0);
-    ZEMU_free_hk_grid(&hk);
-    EXPECT_EQ(hk.parent, nullptr);
-    EXPECT_EQ(hk.total, 0);
+TEST(HkLabelling, SwitchedOffPointsHaveNoRootAndNoDimension) {
+    Labelling l(4, 4, 4);
+    int d[3];
+    EXPECT_EQ(l.root(1, 2, 3), -1);
+    EXPECT_EQ(ZEMU_hk_find_grid_parent(&l.hk, -1, &d[0], &d[1], &d[2]), -1);
+    EXPECT_EQ(ZEMU_hk_find_grid_parent(&l.hk, 64, &d[0], &d[1], &d[2]), -1);
+    EXPECT_EQ(l.dim(1, 2, 3), -1);
+    l.on(1, 2, 3);
+    EXPECT_EQ(l.dim(1, 2, 3), 0);
 }
 
-TEST(HkLabelling, MembersKeepTheirLiftedOffsetAcrossTheBoundary)
-{
-    // a row along a from i = 6 over the boundary to i = 1 (6, 7, 0, 1)
-    Grid g(8, 5, 5, [](int, int, int) { return 0.0; });
-    ZEMU_hk_grid hk;
-    ZEMU_init_hk_grid(&hk);
-    ASSERT_EQ(ZEMU_alloc_hk_grid(&hk, &g.cube), 0);
-    for (int i : {6, 7, 0, 1}) ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, i, 2, 2), 0);
+TEST(HkLabelling, MembersKeepTheirLiftedOffsetAcrossTheBoundary) {
+    Labelling l(8, 5, 5);
+    for (int i : {6, 7, 0, 1}) l.on(i, 2, 2);  // a row along a over the boundary
     int a[3], b[3];
-    int ra = ZEMU_hk_find_grid_parent(&hk, g.flat(6, 2, 2), &a[0], &a[1], &a[2]);
-    int rb = ZEMU_hk_find_grid_parent(&hk, g.flat(1, 2, 2), &b[0], &b[1], &b[2]);
+    int ra = l.root(6, 2, 2, a);
     ASSERT_GE(ra, 0);
-    EXPECT_EQ(ra, rb);
+    EXPECT_EQ(l.root(1, 2, 2, b), ra);
     // the lifted point 1 lies three steps beyond 6, not five steps before it
-    EXPECT_EQ(b[0] - a[0], 3);
-    EXPECT_EQ(b[1] - a[1], 0);
-    EXPECT_EQ(b[2] - a[2], 0);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(0, 2, 2)), 0);
-    EXPECT_EQ(hk.inserted, 4);
-    // switching a point on twice changes nothing; indices outside the cell wrap
-    ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, -2, 2, 7), 0);
-    EXPECT_EQ(hk.inserted, 4);
-    ZEMU_free_hk_grid(&hk);
+    EXPECT_EQ(std::make_tuple(b[0] - a[0], b[1] - a[1], b[2] - a[2]), std::make_tuple(3, 0, 0));
+    EXPECT_EQ(l.dim(0, 2, 2), 0);
+    EXPECT_EQ(l.hk.inserted, 4);
+    l.on(-2, 2, 7);  // switching a point on twice changes nothing; indices outside the cell wrap
+    EXPECT_EQ(l.hk.inserted, 4);
 }
 
-TEST(HkLabelling, ChannelPercolatesOnlyWhenItsLastGapCloses)
-{
-    Grid g(6, 6, 6, [](int, int, int) { return 0.0; });
-    ZEMU_hk_grid hk;
-    ZEMU_init_hk_grid(&hk);
-    ASSERT_EQ(ZEMU_alloc_hk_grid(&hk, &g.cube), 0);
-    for (int i = 0; i < 5; i++) ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, i, 3, 3), 0);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(0, 3, 3)), 0);
-    ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, 5, 3, 3), 0);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(0, 3, 3)), 1);
-    // a second, parallel channel joined to the first adds no dimension
-    for (int i = 0; i < 6; i++) ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, i, 0, 0), 0);
-    ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, 2, 1, 1), 0);
-    ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, 2, 2, 2), 0);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(0, 0, 0)), 1);
-    int dx, dy, dz;
-    EXPECT_EQ(ZEMU_hk_find_grid_parent(&hk, g.flat(0, 0, 0), &dx, &dy, &dz),
-              ZEMU_hk_find_grid_parent(&hk, g.flat(4, 3, 3), &dx, &dy, &dz));
-    ZEMU_free_hk_grid(&hk);
-}
-
-TEST(HkLabelling, TwoCrossingDirectionsMergeIntoAPlane)
-{
+TEST(HkLabelling, TwoCrossingDirectionsMergeIntoAPlane) {
     // a wrapping row along a at (j, k) = (0, 0) and one along b at (i, k) = (3, 3),
     // first apart, then bridged by two points: the merged cluster holds both vectors
-    Grid g(6, 6, 6, [](int, int, int) { return 0.0; });
-    ZEMU_hk_grid hk;
-    ZEMU_init_hk_grid(&hk);
-    ASSERT_EQ(ZEMU_alloc_hk_grid(&hk, &g.cube), 0);
-    for (int n = 0; n < 6; n++) {
-        ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, n, 0, 0), 0);
-        ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, 3, n, 3), 0);
+    Labelling l(6, 6, 6);
+    for (int n = 0; n < 6; n++) l.on(n, 0, 0), l.on(3, n, 3);
+    EXPECT_EQ(l.dim(0, 0, 0), 1);
+    EXPECT_EQ(l.dim(3, 1, 3), 1);
+    EXPECT_NE(l.root(0, 0, 0), l.root(3, 1, 3));
+    l.on(3, 0, 1);
+    l.on(3, 0, 2);
+    EXPECT_EQ(l.dim(0, 0, 0), 2);
+    EXPECT_EQ(l.dim(3, 4, 3), 2);
+}
+
+TEST(HkLabelling, WrapVectorsAreKeptOnlyWhenIndependent) {
+    Labelling l(2, 2, 2);
+    l.on(0, 0, 0);
+    int root = l.g.flat(0, 0, 0);
+    EXPECT_EQ(l.dim(0, 0, 0), 0);  // a lone point of a 2 x 2 x 2 grid has no neighbour switched on yet
+    // (vector, dimension after adding it): parallel, zero and in-plane vectors add nothing
+    const int steps[][4] = {{1, 1, 0, 1}, {-3, -3, 0, 1}, {0, 0, 0, 1}, {1, -1, 0, 2}, {2, 0, 0, 2}, {1, 1, 1, 3}};
+    for (const auto& s : steps) {
+        ASSERT_EQ(ZEMU_hk_add_wrap_vector(&l.hk, root, s[0], s[1], s[2]), 0);
+        EXPECT_EQ(l.dim(0, 0, 0), s[3]) << s[0] << " " << s[1] << " " << s[2];
     }
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(0, 0, 0)), 1);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(3, 1, 3)), 1);
-    int dx, dy, dz;
-    EXPECT_NE(ZEMU_hk_find_grid_parent(&hk, g.flat(0, 0, 0), &dx, &dy, &dz),
-              ZEMU_hk_find_grid_parent(&hk, g.flat(3, 1, 3), &dx, &dy, &dz));
-    ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, 3, 0, 1), 0);
-    ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, 3, 0, 2), 0);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(0, 0, 0)), 2);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, g.flat(3, 4, 3)), 2);
-    ZEMU_free_hk_grid(&hk);
-}
-
-TEST(HkLabelling, WrapVectorsAreKeptOnlyWhenIndependent)
-{
-    Grid g(2, 2, 2, [](int, int, int) { return 0.0; });
-    ZEMU_hk_grid hk;
-    ZEMU_init_hk_grid(&hk);
-    ASSERT_EQ(ZEMU_alloc_hk_grid(&hk, &g.cube), 0);
-    ASSERT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, 0, 0, 0), 0);
-    int root = g.flat(0, 0, 0);
-    // a lone point of a 2 x 2 x 2 grid has no neighbour switched on yet
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, root), 0);
-    ASSERT_EQ(ZEMU_hk_add_wrap_vector(&hk, root, 1, 1, 0), 0);
-    ASSERT_EQ(ZEMU_hk_add_wrap_vector(&hk, root, -3, -3, 0), 0);
-    ASSERT_EQ(ZEMU_hk_add_wrap_vector(&hk, root, 0, 0, 0), 0);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, root), 1);
-    ASSERT_EQ(ZEMU_hk_add_wrap_vector(&hk, root, 1, -1, 0), 0);
-    ASSERT_EQ(ZEMU_hk_add_wrap_vector(&hk, root, 2, 0, 0), 0);  // in the plane of the first two
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, root), 2);
-    ASSERT_EQ(ZEMU_hk_add_wrap_vector(&hk, root, 1, 1, 1), 0);
-    EXPECT_EQ(ZEMU_hk_cluster_dimension(&hk, root), 3);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_hk_add_wrap_vector(&hk, g.flat(1, 1, 1), 1, 0, 0), 1);  // switched off
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_hk_add_wrap_vector()\n");
-    ZEMU_free_hk_grid(&hk);
+    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_hk_add_wrap_vector(&l.hk, l.g.flat(1, 1, 1), 1, 0, 0), 1); }),
+              "Error: Invalid input to ZEMU_hk_add_wrap_vector()\n");  // switched off
 }
 
 // ---------------------------------------------------------------------------
-// Percolation thresholds of hand-made grids
-// ---------------------------------------------------------------------------
+// Percolation thresholds of whole grids
 
-TEST(HkPercolation, StraightChannelPercolatesInOneDimensionAtItsHighestPoint)
-{
-    Grid g(6, 6, 6, [](int i, int j, int k) { return (j == 2 && k == 3) ? 0.1 * (i + 1) : kHigh; });
-    Thresholds t = percolation(g);
-    EXPECT_DOUBLE_EQ(t.e1d, 0.6);
-    EXPECT_DOUBLE_EQ(t.e2d, kHigh);
-    EXPECT_DOUBLE_EQ(t.e3d, kHigh);
+TEST(HkPercolation, HandMadeGridsPercolateAtTheirHighestNeededPoint) {
+    struct Case { const char* what; int na, nb, nc; std::function<double(int, int, int)> f; double e1d, e2d, e3d; }
+    cases[] = {
+        {"straight channel: 1D at its highest point", 6, 6, 6,
+         [](int i, int j, int k) { return (j == 2 && k == 3) ? 0.1 * (i + 1) : kHigh; }, 0.6, kHigh, kHigh},
+        {"channel with one high gap waits for the gap", 6, 6, 6,
+         [](int i, int j, int k) { return (j != 2 || k != 3) ? kHigh : i == 4 ? 5.0 : 0.2; }, 5.0, kHigh, kHigh},
+        {"diagonal channel connects through cube corners", 5, 5, 5,
+         [](int i, int j, int k) { return (i == j && j == k) ? 0.3 : kHigh; }, 0.3, kHigh, kHigh},
+        {"low plane k = 1, its row j = 4 lower still", 5, 6, 4,
+         [](int, int j, int k) { return k != 1 ? kHigh : j == 4 ? 0.2 : 0.5; }, 0.2, 0.5, kHigh},
+        {"uniform grid: all dimensions at once", 4, 5, 6, [](int, int, int) { return 1.25; }, 1.25, 1.25, 1.25},
+        {"single point wraps on itself", 1, 1, 1, [](int, int, int) { return 0.7; }, 0.7, 0.7, 0.7},
+        {"energies read on the grid's own scale (unprocessed, negative)", 6, 6, 6,
+         [](int, int j, int k) { return (j == 2 && k == 3) ? -2.0 : -1.0; }, -2.0, -1.0, -1.0},
+    };
+    for (const Case& cs : cases) {
+        SCOPED_TRACE(cs.what);
+        Grid g(cs.na, cs.nb, cs.nc, cs.f);
+        Thresholds t = percolation(g);
+        EXPECT_DOUBLE_EQ(t.e1d, cs.e1d);
+        EXPECT_DOUBLE_EQ(t.e2d, cs.e2d);
+        EXPECT_DOUBLE_EQ(t.e3d, cs.e3d);
+    }
 }
 
-TEST(HkPercolation, ChannelWithOneHighGapWaitsForTheGap)
-{
-    Grid g(6, 6, 6, [](int i, int j, int k) {
-        if (j != 2 || k != 3) return kHigh;
-        return i == 4 ? 5.0 : 0.2;
-    });
-    Thresholds t = percolation(g);
-    EXPECT_DOUBLE_EQ(t.e1d, 5.0);
-    EXPECT_DOUBLE_EQ(t.e3d, kHigh);
-}
-
-TEST(HkPercolation, DiagonalChannelConnectsThroughCornerNeighbours)
-{
-    // points (n, n, n): neighbours only across cube corners
-    Grid g(5, 5, 5, [](int i, int j, int k) { return (i == j && j == k) ? 0.3 : kHigh; });
-    Thresholds t = percolation(g);
-    EXPECT_DOUBLE_EQ(t.e1d, 0.3);
-    EXPECT_DOUBLE_EQ(t.e2d, kHigh);
-}
-
-TEST(HkPercolation, LowPlanePercolatesInTwoDimensions)
-{
-    // plane k = 1; its row j = 4 lies lower and wraps first
-    Grid g(5, 6, 4, [](int, int j, int k) {
-        if (k != 1) return kHigh;
-        return j == 4 ? 0.2 : 0.5;
-    });
-    Thresholds t = percolation(g);
-    EXPECT_DOUBLE_EQ(t.e1d, 0.2);
-    EXPECT_DOUBLE_EQ(t.e2d, 0.5);
-    EXPECT_DOUBLE_EQ(t.e3d, kHigh);
-}
-
-TEST(HkPercolation, UniformGridPercolatesInAllDimensionsAtOnce)
-{
-    Grid g(4, 5, 6, [](int, int, int) { return 1.25; });
-    Thresholds t = percolation(g);
-    EXPECT_DOUBLE_EQ(t.e1d, 1.25);
-    EXPECT_DOUBLE_EQ(t.e2d, 1.25);
-    EXPECT_DOUBLE_EQ(t.e3d, 1.25);
-}
-
-TEST(HkPercolation, SinglePointGridWrapsOnItselfInThreeDimensions)
-{
-    Grid g(1, 1, 1, [](int, int, int) { return 0.7; });
-    Thresholds t = percolation(g);
-    EXPECT_DOUBLE_EQ(t.e1d, 0.7);
-    EXPECT_DOUBLE_EQ(t.e3d, 0.7);
-}
-
-TEST(HkPercolation, EnergiesAreReadOnTheGridsOwnScale)
-{
-    // an unprocessed grid (negative energies) reports them as they are held
-    Grid g(6, 6, 6, [](int i, int j, int k) { return (j == 2 && k == 3) ? -2.0 : -1.0; });
-    Thresholds t = percolation(g);
-    EXPECT_DOUBLE_EQ(t.e1d, -2.0);
-    EXPECT_DOUBLE_EQ(t.e3d, -1.0);
-}
-
-TEST(HkPercolation, NotANumberSortsLastAndCrashesNothing)
-{
+TEST(HkPercolation, NotANumberSortsLastAndCrashesNothing) {
     Grid g(4, 4, 4, [](int i, int j, int k) {
-        if (i == 1 && j == 1) return std::numeric_limits<double>::quiet_NaN();
-        return 0.01 * (i + j + k);
+        return (i == 1 && j == 1) ? std::numeric_limits<double>::quiet_NaN() : 0.01 * (i + j + k);
     });
     Thresholds t = percolation(g);
     EXPECT_FALSE(std::isnan(t.e1d));
@@ -340,10 +219,10 @@ TEST(HkPercolation, NotANumberSortsLastAndCrashesNothing)
     EXPECT_LE(t.e2d, t.e3d);
 }
 
-TEST(HkPercolation, MatchesAnIndependentFloodOnRandomGrids)
-{
+TEST(HkPercolation, MatchesAnIndependentFloodOnRandomGrids) {
     // sizes down to 1 and 2 points per axis; few energy levels give many ties
-    const int sizes[][3] = {{1, 3, 4}, {2, 2, 5}, {3, 4, 5}, {4, 4, 4}, {5, 3, 2}, {6, 5, 4}, {2, 7, 3}, {8, 8, 8}, {12, 5, 7}};
+    const int sizes[][3] = {{1, 3, 4}, {2, 2, 5}, {3, 4, 5}, {4, 4, 4}, {5, 3, 2},
+                            {6, 5, 4}, {2, 7, 3}, {8, 8, 8}, {12, 5, 7}};
     std::mt19937 rng(20240611);
     for (int levels : {4, 1000}) {
         for (const auto& s : sizes) {
@@ -358,44 +237,37 @@ TEST(HkPercolation, MatchesAnIndependentFloodOnRandomGrids)
     }
 }
 
-TEST(HkPercolation, RejectsMissingGridAndMissingResults)
-{
+TEST(HkPercolation, RejectsMissingGridAndMissingResults) {
     ZEMU_cube empty;
     ZEMU_init_cube(&empty);
     double e1, e2, e3;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_hk_percolation_energy(&empty, &e1, &e2, &e3), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_alloc_hk_grid()\n");
-    Grid g(2, 2, 2, [](int, int, int) { return 0.0; });
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_hk_percolation_energy(&g.cube, &e1, nullptr, &e3), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_hk_percolation_energy()\n");
+    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_hk_percolation_energy(&empty, &e1, &e2, &e3), 1); }),
+              "Error: Invalid input to ZEMU_alloc_hk_grid()\n");
+    Grid g(2, 2, 2, 0.0);
+    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_hk_percolation_energy(&g.cube, &e1, nullptr, &e3), 1); }),
+              "Error: Invalid input to ZEMU_hk_percolation_energy()\n");
 }
 
 // ---------------------------------------------------------------------------
-// Bundled examples against their independently computed thresholds
-// ---------------------------------------------------------------------------
+// Bundled examples against their independently computed thresholds (six decimals)
 
-// The references hold six decimals; the labelling reproduces them to 1e-6.
 class HkExample : public testing::TestWithParam<const char*> {};
 
-TEST_P(HkExample, ThresholdsMatchTheExactReference)
-{
-    std::string dir = std::string(ZEMU_SOURCE_DIR) + "/examples/" + GetParam();
-    std::string cube_file = dir + "/landscape.cube";
+TEST_P(HkExample, ThresholdsMatchTheExactReference) {
+    std::string dir = std::string(ZEMU_SOURCE_DIR) + "/examples/" + GetParam(), cube_file = dir + "/landscape.cube";
     ZEMU_cube cube;
     ZEMU_init_cube(&cube);
     ASSERT_EQ(ZEMU_load_cube(&cube_file[0], &cube), 0);
     ZEMU_process_cube(&cube);
-    double e1, e2, e3;
-    ASSERT_EQ(ZEMU_hk_percolation_energy(&cube, &e1, &e2, &e3), 0);
+    double e[3];
+    ASSERT_EQ(ZEMU_hk_percolation_energy(&cube, &e[0], &e[1], &e[2]), 0);
     ZEMU_free_cube(&cube);
-    std::string ref = dir + "/reference.json";
-    double r1 = reference_threshold(ref, "1D"), r2 = reference_threshold(ref, "2D"), r3 = reference_threshold(ref, "3D");
-    ASSERT_FALSE(std::isnan(r1) || std::isnan(r2) || std::isnan(r3));
-    EXPECT_NEAR(e1, r1, 1e-6);
-    EXPECT_NEAR(e2, r2, 1e-6);
-    EXPECT_NEAR(e3, r3, 1e-6);
+    const std::string ref = zemu_test::slurp(dir + "/reference.json");
+    for (int d = 0; d < 3; d++) {
+        double r = reference_threshold(ref, std::to_string(d + 1) + "D");
+        ASSERT_FALSE(std::isnan(r));
+        EXPECT_NEAR(e[d], r, 1e-6) << d + 1 << "D";
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Bundled, HkExample, testing::Values("LiFePO4", "Na2UO4"));

@@ -1,22 +1,40 @@
+// Percolation analysis: lattice vectors between images, dimensions, clusters of
+// hand-made path libraries, the threshold scan and the activation energies.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "cmd_fixtures.h"
 
 namespace {
 
 typedef ZEMU_path_triple_index V;
 
-bool same(const V& p, const V& q) { return p.x == q.x && p.y == q.y && p.z == q.z; }
+// The first n vectors as "[x,y,z] [x,y,z] ...".
+std::string vecs(const V* v, int n) {
+    std::string text;
+    char one[64];
+    for (int i = 0; i < n; i++) {
+        snprintf(one, sizeof one, "%s[%d,%d,%d]", i ? " " : "", v[i].x, v[i].y, v[i].z);
+        text += one;
+    }
+    return text;
+}
+
+// A hop of a minimum to its own image in cell (dx, dy, dz) over a saddle type.
+struct Hop {
+    int type;
+    double saddle_energy;
+    int dx, dy, dz;
+};
 
 // A small hand-made landscape: a cubic cell of n steps per axis (1 Angstrom per
-// step), minima and saddle points placed by hand, and a path library whose
-// allpaths join chosen minima images.
+// step), minima placed by hand, and a path library whose allpaths join chosen
+// minima images.
 struct Network {
     ZEMU_cube cube;
     ZEMU_pathlib lib;
@@ -64,6 +82,23 @@ struct Network {
             static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (lib.total_allpath + 1)));
         lib.allpath[lib.total_allpath++] = ap;
     }
+
+    // One minimum of type 1 at (x, y, z) with hops to its own images; each saddle
+    // type gets one path, at the energy of its first hop.
+    int loops(V at, double e, const std::vector<Hop>& hops) {
+        int m = minimum(at.x, at.y, at.z, 1, e);
+        std::vector<int> pathed;
+        for (const Hop& h : hops) {
+            bool known = false;
+            for (int t : pathed) known = known || t == h.type;
+            if (!known) {
+                path(m, m, h.type, h.saddle_energy);
+                pathed.push_back(h.type);
+            }
+            hop(m, m, h.type, h.saddle_energy, h.dx, h.dy, h.dz);
+        }
+        return m;
+    }
 };
 
 // Owns the clusters of one analysis.
@@ -73,17 +108,15 @@ struct Clusters {
     ZEMU_cluster& operator[](int c) { return list.clust[c]; }
 };
 
-std::vector<int> cluster_paths(const ZEMU_cluster& c) { return std::vector<int>(c.path, c.path + c.total_path); }
+typedef std::vector<int> Ints;
+
+Ints cluster_paths(const ZEMU_cluster& c) { return Ints(c.path, c.path + c.total_path); }
+// Dimension, ribbon flag, multiplicity and ID of a cluster.
+Ints shape(const ZEMU_cluster& c) { return {c.dimension, c.ribbon, c.mul, c.ID}; }
 
 std::string scan_text(Network& net, double threshold) {
-    FILE* f = tmpfile();
-    EXPECT_EQ(0, ZEMU_analyze_network_at_saddles(&net.cube, &net.lib, f, threshold));
-    std::string out;
-    rewind(f);
-    int ch;
-    while ((ch = fgetc(f)) != EOF) out += static_cast<char>(ch);
-    fclose(f);
-    return out;
+    return lib_test::written(
+        [&](FILE* f) { EXPECT_EQ(0, ZEMU_analyze_network_at_saddles(&net.cube, &net.lib, f, threshold)); });
 }
 
 int count_of(const std::string& text, const std::string& word) {
@@ -92,84 +125,67 @@ int count_of(const std::string& text, const std::string& word) {
     return n;
 }
 
+const std::string kScanHeader =
+    "---------------------------------------------------------------------\r\n"
+    "  Summary of pathway characteristics at different energy thresholds  \r\n"
+    "---------------------------------------------------------------------\r\n\r\n";
+
 // ---------------------------------------------------------------------------
 
-TEST(LatticeVectors, OnlyWholeCellDifferencesOfOneGridPointEachUpToSign) {
+TEST(LatticeVectors, WholeCellDifferencesOfOneGridPointEachAreNewUpToSign) {
     Network net;
     std::vector<V> sites = {{0, 0, 0}, {10, 0, 0}, {5, 0, 0}, {20, 0, 0}, {3, 4, 5}, {3, -6, 5}};
     int n = 0;
     V* vec = nullptr;
     ASSERT_EQ(0, ZEMU_generate_path_vectors(&net.cube, static_cast<int>(sites.size()), sites.data(), &n, &vec));
     // Pairs in order: (0,1) -> (-10,0,0); (0,3) -> (-20,0,0); (1,3) repeats (-10,0,0); (4,5) -> (0,10,0).
-    ASSERT_EQ(3, n);
-    EXPECT_TRUE(same(vec[0], V{-10, 0, 0}));
-    EXPECT_TRUE(same(vec[1], V{-20, 0, 0}));
-    EXPECT_TRUE(same(vec[2], V{0, 10, 0}));
+    EXPECT_EQ(vecs(vec, n), "[-10,0,0] [-20,0,0] [0,10,0]");
     free(vec);
-}
 
-TEST(LatticeVectors, VectorsAlreadyInTheListOrTheirNegativesAreNotRepeated) {
-    Network net;
-    std::vector<V> sites = {{0, 0, 0}, {10, 0, 0}, {0, 0, 10}};
-    int n = 1;
-    V* vec = static_cast<V*>(malloc(sizeof(V)));
+    // A vector already in the list, or its negative, is not repeated.
+    sites = {{0, 0, 0}, {10, 0, 0}, {0, 0, 10}};
+    n = 1;
+    vec = static_cast<V*>(malloc(sizeof(V)));
     vec[0] = V{10, 0, 0};
     ASSERT_EQ(0, ZEMU_generate_path_vectors(&net.cube, 3, sites.data(), &n, &vec));
-    ASSERT_EQ(3, n);  // (-10,0,0) is the negative of the first; (0,0,-10) and (10,0,-10) are new
-    EXPECT_TRUE(same(vec[1], V{0, 0, -10}));
-    EXPECT_TRUE(same(vec[2], V{10, 0, -10}));
+    EXPECT_EQ(vecs(vec, n), "[10,0,0] [0,0,-10] [10,0,-10]");
     free(vec);
-}
-
-TEST(Dimension, ParallelVectorsOfDifferentLengthStayOneDimensionalWithTheLastVector) {
-    Network net;
-    V vec[3] = {{10, 0, 0}, {0, 0, 0}, {-20, 0, 0}};
-    int dim = -1;
-    V span[3];
-    ZEMU_generate_path_dimension(&net.cube, 3, vec, &dim, span);
-    EXPECT_EQ(1, dim);
-    EXPECT_TRUE(same(span[0], V{-20, 0, 0}));
-    EXPECT_TRUE(same(span[1], V{0, 0, 0}));
-
-    ZEMU_generate_path_dimension(&net.cube, 1, &vec[1], &dim, span);
-    EXPECT_EQ(0, dim);
 }
 
 TEST(Dimension, FirstNonParallelPairAndFirstNonCoplanarTripleInListOrder) {
     Network net;
-    V plane[4] = {{10, 0, 0}, {20, 0, 0}, {0, 10, 0}, {10, 10, 0}};
-    int dim = 0;
+    int dim = -1;
     V span[3];
+    // Parallel vectors of different length stay one-dimensional with the last vector.
+    V line[3] = {{10, 0, 0}, {0, 0, 0}, {-20, 0, 0}};
+    ZEMU_generate_path_dimension(&net.cube, 3, line, &dim, span);
+    EXPECT_EQ(1, dim);
+    EXPECT_EQ(vecs(span, 2), "[-20,0,0] [0,0,0]");
+    ZEMU_generate_path_dimension(&net.cube, 1, &line[1], &dim, span);
+    EXPECT_EQ(0, dim);
+
+    V plane[4] = {{10, 0, 0}, {20, 0, 0}, {0, 10, 0}, {10, 10, 0}};
     ZEMU_generate_path_dimension(&net.cube, 4, plane, &dim, span);
     EXPECT_EQ(2, dim);
-    EXPECT_TRUE(same(span[0], plane[0]));
-    EXPECT_TRUE(same(span[1], plane[2]));
-    EXPECT_TRUE(same(span[2], V{0, 0, 0}));
+    EXPECT_EQ(vecs(span, 3), "[10,0,0] [0,10,0] [0,0,0]");
 
     V space[5] = {{10, 0, 0}, {0, 10, 0}, {10, 10, 0}, {0, 0, -20}, {0, 0, 10}};
     ZEMU_generate_path_dimension(&net.cube, 5, space, &dim, span);
     EXPECT_EQ(3, dim);
-    EXPECT_TRUE(same(span[0], space[0]));
-    EXPECT_TRUE(same(span[1], space[1]));
-    EXPECT_TRUE(same(span[2], space[3]));
+    EXPECT_EQ(vecs(span, 3), "[10,0,0] [0,10,0] [0,0,-20]");
 }
 
 TEST(NetworkClusters, ChainAlongAIsOneDimensionalAndItsSingleSiteIsABottleneck) {
     Network net;
-    int m = net.minimum(2, 3, 4, 1, 0.1);
-    net.path(m, m, 1, 0.6);
-    net.hop(m, m, 1, 0.6, 1, 0, 0);
+    net.loops({2, 3, 4}, 0.1, {{1, 0.6, 1, 0, 0}});
     Clusters c;
     ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
     ASSERT_EQ(1, c.list.total);
-    EXPECT_EQ(1, c[0].dimension);
-    EXPECT_TRUE(same(c[0].vector[0], V{10, 0, 0}));
-    EXPECT_EQ(0, c[0].ribbon);
-    EXPECT_EQ(1, c[0].mul);
+    EXPECT_EQ(shape(c[0]), (Ints{1, 0, 1, 0}));
+    EXPECT_EQ(vecs(c[0].vector, 1), "[10,0,0]");
     EXPECT_DOUBLE_EQ(0.1, c[0].minimum);
     EXPECT_DOUBLE_EQ(0.6, c[0].maximum);
-    EXPECT_EQ(0, c[0].ID);
-    EXPECT_EQ(std::vector<int>({0}), cluster_paths(c[0]));
+    EXPECT_EQ(Ints({0}), cluster_paths(c[0]));
 }
 
 TEST(NetworkClusters, CrossLinkedParallelChainsFormARibbonAndAnOpenChainDoesNot) {
@@ -185,12 +201,9 @@ TEST(NetworkClusters, CrossLinkedParallelChainsFormARibbonAndAnOpenChainDoesNot)
     Clusters linked;
     ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &linked.list));
     ASSERT_EQ(1, linked.list.total);
-    EXPECT_EQ(1, linked[0].dimension);
-    EXPECT_EQ(1, linked[0].ribbon);
-    EXPECT_TRUE(same(linked[0].vector[0], V{10, 0, 0}));
-    EXPECT_TRUE(same(linked[0].vector[1], V{0, 0, 0}));
-    EXPECT_EQ(std::vector<int>({0, 2, 1}), cluster_paths(linked[0]));  // order of discovery
-    EXPECT_EQ(2, linked[0].ID);
+    EXPECT_EQ(shape(linked[0]), (Ints{1, 1, 1, 2}));
+    EXPECT_EQ(vecs(linked[0].vector, 2), "[10,0,0] [0,0,0]");
+    EXPECT_EQ(Ints({0, 2, 1}), cluster_paths(linked[0]));  // order of discovery
 
     // Below the link, each chain is its own cluster with a bottleneck site.
     Clusters apart;
@@ -203,17 +216,13 @@ TEST(NetworkClusters, CrossLinkedParallelChainsFormARibbonAndAnOpenChainDoesNot)
 
 TEST(NetworkClusters, HopsOfOneMinimumAlongAAndBSpanAPlane) {
     Network net;
-    int m = net.minimum(1, 1, 1, 1);
-    net.path(m, m, 1, 0.3);
-    net.hop(m, m, 1, 0.3, 1, 0, 0);
-    net.hop(m, m, 1, 0.3, 0, 1, 0);
+    net.loops({1, 1, 1}, 0.0, {{1, 0.3, 1, 0, 0}, {1, 0.3, 0, 1, 0}});
     Clusters c;
     ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
     ASSERT_EQ(1, c.list.total);
     EXPECT_EQ(2, c[0].dimension);
     // Sites p, p+a and (the second hop placed with its end on p) p-b.
-    EXPECT_TRUE(same(c[0].vector[0], V{10, 0, 0}));
-    EXPECT_TRUE(same(c[0].vector[1], V{0, 10, 0}));
+    EXPECT_EQ(vecs(c[0].vector, 2), "[10,0,0] [0,10,0]");
     EXPECT_EQ(0, c[0].ribbon);
 }
 
@@ -233,9 +242,8 @@ TEST(NetworkClusters, EquivalentClustersMergeAndCollectNonParallelVectors) {
     ASSERT_EQ(1, c.list.total);
     EXPECT_EQ(4, c[0].mul);
     EXPECT_EQ(1, c[0].dimension);
-    EXPECT_TRUE(same(c[0].vector[0], V{10, 0, 0}));
-    EXPECT_TRUE(same(c[0].vector[1], V{0, 10, 0}));  // oriented before merging
-    EXPECT_TRUE(same(c[0].vector[2], V{0, 0, 10}));  // the parallel fourth chain changes nothing
+    // Oriented before merging; the parallel fourth chain changes nothing.
+    EXPECT_EQ(vecs(c[0].vector, 3), "[10,0,0] [0,10,0] [0,0,10]");
 }
 
 TEST(NetworkClusters, MovedClustersKeepTheRibbonOfTheirNewPosition) {
@@ -257,22 +265,17 @@ TEST(NetworkClusters, MovedClustersKeepTheRibbonOfTheirNewPosition) {
     ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &list.list));
     ASSERT_EQ(2, list.list.total);
     EXPECT_EQ(2, list[0].mul);
-    EXPECT_TRUE(same(list[0].vector[1], V{0, 10, 0}));
+    EXPECT_EQ(vecs(&list[0].vector[1], 1), "[0,10,0]");
     // The cross-linked pair of chains moved down onto the absorbed chain's place
     // and carries that place's ribbon 0 (its own test gave 1).
-    EXPECT_EQ(std::vector<int>({1, 3, 2}), cluster_paths(list[1]));
-    EXPECT_EQ(1, list[1].mul);
-    EXPECT_EQ(1, list[1].dimension);
-    EXPECT_EQ(0, list[1].ribbon);
-    EXPECT_EQ(3, list[1].ID);
+    EXPECT_EQ(Ints({1, 3, 2}), cluster_paths(list[1]));
+    EXPECT_EQ(shape(list[1]), (Ints{1, 0, 1, 3}));
     EXPECT_DOUBLE_EQ(0.4, list[1].maximum);
 }
 
 TEST(NetworkClusters, UnknownMinimumIndexIsRefused) {
     Network net;
-    int m = net.minimum(0, 0, 0, 1);
-    net.path(m, m, 1, 0.3);
-    net.hop(m, m, 1, 0.3, 1, 0, 0);
+    net.loops({0, 0, 0}, 0.0, {{1, 0.3, 1, 0, 0}});
     net.lib.allpath[0].end = 7;
     Clusters c;
     testing::internal::CaptureStderr();
@@ -282,12 +285,7 @@ TEST(NetworkClusters, UnknownMinimumIndexIsRefused) {
 
 TEST(NetworkAtEnergy, OnlyLeadingAllpathsWithinToleranceTakePart) {
     Network net;
-    int m = net.minimum(0, 0, 0, 1);
-    net.path(m, m, 1, 0.3);
-    net.path(m, m, 2, 0.5);
-    net.hop(m, m, 1, 0.3, 1, 0, 0);
-    net.hop(m, m, 2, 0.5, 0, 1, 0);
-
+    net.loops({0, 0, 0}, 0.0, {{1, 0.3, 1, 0, 0}, {2, 0.5, 0, 1, 0}});
     Clusters none;
     none.list.total = 7;  // untouched when no allpath qualifies
     EXPECT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &none.list, 0.29));
@@ -300,28 +298,13 @@ TEST(NetworkAtEnergy, OnlyLeadingAllpathsWithinToleranceTakePart) {
     EXPECT_EQ(2, low[0].dimension);
 }
 
-TEST(ThresholdScan, EmptyLibraryWritesOnlyTheHeaderAndKeepsNoBarrier) {
-    Network net;
-    EXPECT_EQ(
-        "---------------------------------------------------------------------\r\n"
-        "  Summary of pathway characteristics at different energy thresholds  \r\n"
-        "---------------------------------------------------------------------\r\n\r\n",
-        scan_text(net, 999.0));
-    EXPECT_EQ(0, ZEMU_calc_activation_energy(&net.cube, &net.lib));
-    EXPECT_DOUBLE_EQ(999.0, net.lib.oneD);
-    EXPECT_DOUBLE_EQ(999.0, net.lib.twoD);
-    EXPECT_DOUBLE_EQ(999.0, net.lib.threeD);
-}
-
 TEST(ThresholdScan, EqualSaddleEnergiesGiveOneBlockAndTheLimitStopsTheScan) {
+    Network empty;
+    EXPECT_EQ(kScanHeader, scan_text(empty, 999.0));  // an empty library: the header alone
+
     Network net;
-    int m = net.minimum(0, 0, 0, 1);
-    net.path(m, m, 1, 0.3);
-    net.path(m, m, 2, 0.7);
-    net.hop(m, m, 1, 0.3, 1, 0, 0);
-    net.hop(m, m, 1, 0.3 + 1e-12, 0, 1, 0);
-    net.hop(m, m, 1, 0.3, 0, 0, 1);
-    net.hop(m, m, 2, 0.7, 1, 1, 0);
+    net.loops({0, 0, 0}, 0.0,
+              {{1, 0.3, 1, 0, 0}, {1, 0.3 + 1e-12, 0, 1, 0}, {1, 0.3, 0, 0, 1}, {2, 0.7, 1, 1, 0}});
     std::string all = scan_text(net, 999.0);
     EXPECT_EQ(2, count_of(all, "Threshold energy"));
     EXPECT_NE(std::string::npos, all.find(" Threshold energy: 0.300000 eV\r\n"));
@@ -334,36 +317,35 @@ TEST(ThresholdScan, ThresholdsArePrintedInTheScaledMeasure) {
     char expr[] = "2*E";
     ASSERT_EQ(0, ZEMU_parse_energy_scaling(&net.cube, expr));
     net.cube.scaling = 1;
-    int m = net.minimum(0, 0, 0, 1);
-    net.path(m, m, 1, 0.25);
-    net.hop(m, m, 1, 0.25, 1, 0, 0);
+    net.loops({0, 0, 0}, 0.0, {{1, 0.25, 1, 0, 0}});
     EXPECT_NE(std::string::npos, scan_text(net, 999.0).find(" Threshold energy: 0.500000 eV\r\n"));
 }
 
-TEST(ActivationEnergy, ThreeDimensionalClusterAtTheLowestThresholdSetsAllThree) {
-    Network net;
-    int m = net.minimum(0, 0, 0, 1, 0.1);
-    net.path(m, m, 1, 0.4);
-    net.hop(m, m, 1, 0.4, 1, 0, 0);
-    net.hop(m, m, 1, 0.4, 0, 1, 0);
-    net.hop(m, m, 1, 0.4, 0, 0, 1);
-    ASSERT_EQ(0, ZEMU_calc_activation_energy(&net.cube, &net.lib));
-    EXPECT_NEAR(0.3, net.lib.oneD, 1e-12);
-    EXPECT_DOUBLE_EQ(net.lib.oneD, net.lib.twoD);
-    EXPECT_DOUBLE_EQ(net.lib.oneD, net.lib.threeD);
-}
-
 TEST(ActivationEnergy, EachDimensionTakesTheLowestBarrierThatOpensIt) {
-    Network net;
-    int m = net.minimum(0, 0, 0, 1, 0.0);
-    net.path(m, m, 1, 0.2);
-    net.path(m, m, 2, 0.5);
-    net.hop(m, m, 1, 0.2, 1, 0, 0);
-    net.hop(m, m, 2, 0.5, 0, 1, 0);
-    ASSERT_EQ(0, ZEMU_calc_activation_energy(&net.cube, &net.lib));
-    EXPECT_DOUBLE_EQ(0.2, net.lib.oneD);
-    EXPECT_DOUBLE_EQ(0.5, net.lib.twoD);
-    EXPECT_DOUBLE_EQ(999.0, net.lib.threeD);
+    const struct {
+        const char* what;
+        double minimum;
+        std::vector<Hop> hops;
+        double one, two, three;
+    } cases[] = {
+        {"empty library keeps no barrier", 0.0, {}, 999.0, 999.0, 999.0},
+        {"3-D at the lowest threshold sets all three",
+         0.1,
+         {{1, 0.4, 1, 0, 0}, {1, 0.4, 0, 1, 0}, {1, 0.4, 0, 0, 1}},
+         0.3,
+         0.3,
+         0.3},
+        {"one barrier per dimension", 0.0, {{1, 0.2, 1, 0, 0}, {2, 0.5, 0, 1, 0}}, 0.2, 0.5, 999.0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        Network net;
+        if (!c.hops.empty()) net.loops({0, 0, 0}, c.minimum, c.hops);
+        ASSERT_EQ(0, ZEMU_calc_activation_energy(&net.cube, &net.lib));
+        EXPECT_NEAR(c.one, net.lib.oneD, 1e-12);
+        EXPECT_NEAR(c.two, net.lib.twoD, 1e-12);
+        EXPECT_NEAR(c.three, net.lib.threeD, 1e-12);
+    }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <string>
 #include <tuple>
@@ -23,7 +24,7 @@ struct Landscape {
     ZEMU_cif cif;
     ZEMU_pathlib lib;
 
-    Landscape(int na, int nb, int nc, double step, double background) {
+    explicit Landscape(int na = 16, int nb = 16, int nc = 16, double step = 1.0, double background = 3.0) {
         ZEMU_init_cube(&cube);
         ZEMU_init_cube_stationary_points(&cube);
         cube.total_minima_type = cube.total_saddle_type = 0;
@@ -47,9 +48,6 @@ struct Landscape {
         ZEMU_free_cube(&cube);
         ZEMU_free_cif(&cif);
     }
-    Landscape(const Landscape&) = delete;
-    Landscape& operator=(const Landscape&) = delete;
-
     void minimum(int x, int y, int z, double e) {
         cube.energy[x][y][z] = e;
         ASSERT_EQ(ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, 0), 0);
@@ -88,22 +86,20 @@ struct Landscape {
         ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&cube, &cif), 0);
         ASSERT_EQ(ZEMU_group_minima_by_symmetry(&cube, &cif), 0);
     }
+    int build() { return ZEMU_build_path(&cube, &cif, &lib); }
+    int build_copies() { return ZEMU_build_allpaths(&cube, &cif, &lib); }
+    int filter() { return ZEMU_filter_redundant_path(&cube, &lib); }
     // The three stages in driver order; 0 when all succeed.
-    int build_all() {
-        if (ZEMU_build_path(&cube, &cif, &lib)) return 1;
-        if (ZEMU_build_allpaths(&cube, &cif, &lib)) return 1;
-        return ZEMU_filter_redundant_path(&cube, &lib);
-    }
-    int minimum_at(int x, int y, int z) const {
-        for (int m = 0; m < cube.total_minima; m++)
-            if (cube.minima[m].x == x && cube.minima[m].y == y && cube.minima[m].z == z) return m;
+    int build_all() { return build() || build_copies() ? 1 : filter(); }
+    // Index of the minimum or saddle point at a grid point, -1 for none.
+    template <class Point>
+    static int at(const Point* list, int n, int x, int y, int z) {
+        for (int i = 0; i < n; i++)
+            if (list[i].x == x && list[i].y == y && list[i].z == z) return i;
         return -1;
     }
-    int saddle_at(int x, int y, int z) const {
-        for (int s = 0; s < cube.total_saddle; s++)
-            if (cube.saddle[s].x == x && cube.saddle[s].y == y && cube.saddle[s].z == z) return s;
-        return -1;
-    }
+    int minimum_at(int x, int y, int z) const { return at(cube.minima, cube.total_minima, x, y, z); }
+    int saddle_at(int x, int y, int z) const { return at(cube.saddle, cube.total_saddle, x, y, z); }
     int direct(int x1, int y1, int z1, int x2, int y2, int z2) {
         return ZEMU_is_direct_path_between_minima(&cube, &lib, x1, y1, z1, x2, y2, z2);
     }
@@ -114,11 +110,6 @@ bool joins(const ZEMU_path& p, int m1, int m2) {
     return (p.start == m1 && p.end == m2) || (p.start == m2 && p.end == m1);
 }
 
-// ---------------------------------------------------------------------------
-// Reference filter: the redundancy passes as plain scans over every pair,
-// restarting from the first allpath after every deletion.
-// ---------------------------------------------------------------------------
-
 ZEMU_cubeloc image_of(ZEMU_cube* cube, int m, int cx, int cy, int cz) {
     ZEMU_cubeloc loc;
     ZEMU_assign_loc(&loc, cube->minima[m].x + cx * cube->a_grid, cube->minima[m].y + cy * cube->b_grid,
@@ -126,53 +117,49 @@ ZEMU_cubeloc image_of(ZEMU_cube* cube, int m, int cx, int cy, int cz) {
     return loc;
 }
 
+// Reference filter: the redundancy passes as plain scans over every pair,
+// restarting from the first copy after every deletion. `pick` names the copy
+// whose path type goes (i or j), or -1 to leave the pair.
 int reference_filter(ZEMU_cube* cube, ZEMU_pathlib* lib) {
-    auto remove_type_of = [lib](int z) {
-        int index = ZEMU_get_allpath_to_path_index(lib, z);
-        return index < 0 ? 1 : ZEMU_delete_pathlib_path(lib, index);
+    auto sweep = [lib](const std::function<int(int, int)>& pick) {
+        for (bool again = true; again;) {
+            again = false;
+            for (int i = 0; i < lib->total_allpath && !again; i++)
+                for (int j = i + 1; j < lib->total_allpath && !again; j++) {
+                    int z = pick(i, j);
+                    if (z < 0) continue;
+                    int index = ZEMU_get_allpath_to_path_index(lib, z);
+                    if (index < 0 || ZEMU_delete_pathlib_path(lib, index)) return 1;
+                    again = true;
+                }
+        }
+        return 0;
     };
-    bool again = true;
-    while (again) {
-        again = false;
-        for (int i = 0; i < lib->total_allpath && !again; i++)
-            for (int j = i + 1; j < lib->total_allpath && !again; j++) {
-                ZEMU_allpath* a = &lib->allpath[i];
-                ZEMU_allpath* b = &lib->allpath[j];
-                ZEMU_cellcross_diff da, db;
-                ZEMU_get_cellcrossdiff_from_allpath(&da, a);
-                ZEMU_get_cellcrossdiff_from_allpath(&db, b);
-                if (ZEMU_is_allpath_equal(a, b, 1) && ZEMU_is_cellcrossdiff_equal(da, db) &&
-                    !ZEMU_is_allpath_equal(a, b, 6)) {
-                    if (remove_type_of(b->saddle_energy > a->saddle_energy ? j : i)) return 1;
-                    again = true;
-                }
-            }
-    }
-    again = true;
-    while (again) {
-        again = false;
-        for (int i = 0; i < lib->total_allpath && !again; i++)
-            for (int j = i + 1; j < lib->total_allpath && !again; j++) {
-                ZEMU_allpath* a = &lib->allpath[i];
-                ZEMU_allpath* b = &lib->allpath[j];
-                if (!ZEMU_is_allpath_equal(a, b, 5)) continue;
-                ZEMU_cubeloc si = image_of(cube, a->start, a->start_crossx, a->start_crossy, a->start_crossz);
-                ZEMU_cubeloc ei = image_of(cube, a->end, a->end_crossx, a->end_crossy, a->end_crossz);
-                ZEMU_cubeloc sj = image_of(cube, b->start, b->start_crossx, b->start_crossy, b->start_crossz);
-                ZEMU_cubeloc ej = image_of(cube, b->end, b->end_crossx, b->end_crossy, b->end_crossz);
-                auto direct = [&](ZEMU_cubeloc p, ZEMU_cubeloc q) {
-                    return ZEMU_is_direct_path_between_minima(cube, lib, p.x, p.y, p.z, q.x, q.y, q.z) == 1;
-                };
-                bool considered = (direct(ei, ej) && direct(si, sj)) || (direct(si, ej) && direct(sj, ei));
-                if (!considered) continue;
-                if (a->start_type == b->start_type && a->end_type == b->end_type) continue;
-                if (a->start_type != b->end_type || a->end_type != b->start_type) {
-                    if (remove_type_of(a->length <= b->length ? j : i)) return 1;
-                    again = true;
-                }
-            }
-    }
-    return 0;
+    int failed = sweep([lib](int i, int j) {
+        ZEMU_allpath *a = &lib->allpath[i], *b = &lib->allpath[j];
+        ZEMU_cellcross_diff da, db;
+        ZEMU_get_cellcrossdiff_from_allpath(&da, a);
+        ZEMU_get_cellcrossdiff_from_allpath(&db, b);
+        if (!ZEMU_is_allpath_equal(a, b, 1) || !ZEMU_is_cellcrossdiff_equal(da, db) || ZEMU_is_allpath_equal(a, b, 6))
+            return -1;
+        return b->saddle_energy > a->saddle_energy ? j : i;
+    });
+    if (failed) return 1;
+    return sweep([cube, lib](int i, int j) {
+        ZEMU_allpath *a = &lib->allpath[i], *b = &lib->allpath[j];
+        if (!ZEMU_is_allpath_equal(a, b, 5)) return -1;
+        ZEMU_cubeloc si = image_of(cube, a->start, a->start_crossx, a->start_crossy, a->start_crossz);
+        ZEMU_cubeloc ei = image_of(cube, a->end, a->end_crossx, a->end_crossy, a->end_crossz);
+        ZEMU_cubeloc sj = image_of(cube, b->start, b->start_crossx, b->start_crossy, b->start_crossz);
+        ZEMU_cubeloc ej = image_of(cube, b->end, b->end_crossx, b->end_crossy, b->end_crossz);
+        auto direct = [&](ZEMU_cubeloc p, ZEMU_cubeloc q) {
+            return ZEMU_is_direct_path_between_minima(cube, lib, p.x, p.y, p.z, q.x, q.y, q.z) == 1;
+        };
+        if (!((direct(ei, ej) && direct(si, sj)) || (direct(si, ej) && direct(sj, ei)))) return -1;
+        if (a->start_type == b->start_type && a->end_type == b->end_type) return -1;
+        if (a->start_type == b->end_type && a->end_type == b->start_type) return -1;
+        return a->length <= b->length ? j : i;
+    });
 }
 
 // A library with the given records, owning malloc'ed copies of them.
@@ -197,263 +184,6 @@ ZEMU_path path_of_types(int start_type, int end_type, int saddle_type, double sa
     return p;
 }
 
-}  // namespace pathbuild_test
-
-using pathbuild_test::joins;
-using pathbuild_test::Landscape;
-
-// ---------------------------------------------------------------------------
-// Distinct paths
-// ---------------------------------------------------------------------------
-
-TEST(PathBuild, GridWithoutSaddleTypesGivesEmptyLibrary) {
-    Landscape g(8, 8, 8, 1.0, 3.0);
-    g.minimum(1, 1, 1, 0.0);
-    g.minimum(5, 5, 5, 0.2);
-    g.group();
-    ASSERT_EQ(g.cube.total_saddle_type, 0);
-    EXPECT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    EXPECT_EQ(g.lib.total_path, 0);
-    EXPECT_EQ(ZEMU_build_allpaths(&g.cube, &g.cif, &g.lib), 0);
-    EXPECT_EQ(g.lib.total_allpath, 0);
-    EXPECT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
-}
-
-TEST(PathBuild, SecondMinimumMustLieAtNinetyDegreesOrMoreFromTheFirst) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    g.saddle(8, 8, 8, 1.0);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);  // 2.0 A, nearest
-    g.minimum(10, 10, 8, 0.1);         // 2.83 A, but 45 degrees from the nearest
-    g.joined(8, 8, 8, 5, 8, 8, 0.2);   // 3.0 A, opposite
-    g.group();
-    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    const ZEMU_path& p = g.lib.path[0];
-    EXPECT_EQ(p.start, g.minimum_at(10, 8, 8));
-    EXPECT_EQ(p.end, g.minimum_at(5, 8, 8));
-    EXPECT_EQ(p.saddle, g.saddle_at(8, 8, 8));
-    EXPECT_EQ(p.saddle_type, 1);
-    EXPECT_EQ(p.start_type, g.cube.minima[p.start].type);
-    EXPECT_EQ(p.end_type, g.cube.minima[p.end].type);
-    EXPECT_DOUBLE_EQ(p.start_energy, 0.0);
-    EXPECT_DOUBLE_EQ(p.end_energy, 0.2);
-    EXPECT_DOUBLE_EQ(p.saddle_energy, 1.0);
-    EXPECT_DOUBLE_EQ(p.straightline_length, 5.0);
-    EXPECT_GE(p.length, p.straightline_length);
-    EXPECT_DOUBLE_EQ(p.tortuosity, p.length / p.straightline_length);
-    // A fresh path carries no plot or network marks.
-    EXPECT_EQ(p.color, -1);
-    EXPECT_EQ(p.style, -1);
-    EXPECT_EQ(p.in_rp, 0);
-    EXPECT_EQ(p.oneD + p.twoD + p.threeD, 0);
-}
-
-TEST(PathBuild, SaddleWithoutSecondMinimumInReachIsWarnedAboutAndSkipped) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    g.saddle(8, 8, 8, 1.0);
-    g.saddle(8, 2, 2, 1.5);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);
-    g.minimum(10, 10, 8, 0.1);  // in reach but at 45 degrees
-    g.joined(8, 2, 2, 6, 2, 2, 0.0);  // the second saddle has two minima in line
-    g.joined(8, 2, 2, 10, 2, 2, 0.0);
-    g.group();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Warning: Cannot connect saddle type 1 to any energy minimum site\n");
-    ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_EQ(g.lib.path[0].saddle_type, 2);
-}
-
-TEST(PathBuild, AngleOfExactlyNinetyDegreesQualifies) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    g.saddle(8, 8, 8, 1.0);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);
-    g.joined(8, 8, 8, 8, 11, 8, 0.1);
-    g.group();
-    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
-    EXPECT_EQ(g.lib.path[0].end, g.minimum_at(8, 11, 8));
-}
-
-TEST(PathBuild, ReachOfThreeAndAHalfAngstromIsInclusive) {
-    // 0.875 A steps: four steps are 3.5 A exactly, five are beyond reach.
-    for (int far_steps = 4; far_steps <= 5; far_steps++) {
-        Landscape g(16, 16, 16, 0.875, 3.0);
-        g.saddle(8, 8, 8, 1.0);
-        g.joined(8, 8, 8, 10, 8, 8, 0.0);
-        g.joined(8, 8, 8, 8 - far_steps, 8, 8, 0.1);
-        g.group();
-        testing::internal::CaptureStderr();
-        ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-        std::string err = testing::internal::GetCapturedStderr();
-        if (far_steps == 4) {
-            EXPECT_EQ(err, "");
-            ASSERT_EQ(g.lib.total_path, 1);
-            EXPECT_EQ(g.lib.path[0].end, g.minimum_at(4, 8, 8));
-        } else {
-            EXPECT_EQ(err, "Warning: Cannot connect saddle type 1 to any energy minimum site\n");
-            EXPECT_EQ(g.lib.total_path, 0);
-        }
-    }
-}
-
-TEST(PathBuild, MinimumBehindARidgeIsPassedOverForTheNextOne) {
-    // 0.5 A steps: the nearest minimum's route runs over high ground and is
-    // refused; the two farther ones down valleys on either side are joined.
-    Landscape g(24, 24, 24, 0.5, 3.0);
-    g.saddle(12, 12, 12, 1.0);
-    g.minimum(12, 7, 12, 0.0);  // 2.5 A, over high ground
-    for (int d = 1; d <= 5; d++) {
-        g.cube.energy[12 + d][12][12] = 1.0 - 0.15 * d;
-        g.cube.energy[12 - d][12][12] = 1.0 - 0.15 * d;
-    }
-    g.minimum(18, 12, 12, 0.0);  // 3.0 A
-    g.minimum(6, 12, 12, 0.1);   // 3.0 A, opposite
-    g.group();
-    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_EQ(g.lib.path[0].start, g.minimum_at(18, 12, 12));
-    EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 12, 12));
-    // Down the valleys the route is straight.
-    EXPECT_NEAR(g.lib.path[0].length, 6.0, 1e-12);
-    EXPECT_NEAR(g.lib.path[0].tortuosity, 1.0, 1e-12);
-}
-
-TEST(PathBuild, SaddleEnergyIsReadFromTheGridAtTheSaddle) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    g.saddle(8, 8, 8, 1.0);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);
-    g.joined(8, 8, 8, 6, 8, 8, 0.0);
-    g.group();
-    g.cube.saddle[0].e = 0.7;  // a record moved away from its grid point
-    ASSERT_EQ(g.build_all(), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
-    ASSERT_EQ(g.lib.total_allpath, 1);
-    EXPECT_DOUBLE_EQ(g.lib.allpath[0].saddle_energy, 1.0);
-}
-
-TEST(PathBuild, PathsAreSortedBySaddleEnergyAndOnePerSaddleType) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    g.saddle(6, 4, 5, 1.4);
-    g.saddle(6, 12, 11, 0.9);
-    g.joined(6, 4, 5, 4, 4, 4, 0.0);
-    g.joined(6, 4, 5, 8, 4, 4, 0.1);
-    g.joined(6, 12, 11, 4, 12, 12, 0.0);
-    g.joined(6, 12, 11, 8, 12, 12, 0.1);
-    g.group();
-    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_path, 2);
-    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 0.9);
-    EXPECT_DOUBLE_EQ(g.lib.path[1].saddle_energy, 1.4);
-    EXPECT_TRUE(joins(g.lib.path[0], g.minimum_at(4, 12, 12), g.minimum_at(8, 12, 12)));
-    EXPECT_TRUE(joins(g.lib.path[1], g.minimum_at(4, 4, 4), g.minimum_at(8, 4, 4)));
-}
-
-// ---------------------------------------------------------------------------
-// Copies and the hop to the next cell
-// ---------------------------------------------------------------------------
-
-TEST(PathBuild, HopToNextCellIsKeptAndItsDegenerateCopiesSkipped) {
-    // One minimum in a 6 A cell along a; the saddle lies halfway to its next image.
-    Landscape g(6, 16, 16, 1.0, 3.0);
-    g.saddle(4, 8, 8, 1.0);
-    g.joined(4, 8, 8, 1, 8, 8, 0.0);
-    g.valley(4, 8, 8, 7, 8, 8);
-    g.group();
-    ASSERT_EQ(g.build_all(), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    const ZEMU_path& p = g.lib.path[0];
-    EXPECT_EQ(p.start, 0);
-    EXPECT_EQ(p.end, 0);
-    EXPECT_EQ(p.start_p, 0);
-    EXPECT_EQ(p.end_p, 1);
-    EXPECT_DOUBLE_EQ(p.straightline_length, 6.0);
-    // Both images tie as candidates at either end: only the one real hop is kept.
-    ASSERT_EQ(g.lib.total_allpath, 1);
-    ZEMU_cellcross_diff d;
-    ZEMU_get_cellcrossdiff_from_allpath(&d, &g.lib.allpath[0]);
-    EXPECT_EQ(std::abs(d.x) + std::abs(d.y) + std::abs(d.z), 1);
-    EXPECT_EQ(d.x, 1);
-}
-
-TEST(PathBuild, EverySaddleOfTheTypeGetsItsCopyWithMatchingDistances) {
-    // Inversion through the cell centre maps each saddle and minimum onto another.
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    g.symmetry({"x,y,z", "-x,-y,-z"});
-    g.saddle(5, 4, 3, 1.0);
-    g.saddle(11, 12, 13, 1.0);
-    g.joined(5, 4, 3, 4, 4, 4, 0.0);
-    g.joined(11, 12, 13, 12, 12, 12, 0.0);
-    g.joined(5, 4, 3, 7, 4, 4, 0.3);
-    g.joined(11, 12, 13, 9, 12, 12, 0.3);
-    g.group();
-    ASSERT_EQ(g.cube.total_saddle_type, 1);
-    ASSERT_EQ(g.cube.total_minima_type, 2);
-    ASSERT_EQ(g.build_all(), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    ASSERT_EQ(g.lib.total_allpath, 2);
-    EXPECT_NE(g.lib.allpath[0].saddle, g.lib.allpath[1].saddle);
-    for (int n = 0; n < 2; n++) {
-        const ZEMU_allpath& ap = g.lib.allpath[n];
-        ZEMU_cubeloc s, st, en;
-        ZEMU_assign_loc(&s, g.cube.saddle[ap.saddle].x, g.cube.saddle[ap.saddle].y, g.cube.saddle[ap.saddle].z);
-        st = pathbuild_test::image_of(&g.cube, ap.start, ap.start_crossx, ap.start_crossy, ap.start_crossz);
-        en = pathbuild_test::image_of(&g.cube, ap.end, ap.end_crossx, ap.end_crossy, ap.end_crossz);
-        // Each copy joins the two minima next to its own saddle, at the representative's distances.
-        EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, st), sqrt(2.0), 1e-12);
-        EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, en), sqrt(5.0), 1e-12);
-        EXPECT_EQ(ap.saddle_type, 1);
-        EXPECT_DOUBLE_EQ(ap.length, g.lib.path[0].length);
-    }
-}
-
-TEST(PathBuild, CopyCandidatesWithinAThousandthOfAnAngstromAllCount) {
-    // A mirror swapping a and b makes each minimum type two points; b steps a
-    // little longer than a steps put the mirrored minima a little farther off.
-    for (double b_step : {1.0004, 1.0006}) {
-        Landscape g(16, 16, 16, 1.0, 3.0);
-        g.cube.b_y = b_step;
-        ZEMU_calc_cell_parameter(&g.cube);
-        g.symmetry({"x,y,z", "y,x,z"});
-        g.saddle(8, 8, 8, 1.0);
-        g.joined(8, 8, 8, 10, 8, 8, 0.0);
-        g.minimum(8, 10, 8, 0.0);
-        g.joined(8, 8, 8, 6, 8, 8, 0.1);
-        g.minimum(8, 6, 8, 0.1);
-        g.group();
-        ASSERT_EQ(g.cube.total_minima_type, 2);
-        ASSERT_EQ(g.build_all(), 0);
-        ASSERT_EQ(g.lib.total_path, 1);
-        EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
-        EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 8, 8));
-        // 0.0008 A off the representative's distances: a tie, every pairing is a copy.
-        // 0.0012 A off: only the representative's own minima.
-        EXPECT_EQ(g.lib.total_allpath, b_step < 1.0005 ? 4 : 1) << "b step " << b_step;
-    }
-}
-
-TEST(PathBuild, CopiesNeedBothMinimaNotAboveTheSaddle) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    g.saddle(8, 8, 8, 1.0);
-    g.joined(8, 8, 8, 6, 8, 8, 0.0);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);
-    g.group();
-    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    g.cube.minima[1].e = 1.5;  // now above the path's saddle energy
-    ASSERT_EQ(ZEMU_build_allpaths(&g.cube, &g.cif, &g.lib), 0);
-    EXPECT_EQ(g.lib.total_allpath, 0);
-}
-
-// ---------------------------------------------------------------------------
-// Redundancy filtering
-// ---------------------------------------------------------------------------
-
-namespace {
-
 // Two minima joined by two saddle types on the same hop (no cell crossed).
 void parallel_saddles(Landscape& g, double e1, double e2) {
     g.saddle(8, 8, 7, e1);
@@ -464,56 +194,6 @@ void parallel_saddles(Landscape& g, double e1, double e2) {
     g.valley(8, 8, 9, 10, 8, 8);
     g.group();
 }
-
-}  // namespace
-
-TEST(PathFilter, ParallelSaddleTypesKeepTheLowerSaddle) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    parallel_saddles(g, 1.5, 1.0);
-    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(ZEMU_build_allpaths(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_path, 2);
-    ASSERT_EQ(g.lib.total_allpath, 2);
-    ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
-    EXPECT_EQ(g.lib.path[0].saddle, g.saddle_at(8, 8, 9));
-    ASSERT_EQ(g.lib.total_allpath, 1);
-    EXPECT_EQ(g.lib.allpath[0].saddle, g.saddle_at(8, 8, 9));
-}
-
-TEST(PathFilter, ParallelSaddleTypesOfEqualEnergyKeepTheOneMetLater) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    parallel_saddles(g, 1.0, 1.0);
-    ASSERT_EQ(ZEMU_build_path(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(ZEMU_build_allpaths(&g.cube, &g.cif, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_allpath, 2);
-    int later_type = g.lib.allpath[1].saddle_type;
-    ASSERT_NE(later_type, g.lib.allpath[0].saddle_type);
-    ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_EQ(g.lib.path[0].saddle_type, later_type);
-    ASSERT_EQ(g.lib.total_allpath, 1);
-    EXPECT_EQ(g.lib.allpath[0].saddle_type, later_type);
-}
-
-TEST(PathFilter, SameMinimaThroughDifferentCellsAreBothKept) {
-    // An 8 A cell along a: one saddle joins A and B inside the cell, the other
-    // joins B to the next image of A.
-    Landscape g(8, 16, 16, 1.0, 3.0);
-    g.saddle(4, 8, 7, 1.0);
-    g.saddle(0, 8, 7, 1.5);
-    g.joined(4, 8, 7, 2, 8, 8, 0.0);
-    g.joined(4, 8, 7, 6, 8, 8, 0.1);
-    g.valley(0, 8, 7, 2, 8, 8);
-    g.valley(0, 8, 7, -2, 8, 8);
-    g.group();
-    ASSERT_EQ(g.build_all(), 0);
-    EXPECT_EQ(g.lib.total_path, 2);
-    EXPECT_EQ(g.lib.total_allpath, 2);
-}
-
-namespace {
 
 // Hand-made library around one saddle point: minima A (4,8,8), B (8,4,8) and
 // C (8,12,8); one copy through the saddle per hop given as (start, end,
@@ -532,49 +212,322 @@ void shared_saddle_library(Landscape& g, const std::vector<std::tuple<char, char
     for (const auto& hop : hops) {
         int s = index(std::get<0>(hop)), e = index(std::get<1>(hop));
         double length = std::get<2>(hop);
-        paths.push_back(pathbuild_test::path_of_types(g.cube.minima[s].type, g.cube.minima[e].type, 1, 1.0, length));
+        paths.push_back(path_of_types(g.cube.minima[s].type, g.cube.minima[e].type, 1, 1.0, length));
         ZEMU_allpath ap;
         ZEMU_assign_allpath(&ap, s, e, 0, g.cube.minima[s].type, g.cube.minima[e].type, 1, length, 0, 0, 0, 0, 0, 0,
                             g.cube.minima[s].e, g.cube.minima[e].e, 1.0);
         copies.push_back(ap);
     }
-    pathbuild_test::fill_library(&g.lib, paths, copies);
+    fill_library(&g.lib, paths, copies);
 }
 
-}  // namespace
+const char kUnconnected[] = "Warning: Cannot connect saddle type 1 to any energy minimum site\n";
 
-TEST(PathFilter, PathsSharingASaddleKeepTheShorterOne) {
-    for (double first_length : {2.0, 3.0}) {
-        Landscape g(16, 16, 16, 1.0, 3.0);
-        shared_saddle_library(g, {{'A', 'B', first_length}, {'A', 'C', 5.0 - first_length}});
-        ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
-        ASSERT_EQ(g.lib.total_path, 1);
-        EXPECT_DOUBLE_EQ(g.lib.path[0].length, 2.0);
-        ASSERT_EQ(g.lib.total_allpath, 1);
-        EXPECT_DOUBLE_EQ(g.lib.allpath[0].length, 2.0);
+}  // namespace pathbuild_test
+
+using namespace pathbuild_test;
+
+// --- Distinct paths ---
+
+TEST(PathBuild, GridWithoutSaddleTypesGivesEmptyLibrary) {
+    Landscape g(8, 8, 8);
+    g.minimum(1, 1, 1, 0.0);
+    g.minimum(5, 5, 5, 0.2);
+    g.group();
+    ASSERT_EQ(g.cube.total_saddle_type, 0);
+    EXPECT_EQ(g.build_all(), 0);
+    EXPECT_EQ(g.lib.total_path + g.lib.total_allpath, 0);
+}
+
+TEST(PathBuild, SecondMinimumMustLieAtNinetyDegreesOrMoreFromTheFirst) {
+    Landscape g;
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);  // 2.0 A, nearest
+    g.minimum(10, 10, 8, 0.1);         // 2.83 A, but 45 degrees from the nearest
+    g.joined(8, 8, 8, 5, 8, 8, 0.2);   // 3.0 A, opposite
+    g.group();
+    ASSERT_EQ(g.build(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    const ZEMU_path& p = g.lib.path[0];
+    EXPECT_EQ(p.start, g.minimum_at(10, 8, 8));
+    EXPECT_EQ(p.end, g.minimum_at(5, 8, 8));
+    EXPECT_EQ(p.saddle, g.saddle_at(8, 8, 8));
+    EXPECT_EQ(p.saddle_type, 1);
+    EXPECT_EQ(p.start_type, g.cube.minima[p.start].type);
+    EXPECT_EQ(p.end_type, g.cube.minima[p.end].type);
+    EXPECT_DOUBLE_EQ(p.start_energy, 0.0);
+    EXPECT_DOUBLE_EQ(p.end_energy, 0.2);
+    EXPECT_DOUBLE_EQ(p.saddle_energy, 1.0);
+    EXPECT_DOUBLE_EQ(p.straightline_length, 5.0);
+    EXPECT_GE(p.length, p.straightline_length);
+    EXPECT_DOUBLE_EQ(p.tortuosity, p.length / p.straightline_length);
+}
+
+TEST(PathBuild, SaddleWithoutSecondMinimumInReachIsWarnedAboutAndSkipped) {
+    Landscape g;
+    g.saddle(8, 8, 8, 1.0);
+    g.saddle(8, 2, 2, 1.5);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.minimum(10, 10, 8, 0.1);  // in reach but at 45 degrees
+    g.joined(8, 2, 2, 6, 2, 2, 0.0);  // the second saddle has two minima in line
+    g.joined(8, 2, 2, 10, 2, 2, 0.0);
+    g.group();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(g.build(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), kUnconnected);
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_EQ(g.lib.path[0].saddle_type, 2);
+}
+
+TEST(PathBuild, AngleOfExactlyNinetyDegreesAndReachOfThreeAndAHalfAngstromAreInclusive) {
+    // Nearest minimum (10,8,8); the second at 90 degrees, or opposite at four
+    // steps of 0.875 A (3.5 A exactly) or five (beyond reach).
+    struct Case {
+        double step;
+        int x, y;
+        bool joined;
+    } cases[] = {{1.0, 8, 11, true}, {0.875, 4, 8, true}, {0.875, 3, 8, false}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.step << " A steps, second minimum " << c.x << "," << c.y);
+        Landscape g(16, 16, 16, c.step);
+        g.saddle(8, 8, 8, 1.0);
+        g.joined(8, 8, 8, 10, 8, 8, 0.0);
+        g.joined(8, 8, 8, c.x, c.y, 8, 0.1);
+        g.group();
+        testing::internal::CaptureStderr();
+        ASSERT_EQ(g.build(), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.joined ? "" : kUnconnected);
+        ASSERT_EQ(g.lib.total_path, c.joined ? 1 : 0);
+        if (!c.joined) continue;
+        EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
+        EXPECT_EQ(g.lib.path[0].end, g.minimum_at(c.x, c.y, 8));
     }
 }
 
-TEST(PathFilter, PathsSharingASaddleWithEqualLengthsKeepTheFirst) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    shared_saddle_library(g, {{'A', 'B', 2.0}, {'A', 'C', 2.0}});
-    ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+TEST(PathBuild, MinimumBehindARidgeIsPassedOverForTheNextOne) {
+    // 0.5 A steps: the nearest minimum's route runs over high ground and is
+    // refused; the two farther ones down valleys on either side are joined.
+    Landscape g(24, 24, 24, 0.5);
+    g.saddle(12, 12, 12, 1.0);
+    g.minimum(12, 7, 12, 0.0);  // 2.5 A, over high ground
+    for (int d = 1; d <= 5; d++) g.cube.energy[12 + d][12][12] = g.cube.energy[12 - d][12][12] = 1.0 - 0.15 * d;
+    g.minimum(18, 12, 12, 0.0);  // 3.0 A
+    g.minimum(6, 12, 12, 0.1);   // 3.0 A, opposite
+    g.group();
+    ASSERT_EQ(g.build(), 0);
     ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_EQ(g.lib.path[0].end_type, g.cube.minima[g.minimum_at(8, 4, 8)].type);
+    EXPECT_EQ(g.lib.path[0].start, g.minimum_at(18, 12, 12));
+    EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 12, 12));
+    // Down the valleys the route is straight.
+    EXPECT_NEAR(g.lib.path[0].length, 6.0, 1e-12);
+    EXPECT_NEAR(g.lib.path[0].tortuosity, 1.0, 1e-12);
 }
 
-TEST(PathFilter, PathsSharingASaddleWithTheSameOrReversedTypesStay) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
-    shared_saddle_library(g, {{'A', 'B', 2.0}, {'B', 'A', 3.0}});
-    ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
+TEST(PathBuild, SaddleEnergyIsReadFromTheGridAtTheSaddle) {
+    Landscape g;
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.joined(8, 8, 8, 6, 8, 8, 0.0);
+    g.group();
+    g.cube.saddle[0].e = 0.7;  // a record moved away from its grid point
+    ASSERT_EQ(g.build_all(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    ASSERT_EQ(g.lib.total_allpath, 1);
+    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
+    EXPECT_DOUBLE_EQ(g.lib.allpath[0].saddle_energy, 1.0);
+}
+
+TEST(PathBuild, PathsAreSortedBySaddleEnergyAndOnePerSaddleType) {
+    Landscape g;
+    g.saddle(6, 4, 5, 1.4);
+    g.saddle(6, 12, 11, 0.9);
+    g.joined(6, 4, 5, 4, 4, 4, 0.0);
+    g.joined(6, 4, 5, 8, 4, 4, 0.1);
+    g.joined(6, 12, 11, 4, 12, 12, 0.0);
+    g.joined(6, 12, 11, 8, 12, 12, 0.1);
+    g.group();
+    ASSERT_EQ(g.build(), 0);
+    ASSERT_EQ(g.lib.total_path, 2);
+    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 0.9);
+    EXPECT_DOUBLE_EQ(g.lib.path[1].saddle_energy, 1.4);
+    EXPECT_TRUE(joins(g.lib.path[0], g.minimum_at(4, 12, 12), g.minimum_at(8, 12, 12)));
+    EXPECT_TRUE(joins(g.lib.path[1], g.minimum_at(4, 4, 4), g.minimum_at(8, 4, 4)));
+}
+
+// --- Copies and the hop to the next cell ---
+
+TEST(PathBuild, HopToNextCellIsKeptItsDegenerateCopiesSkippedAndItJoinsNeighbouringCellsOnly) {
+    // One minimum in a 6 A cell along a; the saddle lies halfway to its next image.
+    Landscape g(6);
+    g.saddle(4, 8, 8, 1.0);
+    g.joined(4, 8, 8, 1, 8, 8, 0.0);
+    g.valley(4, 8, 8, 7, 8, 8);
+    g.group();
+    ASSERT_EQ(g.build_all(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    const ZEMU_path& p = g.lib.path[0];
+    EXPECT_EQ(p.start, 0);
+    EXPECT_EQ(p.end, 0);
+    EXPECT_EQ(p.start_p, 0);
+    EXPECT_EQ(p.end_p, 1);
+    EXPECT_DOUBLE_EQ(p.straightline_length, 6.0);
+    // Both images tie as candidates at either end: only the one real hop is kept.
+    ASSERT_EQ(g.lib.total_allpath, 1);
+    ZEMU_cellcross_diff d;
+    ZEMU_get_cellcrossdiff_from_allpath(&d, &g.lib.allpath[0]);
+    EXPECT_EQ(std::abs(d.x) + std::abs(d.y) + std::abs(d.z), 1);
+    EXPECT_EQ(d.x, 1);
+    // The hop to its own image joins neighbouring cells, in either direction.
+    EXPECT_EQ(g.direct(1, 8, 8, 7, 8, 8), 1);
+    EXPECT_EQ(g.direct(7, 8, 8, 1, 8, 8), 1);
+    EXPECT_EQ(g.direct(1, 8, 8, -5, 8, 8), 1);
+    EXPECT_EQ(g.direct(1, 8, 8, 13, 8, 8), 0);
+}
+
+TEST(PathBuild, EverySaddleOfTheTypeGetsItsCopyWithMatchingDistances) {
+    // Inversion through the cell centre maps each saddle and minimum onto another.
+    Landscape g;
+    g.symmetry({"x,y,z", "-x,-y,-z"});
+    g.saddle(5, 4, 3, 1.0);
+    g.saddle(11, 12, 13, 1.0);
+    g.joined(5, 4, 3, 4, 4, 4, 0.0);
+    g.joined(11, 12, 13, 12, 12, 12, 0.0);
+    g.joined(5, 4, 3, 7, 4, 4, 0.3);
+    g.joined(11, 12, 13, 9, 12, 12, 0.3);
+    g.group();
+    ASSERT_EQ(g.cube.total_saddle_type, 1);
+    ASSERT_EQ(g.cube.total_minima_type, 2);
+    ASSERT_EQ(g.build_all(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    ASSERT_EQ(g.lib.total_allpath, 2);
+    EXPECT_NE(g.lib.allpath[0].saddle, g.lib.allpath[1].saddle);
+    for (int n = 0; n < 2; n++) {
+        const ZEMU_allpath& ap = g.lib.allpath[n];
+        ZEMU_cubeloc s;
+        ZEMU_assign_loc(&s, g.cube.saddle[ap.saddle].x, g.cube.saddle[ap.saddle].y, g.cube.saddle[ap.saddle].z);
+        ZEMU_cubeloc st = image_of(&g.cube, ap.start, ap.start_crossx, ap.start_crossy, ap.start_crossz);
+        ZEMU_cubeloc en = image_of(&g.cube, ap.end, ap.end_crossx, ap.end_crossy, ap.end_crossz);
+        // Each copy joins the two minima next to its own saddle, at the representative's distances.
+        EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, st), sqrt(2.0), 1e-12);
+        EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, en), sqrt(5.0), 1e-12);
+        EXPECT_EQ(ap.saddle_type, 1);
+        EXPECT_DOUBLE_EQ(ap.length, g.lib.path[0].length);
+    }
+}
+
+TEST(PathBuild, CopyCandidatesWithinAThousandthOfAnAngstromAllCount) {
+    // A mirror swapping a and b makes each minimum type two points; b steps a
+    // little longer than a steps put the mirrored minima a little farther off:
+    // 0.0008 A off the representative's distances is a tie and every pairing is
+    // a copy; 0.0012 A off leaves only the representative's own minima.
+    for (double b_step : {1.0004, 1.0006}) {
+        SCOPED_TRACE(testing::Message() << "b step " << b_step);
+        Landscape g;
+        g.cube.b_y = b_step;
+        ZEMU_calc_cell_parameter(&g.cube);
+        g.symmetry({"x,y,z", "y,x,z"});
+        g.saddle(8, 8, 8, 1.0);
+        g.joined(8, 8, 8, 10, 8, 8, 0.0);
+        g.minimum(8, 10, 8, 0.0);
+        g.joined(8, 8, 8, 6, 8, 8, 0.1);
+        g.minimum(8, 6, 8, 0.1);
+        g.group();
+        ASSERT_EQ(g.cube.total_minima_type, 2);
+        ASSERT_EQ(g.build_all(), 0);
+        ASSERT_EQ(g.lib.total_path, 1);
+        EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
+        EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 8, 8));
+        EXPECT_EQ(g.lib.total_allpath, b_step < 1.0005 ? 4 : 1);
+    }
+}
+
+TEST(PathBuild, CopiesNeedBothMinimaNotAboveTheSaddle) {
+    Landscape g;
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 6, 8, 8, 0.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.group();
+    ASSERT_EQ(g.build(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    g.cube.minima[1].e = 1.5;  // now above the path's saddle energy
+    ASSERT_EQ(g.build_copies(), 0);
+    EXPECT_EQ(g.lib.total_allpath, 0);
+}
+
+// --- Redundancy filtering ---
+
+TEST(PathFilter, ParallelSaddleTypesKeepTheLowerSaddleAndOnATieTheOneMetLater) {
+    for (double first : {1.5, 1.0}) {
+        SCOPED_TRACE(testing::Message() << "saddles " << first << " and 1.0");
+        Landscape g;
+        parallel_saddles(g, first, 1.0);
+        ASSERT_EQ(g.build(), 0);
+        ASSERT_EQ(g.build_copies(), 0);
+        ASSERT_EQ(g.lib.total_path, 2);
+        ASSERT_EQ(g.lib.total_allpath, 2);
+        ASSERT_NE(g.lib.allpath[0].saddle_type, g.lib.allpath[1].saddle_type);
+        int kept = first > 1.0 ? g.saddle_at(8, 8, 9) : g.lib.allpath[1].saddle;
+        int kept_type = g.lib.allpath[g.lib.allpath[0].saddle == kept ? 0 : 1].saddle_type;
+        ASSERT_EQ(g.filter(), 0);
+        ASSERT_EQ(g.lib.total_path, 1);
+        ASSERT_EQ(g.lib.total_allpath, 1);
+        EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
+        EXPECT_EQ(g.lib.path[0].saddle, kept);
+        EXPECT_EQ(g.lib.path[0].saddle_type, kept_type);
+        EXPECT_EQ(g.lib.allpath[0].saddle, kept);
+        EXPECT_EQ(g.lib.allpath[0].saddle_type, kept_type);
+    }
+}
+
+TEST(PathFilter, SameMinimaThroughDifferentCellsAreBothKept) {
+    // An 8 A cell along a: one saddle joins A and B inside the cell, the other
+    // joins B to the next image of A.
+    Landscape g(8);
+    g.saddle(4, 8, 7, 1.0);
+    g.saddle(0, 8, 7, 1.5);
+    g.joined(4, 8, 7, 2, 8, 8, 0.0);
+    g.joined(4, 8, 7, 6, 8, 8, 0.1);
+    g.valley(0, 8, 7, 2, 8, 8);
+    g.valley(0, 8, 7, -2, 8, 8);
+    g.group();
+    ASSERT_EQ(g.build_all(), 0);
     EXPECT_EQ(g.lib.total_path, 2);
     EXPECT_EQ(g.lib.total_allpath, 2);
+}
+
+// The shorter of two paths sharing a saddle stays, the first on a tie; paths
+// of the same or reversed minimum types both stay.
+TEST(PathFilter, PathsSharingASaddleKeepTheShorterOrOnATieTheFirst) {
+    struct Case {
+        std::vector<std::tuple<char, char, double>> hops;
+        int kept;       // paths (and copies) left
+        char kept_end;  // end minimum of the one left
+        double kept_length;
+    } cases[] = {{{{'A', 'B', 2.0}, {'A', 'C', 3.0}}, 1, 'B', 2.0},
+                 {{{'A', 'B', 3.0}, {'A', 'C', 2.0}}, 1, 'C', 2.0},
+                 {{{'A', 'B', 2.0}, {'A', 'C', 2.0}}, 1, 'B', 2.0},
+                 {{{'A', 'B', 2.0}, {'B', 'A', 3.0}}, 2, 0, 0.0}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "A-B " << std::get<2>(c.hops[0]) << ", " << std::get<0>(c.hops[1])
+                                        << "-" << std::get<1>(c.hops[1]) << " " << std::get<2>(c.hops[1]));
+        Landscape g;
+        shared_saddle_library(g, c.hops);
+        ASSERT_EQ(g.filter(), 0);
+        ASSERT_EQ(g.lib.total_path, c.kept);
+        ASSERT_EQ(g.lib.total_allpath, c.kept);
+        if (c.kept != 1) continue;
+        int end = c.kept_end == 'B' ? g.minimum_at(8, 4, 8) : g.minimum_at(8, 12, 8);
+        EXPECT_EQ(g.lib.path[0].end_type, g.cube.minima[end].type);
+        EXPECT_DOUBLE_EQ(g.lib.path[0].length, c.kept_length);
+        EXPECT_DOUBLE_EQ(g.lib.allpath[0].length, c.kept_length);
+    }
 }
 
 TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
     std::mt19937 rng(12345);
     for (int round = 0; round < 60; round++) {
-        Landscape g(6, 6, 6, 1.0, 3.0);
+        SCOPED_TRACE(testing::Message() << "round " << round);
+        Landscape g(6, 6, 6);
         const int minima = 5, saddles = 6;
         for (int m = 0; m < minima; m++) g.minimum(m, (m * 2) % 6, (m * 3) % 6, 0.1 * m);
         for (int s = 0; s < saddles; s++) g.saddle(s, 5, (s + 1) % 6, 1.0 + 0.1 * s);
@@ -586,8 +539,7 @@ TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
         auto pick_cross = [&]() { return pick_five(rng) != 0 ? 0 : (pick_five(rng) % 2 ? 1 : -1); };
         std::vector<ZEMU_path> paths;
         std::vector<ZEMU_allpath> copies;
-        int n = 10 + round;
-        for (int c = 0; c < n; c++) {
+        for (int c = 0; c < 10 + round; c++) {
             int s = pick_min(rng), e = pick_min(rng), sd = pick_saddle(rng);
             int st = pick_stype(rng);
             double energy = 1.0 + 0.5 * pick_level(rng), length = 2.0 + pick_level(rng);
@@ -600,7 +552,7 @@ TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
                     length = p.length;
                     known = true;
                 }
-            if (!known) paths.push_back(pathbuild_test::path_of_types(ts, te, st, energy, length));
+            if (!known) paths.push_back(path_of_types(ts, te, st, energy, length));
             ZEMU_allpath ap;
             ZEMU_assign_allpath(&ap, s, e, sd, ts, te, st, length, 0, 0, 0, pick_cross(), pick_cross(), pick_cross(), 0.0,
                                 0.0, energy);
@@ -608,24 +560,22 @@ TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
         }
         ZEMU_pathlib expected;
         ZEMU_init_pathlib(&expected);
-        pathbuild_test::fill_library(&expected, paths, copies);
-        pathbuild_test::fill_library(&g.lib, paths, copies);
-        ASSERT_EQ(pathbuild_test::reference_filter(&g.cube, &expected), 0);
-        ASSERT_EQ(ZEMU_filter_redundant_path(&g.cube, &g.lib), 0);
-        ASSERT_EQ(g.lib.total_path, expected.total_path) << "round " << round;
-        ASSERT_EQ(g.lib.total_allpath, expected.total_allpath) << "round " << round;
+        fill_library(&expected, paths, copies);
+        fill_library(&g.lib, paths, copies);
+        ASSERT_EQ(reference_filter(&g.cube, &expected), 0);
+        ASSERT_EQ(g.filter(), 0);
+        ASSERT_EQ(g.lib.total_path, expected.total_path);
+        ASSERT_EQ(g.lib.total_allpath, expected.total_allpath);
         EXPECT_EQ(memcmp(g.lib.path, expected.path, sizeof(ZEMU_path) * expected.total_path), 0);
         EXPECT_EQ(memcmp(g.lib.allpath, expected.allpath, sizeof(ZEMU_allpath) * expected.total_allpath), 0);
         ZEMU_free_pathlib(&expected);
     }
 }
 
-// ---------------------------------------------------------------------------
-// Single-hop connection
-// ---------------------------------------------------------------------------
+// --- Single-hop connection ---
 
 TEST(PathDirect, OneAllpathJoinsItsImagesInBothDirections) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
+    Landscape g;
     g.saddle(8, 8, 7, 1.0);
     g.joined(8, 8, 7, 6, 8, 8, 0.0);
     g.joined(8, 8, 7, 10, 8, 8, 0.1);
@@ -643,21 +593,8 @@ TEST(PathDirect, OneAllpathJoinsItsImagesInBothDirections) {
     EXPECT_EQ(g.direct(6, 8, 8, 22, 8, 8), 0);
 }
 
-TEST(PathDirect, HopToOwnImageJoinsNeighbouringCellsOnly) {
-    Landscape g(6, 16, 16, 1.0, 3.0);
-    g.saddle(4, 8, 8, 1.0);
-    g.joined(4, 8, 8, 1, 8, 8, 0.0);
-    g.valley(4, 8, 8, 7, 8, 8);
-    g.group();
-    ASSERT_EQ(g.build_all(), 0);
-    EXPECT_EQ(g.direct(1, 8, 8, 7, 8, 8), 1);
-    EXPECT_EQ(g.direct(7, 8, 8, 1, 8, 8), 1);
-    EXPECT_EQ(g.direct(1, 8, 8, -5, 8, 8), 1);
-    EXPECT_EQ(g.direct(1, 8, 8, 13, 8, 8), 0);
-}
-
 TEST(PathDirect, SamePointAlwaysAndNoMinimumNeverConnect) {
-    Landscape g(16, 16, 16, 1.0, 3.0);
+    Landscape g;
     g.minimum(6, 8, 8, 0.0);
     g.group();
     // Without any path a point still reaches itself, and nothing else.
@@ -671,9 +608,7 @@ TEST(PathDirect, SamePointAlwaysAndNoMinimumNeverConnect) {
               "Error: Invalid input to ZEMU_is_direct_path_between_minima()\n");
 }
 
-// ---------------------------------------------------------------------------
-// A landscape searched and grouped as in a run
-// ---------------------------------------------------------------------------
+// --- A landscape searched and grouped as in a run ---
 
 TEST(PathBuild, ChannelOfTwoWellsPerCellGivesOneHopInsideAndOneAcrossTheCell) {
     // Wells at a = 3 and 9 along a channel in a 6 A cell; ridges at 0 and 6.

@@ -9,6 +9,8 @@
 
 namespace {
 
+using Points = std::vector<std::vector<int>>;
+
 // A cubic grid of n^3 points, 1 Angstrom per step, every energy `background`.
 // The landscapes below carve a channel along +x through a high background, so
 // the traced routes are predictable point by point.
@@ -39,14 +41,14 @@ ZEMU_cubeloc loc(int x, int y, int z) {
     return l;
 }
 
-std::vector<std::vector<int>> points_of(const ZEMU_grid_path& p) {
-    std::vector<std::vector<int>> out;
+Points points_of(const ZEMU_grid_path& p) {
+    Points out;
     for (int i = 0; i < p.length; i++) out.push_back({p.grid[i].x, p.grid[i].y, p.grid[i].z});
     return out;
 }
 
-std::vector<std::vector<int>> axis_points(int from, int to) {
-    std::vector<std::vector<int>> out;
+Points axis_points(int from, int to) {
+    Points out;
     for (int x = from; x <= to; x++) out.push_back({x, 0, 0});
     return out;
 }
@@ -64,8 +66,8 @@ struct AxisPath {
     }
 };
 
-// Grid path owning its arrays, built point by point with given attributes.
-ZEMU_grid_path owned_path(const std::vector<std::vector<int>>& pts, int attribute) {
+// Grid path owning its arrays, every point with colour a, style a+100, marker a+200.
+ZEMU_grid_path owned_path(const Points& pts, int a) {
     ZEMU_grid_path p;
     ZEMU_init_grid_path(&p);
     int n = static_cast<int>(pts.size());
@@ -76,208 +78,117 @@ ZEMU_grid_path owned_path(const std::vector<std::vector<int>>& pts, int attribut
     p.marker = static_cast<int*>(malloc(sizeof(int) * n));
     for (int i = 0; i < n; i++) {
         p.grid[i] = ZEMU_path_triple_index{pts[i][0], pts[i][1], pts[i][2]};
-        p.color[i] = attribute;
-        p.style[i] = attribute + 100;
-        p.marker[i] = attribute + 200;
+        p.color[i] = a;
+        p.style[i] = a + 100;
+        p.marker[i] = a + 200;
     }
     return p;
 }
 
+struct Point {
+    int x, y, z;
+    double e;
+};
+
 }  // namespace
 
-// ---------------------------------------------------------------------------
-// Half paths
-// ---------------------------------------------------------------------------
-
-TEST(HalfGridPath, NeighbouringEndsGiveJustTheTwoPoints) {
-    TraceGrid g(8);
-    g.set_axis({0.0, 1.0});
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(1, 0, 0)), 0);
-    EXPECT_EQ(points_of(p), axis_points(0, 1));
-    EXPECT_EQ(p.saddle, 1);
-    for (int i = 0; i < p.length; i++) {
-        EXPECT_EQ(p.color[i], -1);
-        EXPECT_EQ(p.style[i], -1);
-        EXPECT_EQ(p.marker[i], -1);
+// Half paths traced from (from,0,0) to (to,0,0); a failed trace leaves the
+// path untouched. Checked points are all plot-attribute free (-1).
+TEST(HalfGridPath, TracedPointsSaddleAndRefusals) {
+    struct Case {
+        const char* what;
+        int n;
+        double background;
+        std::vector<double> axis;
+        std::vector<Point> extra;
+        int from, to, rc;
+        Points expected;
+        int saddle;  // -1: not checked
+    } cases[] = {
+        {"neighbouring ends give just the two points", 8, 10.0, {0.0, 1.0}, {}, 0, 1, 0, axis_points(0, 1), 1},
+        {"neighbouring ends of equal energy are trimmed to one point", 8, 10.0, {2.0, 2.0}, {}, 0, 1, 0,
+         axis_points(1, 1), -1},
+        // Equal end energies move L1 first; afterwards the higher end moves and a
+        // step from the far end is inserted just before it. (2,-1,0) is the lowest
+        // step out of L2, unreachable once L1 moved first.
+        {"equal end energies step from start, then from the higher end", 8, 0.5, {1.0, 0.5, 0.5, 1.0},
+         {{1, 1, 0, 0.1}, {2, 7, 0, 0.1}}, 0, 3, 0, {{0, 0, 0}, {1, 1, 0}, {2, 0, -1}, {3, 0, 0}}, 0},
+        // No closer neighbour lies below 9999 eV: the previous offset is taken again.
+        {"step without candidate repeats the previous offset", 10, 10000.0, {20000.0, 5.0, 10000.0, 10000.0, 0.0},
+         {}, 0, 4, 0, axis_points(0, 4), -1},
+        // No candidate at the first step: the remembered offset is (0, 0, 0).
+        {"walk that cannot progress stops at the point limit", 10, 10000.0, {}, {}, 0, 5, 1, {}, -1},
+        // The walk leaves L1 over (1,1,1) and (1,1,0), comes back to (1,0,0); L1
+        // neighbours both, the cut goes to the farther one and both detour points go.
+        {"loop is cut at the farthest neighbour", 12, 3.0, {5.0, 1.2, 1.5, 1.4, 1.3, 1.25, 0.0},
+         {{1, 1, 1, 1.0}, {1, 1, 0, 1.1}}, 0, 6, 0, axis_points(0, 6), -1},
+        {"detour over ridges (4 of 7 steps climb) is rejected", 12, 10.0, {0.0, 1.0, 0.5, 1.0, 0.5, 1.0, 0.5, 2.0},
+         {}, 0, 7, -1, {}, -1},
+        {"three quarters of steps climbing is enough", 12, 10.0, {0.0, 1.0, 2.0, 1.5, 3.0, 4.0, 3.5, 5.0, 6.0}, {}, 0,
+         8, 0, axis_points(0, 8), 8},
+        {"five of eight climbing is not", 12, 10.0, {0.0, 1.0, 2.0, 1.5, 3.0, 4.0, 3.5, 5.0, 4.5}, {}, 0, 8, -1, {},
+         -1},
+        {"leading plateau is trimmed", 12, 10.0, {1.0, 1.0, 1.0, 0.5, 0.2, 0.0}, {}, 0, 5, 0, axis_points(2, 5), 0},
+        // From the image of (6,0,0) one cell down, -2 .. 2 along a.
+        {"unwrapped ends read energies through the periodic cell", 8, 10.0, {0.0, 0.3, 0.6},
+         {{7, 0, 0, 0.9}, {6, 0, 0, 1.2}}, -2, 2, 0, axis_points(-2, 2), 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        TraceGrid g(c.n, c.background);
+        g.set_axis(c.axis);
+        for (const Point& p : c.extra) g.set(p.x, p.y, p.z, p.e);
+        ZEMU_grid_path p;
+        ZEMU_init_grid_path(&p);
+        if (c.rc != 0) p.length = 12345;
+        testing::internal::CaptureStderr();
+        int rc = ZEMU_build_half_grid_path(&g.cube, &p, loc(c.from, 0, 0), loc(c.to, 0, 0));
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.rc == 1 ? "Error: ZEMU_MAX_PATH_LENGTH exceeded\n" : "");
+        ASSERT_EQ(rc, c.rc);
+        if (rc != 0) {
+            EXPECT_EQ(p.length, 12345);
+            EXPECT_EQ(p.grid, nullptr);
+            continue;
+        }
+        EXPECT_EQ(points_of(p), c.expected);
+        if (c.saddle >= 0) { EXPECT_EQ(p.saddle, c.saddle); }
+        for (int i = 0; i < p.length; i++)
+            EXPECT_EQ((std::vector<int>{p.color[i], p.style[i], p.marker[i]}), (std::vector<int>{-1, -1, -1})) << i;
+        ZEMU_free_grid_path(&p);
     }
-    ZEMU_free_grid_path(&p);
 }
 
-TEST(HalfGridPath, NeighbouringEndsOfEqualEnergyAreTrimmedToOnePoint) {
-    TraceGrid g(8);
-    g.set_axis({2.0, 2.0});
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(1, 0, 0)), 0);
-    EXPECT_EQ(points_of(p), axis_points(1, 1));
-    ZEMU_free_grid_path(&p);
+// Hand-made paths along the axis. A half path of fewer than 6 points passes
+// whatever its shape; a full path skips its first step and counts flat steps.
+TEST(PathIrreducibility, ShareOfStepsTowardsTheTop) {
+    struct Case {
+        const char* what;
+        std::vector<double> axis;
+        int saddle, half, full;  // -1: not checked
+    } cases[] = {
+        {"short half path of any shape", {0.0, 2.0, 0.0, 2.0, 1.0}, -1, 1, -1},
+        {"descending half path with one flat step of six", {5.0, 4.0, 4.0, 3.0, 2.0, 1.0, 0.0}, -1, 1, -1},
+        {"descending half path with two flat steps (4/6)", {5.0, 4.0, 4.0, 3.0, 3.0, 1.0, 0.0}, -1, 0, -1},
+        {"half path with equal ends climbs to the last point (4/5)", {1.0, 2.0, 3.0, 4.0, 5.0, 1.0}, -1, 1, -1},
+        {"full path 3 of 4 counted, the first climb skipped", {0.0, 1.0, 2.0, 3.0, 2.0}, 3, 1, 0},
+        {"full path 5 of 6 with two flat steps", {0.5, 0.0, 1.0, 3.0, 2.0, 2.0, 2.0}, 3, -1, 1},
+        {"full path 4 of 5 with the flat step uphill", {0.0, 1.0, 1.0, 3.0, 2.0, 1.0}, 3, -1, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        TraceGrid g(8);
+        g.set_axis(c.axis);
+        AxisPath a(&g.cube, static_cast<int>(c.axis.size()));
+        if (c.saddle >= 0) { ASSERT_EQ(a.path.saddle, c.saddle); }
+        if (c.half >= 0) { EXPECT_EQ(ZEMU_halfpath_is_irreducible(&g.cube, &a.path), c.half); }
+        if (c.full >= 0) { EXPECT_EQ(ZEMU_path_is_irreducible(&g.cube, &a.path), c.full); }
+    }
 }
 
-// Equal end energies move L1 first; afterwards the higher end moves and a step
-// from the far end is inserted just before it.
-TEST(HalfGridPath, EqualEndEnergiesStepFromStartThenHigherEnd) {
-    TraceGrid g(8, 0.5);
-    g.set(0, 0, 0, 1.0);
-    g.set(3, 0, 0, 1.0);
-    g.set(1, 1, 0, 0.1);   // lowest step out of L1
-    g.set(2, 7, 0, 0.1);   // (2,-1,0): lowest step out of L2 (unreachable once L1 moved first)
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(3, 0, 0)), 0);
-    std::vector<std::vector<int>> expected = {{0, 0, 0}, {1, 1, 0}, {2, 0, -1}, {3, 0, 0}};
-    EXPECT_EQ(points_of(p), expected);
-    EXPECT_EQ(p.saddle, 0);  // first of the two highest points
-    ZEMU_free_grid_path(&p);
-}
-
-// When no closer neighbour lies below 9999 eV the previous offset is taken again.
-TEST(HalfGridPath, StepWithoutCandidateRepeatsPreviousOffset) {
-    TraceGrid g(10, 10000.0);
-    g.set(0, 0, 0, 20000.0);
-    g.set(1, 0, 0, 5.0);
-    g.set(4, 0, 0, 0.0);
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(4, 0, 0)), 0);
-    EXPECT_EQ(points_of(p), axis_points(0, 4));
-    ZEMU_free_grid_path(&p);
-}
-
-// No candidate at the first step: the remembered offset is (0, 0, 0), the walk
-// cannot progress and must stop at the point limit.
-TEST(HalfGridPath, WalkThatCannotProgressStopsAtLimit) {
-    TraceGrid g(10, 10000.0);
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    p.length = 12345;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(5, 0, 0)), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: ZEMU_MAX_PATH_LENGTH exceeded\n");
-    EXPECT_EQ(p.length, 12345);
-}
-
-// The walk leaves L1 sideways over (1,1,1) and (1,1,0), comes back to (1,0,0)
-// and runs down the channel; L1 neighbours both (1,1,0) and (1,0,0), and the cut
-// goes to the farther one, so both detour points go.
-TEST(HalfGridPath, LoopIsCutAtFarthestNeighbour) {
-    TraceGrid g(12, 3.0);
-    g.set_axis({5.0, 1.2, 1.5, 1.4, 1.3, 1.25, 0.0});
-    g.set(1, 1, 1, 1.0);
-    g.set(1, 1, 0, 1.1);
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(6, 0, 0)), 0);
-    EXPECT_EQ(points_of(p), axis_points(0, 6));
-    ZEMU_free_grid_path(&p);
-}
-
-TEST(HalfGridPath, DetourOverRidgesIsRejectedAndLeavesPathUntouched) {
-    TraceGrid g(12);
-    g.set_axis({0.0, 1.0, 0.5, 1.0, 0.5, 1.0, 0.5, 2.0});  // 4 of 7 steps climb
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    p.length = 12345;
-    EXPECT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(7, 0, 0)), -1);
-    EXPECT_EQ(p.length, 12345);
-    EXPECT_EQ(p.grid, nullptr);
-}
-
-TEST(HalfGridPath, ThreeQuartersOfStepsClimbingIsEnough) {
-    TraceGrid g(12);
-    g.set_axis({0.0, 1.0, 2.0, 1.5, 3.0, 4.0, 3.5, 5.0, 6.0});  // 6 of 8 climb
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(8, 0, 0)), 0);
-    EXPECT_EQ(p.length, 9);
-    EXPECT_EQ(p.saddle, 8);
-    ZEMU_free_grid_path(&p);
-
-    g.set_axis({0.0, 1.0, 2.0, 1.5, 3.0, 4.0, 3.5, 5.0, 4.5});  // 5 of 8
-    EXPECT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(8, 0, 0)), -1);
-}
-
-TEST(HalfGridPath, LeadingPlateauIsTrimmed) {
-    TraceGrid g(12);
-    g.set_axis({1.0, 1.0, 1.0, 0.5, 0.2, 0.0});
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(0, 0, 0), loc(5, 0, 0)), 0);
-    EXPECT_EQ(points_of(p), axis_points(2, 5));
-    EXPECT_EQ(p.saddle, 0);
-    ZEMU_free_grid_path(&p);
-}
-
-TEST(HalfGridPath, UnwrappedEndsReadEnergiesThroughThePeriodicCell) {
-    TraceGrid g(8);
-    g.set_axis({0.0, 0.3, 0.6});
-    g.set(7, 0, 0, 0.9);
-    g.set(6, 0, 0, 1.2);
-    // From the image of (6,0,0) one cell down, -2 .. 2 along a.
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_half_grid_path(&g.cube, &p, loc(-2, 0, 0), loc(2, 0, 0)), 0);
-    EXPECT_EQ(points_of(p), axis_points(-2, 2));
-    EXPECT_EQ(p.saddle, 0);
-    ZEMU_free_grid_path(&p);
-}
-
-// ---------------------------------------------------------------------------
-// Irreducibility tests on hand-made paths
-// ---------------------------------------------------------------------------
-
-TEST(PathIrreducibility, HalfPathAcceptsShortPathsWhateverTheirShape) {
-    TraceGrid g(8);
-    g.set_axis({0.0, 2.0, 0.0, 2.0, 1.0});
-    AxisPath a(&g.cube, 5);
-    EXPECT_EQ(ZEMU_halfpath_is_irreducible(&g.cube, &a.path), 1);
-}
-
-TEST(PathIrreducibility, HalfPathDescendingFromFirstPointCountsDescents) {
-    TraceGrid g(8);
-    g.set_axis({5.0, 4.0, 4.0, 3.0, 2.0, 1.0, 0.0});  // one flat step of six
-    AxisPath a(&g.cube, 7);
-    EXPECT_EQ(ZEMU_halfpath_is_irreducible(&g.cube, &a.path), 1);
-    g.set_axis({5.0, 4.0, 4.0, 3.0, 3.0, 1.0, 0.0});  // two flat: 4/6
-    EXPECT_EQ(ZEMU_halfpath_is_irreducible(&g.cube, &a.path), 0);
-}
-
-TEST(PathIrreducibility, HalfPathWithEqualEndsClimbsToTheLastPoint) {
-    TraceGrid g(8);
-    g.set_axis({1.0, 2.0, 3.0, 4.0, 5.0, 1.0});  // 4 of 5 climb towards the end
-    AxisPath a(&g.cube, 6);
-    EXPECT_EQ(ZEMU_halfpath_is_irreducible(&g.cube, &a.path), 1);
-}
-
-TEST(PathIrreducibility, FullPathCountsFlatStepsButSkipsTheFirst) {
-    TraceGrid g(8);
-    g.set_axis({0.0, 1.0, 2.0, 3.0, 2.0});  // 3 of 4 counted: the first climb is skipped
-    AxisPath a(&g.cube, 5);
-    ASSERT_EQ(a.path.saddle, 3);
-    EXPECT_EQ(ZEMU_path_is_irreducible(&g.cube, &a.path), 0);
-    EXPECT_EQ(ZEMU_halfpath_is_irreducible(&g.cube, &a.path), 1);
-
-    g.set_axis({0.5, 0.0, 1.0, 3.0, 2.0, 2.0, 2.0});  // 5 of 6 with the two flat steps
-    AxisPath b(&g.cube, 7);
-    ASSERT_EQ(b.path.saddle, 3);
-    EXPECT_EQ(ZEMU_path_is_irreducible(&g.cube, &b.path), 1);
-
-    g.set_axis({0.0, 1.0, 1.0, 3.0, 2.0, 1.0});  // 4 of 5 with the flat step uphill
-    AxisPath c(&g.cube, 6);
-    ASSERT_EQ(c.path.saddle, 3);
-    EXPECT_EQ(ZEMU_path_is_irreducible(&g.cube, &c.path), 1);
-}
-
-// ---------------------------------------------------------------------------
-// Joining, full paths and small operations
-// ---------------------------------------------------------------------------
-
-TEST(GridPathJoin, SharedPointIsKeptOnceWithSecondPathsAttributes) {
+TEST(GridPathJoin, SharedPointIsKeptOnceWithSecondPathsAttributesAndSeparatePointsAllAppended) {
     TraceGrid g(8, 0.0);
     g.set(3, 0, 0, 2.0);
-    ZEMU_grid_path one = owned_path(axis_points(0, 2), 1);
-    ZEMU_grid_path two = owned_path(axis_points(2, 4), 2);
+    ZEMU_grid_path one = owned_path(axis_points(0, 2), 1), two = owned_path(axis_points(2, 4), 2);
     ASSERT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 0);
     EXPECT_EQ(points_of(one), axis_points(0, 4));
     EXPECT_EQ(one.color[1], 1);
@@ -288,15 +199,11 @@ TEST(GridPathJoin, SharedPointIsKeptOnceWithSecondPathsAttributes) {
     EXPECT_EQ(two.length, 3);  // the second path is left to its owner
     ZEMU_free_grid_path(&one);
     ZEMU_free_grid_path(&two);
-}
 
-TEST(GridPathJoin, SeparatePointsAreAllAppended) {
-    TraceGrid g(8, 0.0);
-    ZEMU_grid_path one = owned_path({{0, 0, 0}}, 1);
-    ZEMU_grid_path two = owned_path({{5, 5, 5}, {6, 5, 5}}, 2);
+    one = owned_path({{0, 0, 0}}, 1);
+    two = owned_path({{5, 5, 5}, {6, 5, 5}}, 2);
     ASSERT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 0);
-    std::vector<std::vector<int>> expected = {{0, 0, 0}, {5, 5, 5}, {6, 5, 5}};
-    EXPECT_EQ(points_of(one), expected);
+    EXPECT_EQ(points_of(one), (Points{{0, 0, 0}, {5, 5, 5}, {6, 5, 5}}));
     ZEMU_free_grid_path(&one);
     ZEMU_free_grid_path(&two);
 }
@@ -321,7 +228,7 @@ TEST(GridPathJoin, RefusesEmptyAndOverlongJoins) {
     ZEMU_free_grid_path(&two);
 }
 
-TEST(GridPath, MinimumSaddleMinimumJoinsBothHalves) {
+TEST(GridPath, MinimumSaddleMinimumJoinsBothHalvesAndAFailingHalfIsReported) {
     TraceGrid g(12);
     g.set_axis({0.0, 1.0, 2.0, 3.0, 2.0, 1.0, 0.0});
     ZEMU_grid_path p;
@@ -332,13 +239,9 @@ TEST(GridPath, MinimumSaddleMinimumJoinsBothHalves) {
     EXPECT_DOUBLE_EQ(ZEMU_path_length_in_Angstrom(&g.cube, &p), 6.0);
     EXPECT_EQ(ZEMU_path_is_irreducible(&g.cube, &p), 1);
     ZEMU_free_grid_path(&p);
-}
 
-TEST(GridPath, FailingSecondHalfIsReportedAsItCame) {
-    TraceGrid g(12);
+    // The second half climbs on too few steps: -1 as it came, nothing kept.
     g.set_axis({0.0, 1.0, 2.0, 3.0, 1.0, 2.0, 1.0, 2.0, 1.0, 2.5});
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
     EXPECT_EQ(ZEMU_build_grid_path(&g.cube, &p, loc(0, 0, 0), loc(3, 0, 0), loc(9, 0, 0)), -1);
     EXPECT_EQ(p.length, 0);
     EXPECT_EQ(p.grid, nullptr);
@@ -349,12 +252,10 @@ TEST(GridPath, ReverseMovesOnlyThePoints) {
     p.color[0] = 1;
     p.saddle = 1;
     ZEMU_reverse_path(&p);
-    EXPECT_EQ(points_of(p), (std::vector<std::vector<int>>{{4, 0, 0}, {3, 0, 0}, {2, 0, 0}, {1, 0, 0}, {0, 0, 0}}));
+    EXPECT_EQ(points_of(p), (Points{{4, 0, 0}, {3, 0, 0}, {2, 0, 0}, {1, 0, 0}, {0, 0, 0}}));
     EXPECT_EQ(p.color[0], 1);
     EXPECT_EQ(p.saddle, 1);
     ZEMU_free_grid_path(&p);
-    EXPECT_EQ(p.length, 0);
-    EXPECT_EQ(p.color, nullptr);
 }
 
 TEST(GridPath, LengthIsZeroBelowTwoPointsAndFollowsUnwrappedSteps) {

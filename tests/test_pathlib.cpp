@@ -79,31 +79,27 @@ ZEMU_cubeloc loc(int x, int y, int z) {
 
 }  // namespace
 
-// ---------------------------------------------------------------------------
-// Equality tests
-// ---------------------------------------------------------------------------
+// --- Equality tests ---
 
-TEST(AllpathEquality, Mode135DecidesAsMinimaAndCrossingsAlone) {
+// Mode 135 decides on minima and crossings alone, 5 on the saddle, 6 on the
+// crossings; modes 1 and 2 compare the direction only.
+TEST(AllpathEquality, EachModeComparesItsOwnFields) {
     ZEMU_allpath a = make_allpath(1, 2, 10, 1, 1, 1, 0, 0, 0, 1, 0, 0);
-    ZEMU_allpath b = make_allpath(1, 2, 11, 1, 1, 2, 0, 0, 0, 1, 0, 0);  // other saddle
-    ZEMU_allpath c = make_allpath(1, 2, 10, 1, 1, 1, 0, 0, 0, 0, 1, 0);  // same saddle, other crossing
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &b, 135), 1);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &b, 13), 1);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &c, 135), 0);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &c, 5), 1);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &b, 5), 0);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &b, 6), 0);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &c, 6), 1);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &c, 3), 0);
-}
-
-TEST(AllpathEquality, Modes1And2CompareDirectionOnly) {
-    ZEMU_allpath a = make_allpath(1, 2, 10, 1, 1, 1);
-    ZEMU_allpath reversed = make_allpath(2, 1, 10, 1, 1, 1);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &a, 1), 1);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &reversed, 1), 0);
-    EXPECT_EQ(ZEMU_is_allpath_equal(&a, &reversed, 2), 0);
-    EXPECT_EQ(ZEMU_is_allpath_start_end_equal(&a, &reversed), 1);
+    ZEMU_allpath other_saddle = make_allpath(1, 2, 11, 1, 1, 2, 0, 0, 0, 1, 0, 0);
+    ZEMU_allpath other_cross = make_allpath(1, 2, 10, 1, 1, 1, 0, 0, 0, 0, 1, 0);
+    ZEMU_allpath plain = make_allpath(1, 2, 10, 1, 1, 1), reversed = make_allpath(2, 1, 10, 1, 1, 1);
+    struct {
+        ZEMU_allpath *x, *y;
+        int mode, equal;
+    } cases[] = {{&a, &other_saddle, 135, 1}, {&a, &other_saddle, 13, 1}, {&a, &other_cross, 135, 0},
+                 {&a, &other_cross, 5, 1},    {&a, &other_saddle, 5, 0},  {&a, &other_saddle, 6, 0},
+                 {&a, &other_cross, 6, 1},    {&a, &other_cross, 3, 0},   {&plain, &plain, 1, 1},
+                 {&plain, &reversed, 1, 0},   {&plain, &reversed, 2, 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(ZEMU_is_allpath_equal(c.x, c.y, c.mode), c.equal) << "saddle " << c.y->saddle << ", end crossing "
+                                                                    << c.y->end_crossx << ", start " << c.y->start
+                                                                    << ", mode " << c.mode;
+    EXPECT_EQ(ZEMU_is_allpath_start_end_equal(&plain, &reversed), 1);
 }
 
 TEST(AllpathEquality, UnknownModePrintsOnStandardOutputAndIsFalse) {
@@ -126,16 +122,6 @@ TEST(PathEquality, StartEndMatchesReverseAndSelfHops) {
     EXPECT_EQ(ZEMU_is_path_start_end_equal(&hop, &hop2), 1);
 }
 
-TEST(PathEquality, NewPathRecordHasNoPlotAttributes) {
-    ZEMU_path p;
-    memset(&p, 0x5a, sizeof(p));
-    ZEMU_init_path(&p);
-    EXPECT_EQ(p.color, -1);
-    EXPECT_EQ(p.style, -1);
-    EXPECT_EQ(p.in_rp, 0);
-    EXPECT_EQ(p.oneD + p.twoD + p.threeD, 0);
-}
-
 TEST(PathLookup, IsinPathlibMatchesTypesInEitherOrder) {
     Library l({make_path(0, 1, 1, 2, 3, 0.5)}, {});
     EXPECT_EQ(ZEMU_isin_pathlib(&l.lib, 1, 2, 3), 1);
@@ -144,27 +130,12 @@ TEST(PathLookup, IsinPathlibMatchesTypesInEitherOrder) {
     EXPECT_EQ(ZEMU_isin_pathlib(&l.lib, 1, 1, 3), 0);
 }
 
-// ---------------------------------------------------------------------------
-// Library edits
-// ---------------------------------------------------------------------------
+// --- Library edits ---
 
-TEST(PathLibrary, InsertPutsNewCopyFirst) {
-    ZEMU_pathlib lib;
-    ZEMU_init_pathlib(&lib);
-    ZEMU_insert_pathlib_allpath(&lib, make_allpath(0, 1, 10, 1, 1, 1));
-    ASSERT_EQ(lib.total_allpath, 1);
-    ZEMU_insert_pathlib_allpath(&lib, make_allpath(0, 1, 11, 1, 1, 1));
-    ZEMU_insert_pathlib_allpath(&lib, make_allpath(0, 1, 12, 1, 1, 1));
-    ASSERT_EQ(lib.total_allpath, 3);
-    EXPECT_EQ(lib.allpath[0].saddle, 12);
-    EXPECT_EQ(lib.allpath[2].saddle, 10);
-    ZEMU_free_pathlib(&lib);
-    EXPECT_EQ(lib.allpath, nullptr);
-    EXPECT_EQ(lib.total_allpath, 0);
-}
-
-TEST(PathLibrary, PopReturnsTheCopyAndEmptiesDownToNothing) {
-    Library l({}, {make_allpath(0, 1, 1, 1, 1, 1), make_allpath(0, 1, 2, 1, 1, 1), make_allpath(0, 1, 3, 1, 1, 1)});
+TEST(PathLibrary, InsertPutsNewCopyFirstAndPopEmptiesDownToNothing) {
+    Library l({}, {});
+    for (int saddle : {3, 2, 1}) ZEMU_insert_pathlib_allpath(&l.lib, make_allpath(0, 1, saddle, 1, 1, 1));
+    ASSERT_EQ(l.allpath_saddles(), (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(ZEMU_pop_pathlib_allpath(&l.lib, 1).saddle, 2);
     EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{1, 3}));
     EXPECT_EQ(ZEMU_pop_pathlib_allpath(&l.lib, 1).saddle, 3);
@@ -217,30 +188,20 @@ TEST(PathLibrary, DeletePathRemovesCopiesOfItsExactTypeTriple) {
     EXPECT_EQ(l.lib.total_allpath, 0);
 }
 
-// A path type with tens of thousands of copies leaves in one sweep (well under a
-// second, where closing the array up once per copy takes several): the copies of
-// the other types keep their order.
+// A path type with thousands of interleaved copies leaves in one call: the
+// copies of the other type keep their order.
 TEST(PathLibrary, DeletePathWithManyCopiesLeavesTheRestInOrder) {
     const int copies = 3000;
-    ZEMU_pathlib lib;
-    ZEMU_init_pathlib(&lib);
-    lib.total_path = 2;
-    lib.path = static_cast<ZEMU_path*>(malloc(2 * sizeof(ZEMU_path)));
-    lib.path[0] = make_path(0, 1, 1, 2, 1, 0.5);
-    lib.path[1] = make_path(0, 1, 1, 2, 2, 0.6);
-    lib.total_allpath = copies;
-    lib.allpath = static_cast<ZEMU_allpath*>(malloc(copies * sizeof(ZEMU_allpath)));
-    for (int i = 0; i < copies; i++) lib.allpath[i] = make_allpath(0, 1, i, 1, 2, i % 3 == 0 ? 2 : 1);
-
-    ASSERT_EQ(ZEMU_delete_pathlib_path(&lib, 0), 0);
-
-    ASSERT_EQ(lib.total_path, 1);
-    EXPECT_EQ(lib.path[0].saddle_type, 2);
-    ASSERT_EQ(lib.total_allpath, (copies + 2) / 3);
-    bool in_order = true;
-    for (int i = 0; i < lib.total_allpath; i++) in_order = in_order && lib.allpath[i].saddle == 3 * i;
-    EXPECT_TRUE(in_order);
-    ZEMU_free_pathlib(&lib);
+    Library l({make_path(0, 1, 1, 2, 1, 0.5), make_path(0, 1, 1, 2, 2, 0.6)}, {});
+    l.lib.total_allpath = copies;
+    l.lib.allpath = static_cast<ZEMU_allpath*>(malloc(copies * sizeof(ZEMU_allpath)));
+    for (int i = 0; i < copies; i++) l.lib.allpath[i] = make_allpath(0, 1, i, 1, 2, i % 3 == 0 ? 2 : 1);
+    ASSERT_EQ(ZEMU_delete_pathlib_path(&l.lib, 0), 0);
+    ASSERT_EQ(l.lib.total_path, 1);
+    EXPECT_EQ(l.lib.path[0].saddle_type, 2);
+    std::vector<int> expected;
+    for (int i = 0; i < copies; i += 3) expected.push_back(i);
+    EXPECT_EQ(l.allpath_saddles(), expected);
 }
 
 TEST(PathLibrary, CopyWithoutPathIsReportedAsNotFound) {
@@ -287,9 +248,7 @@ TEST(PathLibrary, CopyTakesRecordsButNotFlagOrEnergies) {
     EXPECT_EQ(dst.lib.total_path + dst.lib.total_allpath, 0);
 }
 
-// ---------------------------------------------------------------------------
-// Growable lists, clusters, reaction pathways
-// ---------------------------------------------------------------------------
+// --- Growable lists, clusters, reaction pathways ---
 
 TEST(PathLists, AppendsGrowPastAnyInitialSize) {
     for (int initial : {0, 1, 3}) {
@@ -311,15 +270,12 @@ TEST(PathLists, AppendsGrowPastAnyInitialSize) {
         EXPECT_EQ(ap.allpath[37].saddle, 37);
         ZEMU_free_cellcross_list(&cc);
         ZEMU_free_allpath_list(&ap);
-        EXPECT_EQ(cc.len + cc.alloc + ap.len + ap.alloc, 0);
-        EXPECT_EQ(cc.points, nullptr);
     }
 }
 
 TEST(ClusterRecords, CopyIsDeepAndAllocRefusesEmptyList) {
     ZEMU_cluster a;
     ZEMU_init_cluster(&a);
-    EXPECT_EQ(a.mul, 1);
     a.total_path = 2;
     a.path = static_cast<int*>(malloc(2 * sizeof(int)));
     a.path[0] = 4;
@@ -335,8 +291,6 @@ TEST(ClusterRecords, CopyIsDeepAndAllocRefusesEmptyList) {
     EXPECT_EQ(list.clust[0].vector[1].y, 8);
     free(a.path);
     ZEMU_free_path_clust(&list);
-    EXPECT_EQ(list.clust, nullptr);
-
     list.total = 0;
     testing::internal::CaptureStderr();
     EXPECT_EQ(ZEMU_alloc_path_clust(&list), 1);
@@ -347,19 +301,13 @@ TEST(ReactionPathwayRecords, AppendKeepsSignedReferencesInOrder) {
     ZEMU_reaction_pathway_overall all;
     all.total = 1;
     all.rp = static_cast<ZEMU_reaction_pathway*>(calloc(1, sizeof(ZEMU_reaction_pathway)));
-    ASSERT_EQ(ZEMU_append_path_to_reaction_pathway(&all.rp[0], 3), 0);
-    ASSERT_EQ(ZEMU_append_path_to_reaction_pathway(&all.rp[0], -1), 0);
-    ASSERT_EQ(ZEMU_append_path_to_reaction_pathway(&all.rp[0], 0), 0);
+    for (int ref : {3, -1, 0}) ASSERT_EQ(ZEMU_append_path_to_reaction_pathway(&all.rp[0], ref), 0);
     ASSERT_EQ(all.rp[0].total_path, 3);
-    EXPECT_EQ(all.rp[0].path[1], -1);
+    EXPECT_EQ(std::vector<int>(all.rp[0].path, all.rp[0].path + 3), (std::vector<int>{3, -1, 0}));
     ZEMU_free_reaction_pathway(&all);
-    EXPECT_EQ(all.total, 0);
-    EXPECT_EQ(all.rp, nullptr);
 }
 
-// ---------------------------------------------------------------------------
-// Distances between grid locations
-// ---------------------------------------------------------------------------
+// --- Distances between grid locations ---
 
 TEST(LocDistance, UsesCellMetricWithoutWrapping) {
     ZEMU_cube ortho = make_cell(10, 20, 5, 0.5, 0.0, 0.25, 2.0);  // 5 x 5 x 10 Angstrom

@@ -6,44 +6,40 @@
 #include <string>
 
 #include "ZEMU-cube.h"
+#include "small_fixtures.h"
 
 namespace {
+
+const char kNoE[] = "Error: Invalid scaling expression - variable E missing\n";
+const char kNoThreshold[] = "Warning: Program could not find the correct energy threshold to be applied\n";
 
 // A grid record with a compiled scaling expression (scaling on when expr is given).
 struct ScaledCube {
     ZEMU_cube cube;
     int parse_status = 0;
     std::string err;
-    explicit ScaledCube(const char* expr = nullptr)
-    {
+    explicit ScaledCube(const std::string& expr = "") {
         ZEMU_init_cube(&cube);
-        if (expr != nullptr) {
-            cube.scaling = 1;
-            std::string text = expr;
-            testing::internal::CaptureStderr();
-            parse_status = ZEMU_parse_energy_scaling(&cube, &text[0]);
-            err = testing::internal::GetCapturedStderr();
-        }
+        if (expr.empty()) return;
+        cube.scaling = 1;
+        std::string text = expr;
+        err = fixture::stderr_of([&] { parse_status = ZEMU_parse_energy_scaling(&cube, &text[0]); });
     }
     ~ScaledCube() { ZEMU_free_cube(&cube); }
+    double inverse(double s, std::string* warning) {
+        double r;
+        *warning = fixture::stderr_of([&] { r = ZEMU_get_unscaled_from_scaled(&cube, s); });
+        return r;
+    }
 };
-
-double inverse(ZEMU_cube* cube, double s, std::string* err)
-{
-    testing::internal::CaptureStderr();
-    double r = ZEMU_get_unscaled_from_scaled(cube, s);
-    *err = testing::internal::GetCapturedStderr();
-    return r;
-}
 
 }  // namespace
 
-TEST(EnergyScaling, WithoutScalingValuesPassThrough)
-{
+TEST(EnergyScaling, WithoutScalingValuesPassThrough) {
     ScaledCube sc;
     EXPECT_EQ(ZEMU_scale_cube_energy(&sc.cube, 1.234), 1.234);
     std::string err;
-    double raw = inverse(&sc.cube, 0.3, &err);
+    double raw = sc.inverse(0.3, &err);
     EXPECT_EQ(err, "");
     EXPECT_NEAR(raw, 0.3, 0.001);
     EXPECT_NE(raw, 0.3);  // a midpoint or bracket end of the bisection on [0, 10]
@@ -51,91 +47,63 @@ TEST(EnergyScaling, WithoutScalingValuesPassThrough)
     EXPECT_EQ(steps, std::floor(steps));
 }
 
-TEST(EnergyScaling, SodiumExpressionGrowsSlowerThanRawEnergy)
-{
+TEST(EnergyScaling, SodiumExpressionGrowsSlowerThanRawEnergy) {
     ScaledCube sc("0.5695*E^(0.6946)");
     ASSERT_EQ(sc.parse_status, 0) << sc.err;
     EXPECT_DOUBLE_EQ(ZEMU_scale_cube_energy(&sc.cube, 1.0), 0.5695);
     EXPECT_DOUBLE_EQ(ZEMU_scale_cube_energy(&sc.cube, 4.0), 0.5695 * pow(4.0, 0.6946));
     EXPECT_LT(ZEMU_scale_cube_energy(&sc.cube, 4.0), 4.0);
-
     std::string err;
     // scale(10) is about 2.82: the upper bracket has to move up for 5.0
-    double raw = inverse(&sc.cube, 5.0, &err);
+    double raw = sc.inverse(5.0, &err);
     EXPECT_EQ(err, "");
     EXPECT_GT(raw, 10.0);
     EXPECT_NEAR(ZEMU_scale_cube_energy(&sc.cube, raw), 5.0, 0.001);
 }
 
-TEST(EnergyScaling, InverseOutsideTheBracketWarnsAndGivesOne)
-{
-    ScaledCube sc("E");
-    std::string err;
-    EXPECT_EQ(inverse(&sc.cube, 0.0, &err), 1.0);
-    EXPECT_EQ(err, "Warning: Program could not find the correct energy threshold to be applied\n");
+TEST(EnergyScaling, InverseGivesOneWithAWarningOrTheUpperBracketWhenBisectionRunsOut) {
+    // E - 100 below 12.3 and E + 100 above: 50 lies in the jump, the bracket has
+    // moved up to 13, and that bracket (not a midpoint near 12.3) comes back
+    const std::string jump = "E+100*(E-12.3)/((E-12.3)^2+0.0000000000000000000000000000000000000001)^0.5";
+    struct Case { std::string expr; double target, result; const char* warning; } cases[] = {
+        {"E", 0.0, 1.0, kNoThreshold},      // outside the bracket
+        {"0*E+1", 5.0, 1.0, kNoThreshold},  // bounded expression
+        {"1000000000000000000000000000000*E", 0.5, 10.0, ""},  // 100 halvings never come within 0.001
+        {jump, 50.0, 13.0, ""},
+    };
+    for (Case& cs : cases) {
+        SCOPED_TRACE(cs.expr);
+        ScaledCube sc(cs.expr);
+        ASSERT_EQ(sc.parse_status, 0) << sc.err;
+        std::string warning;
+        EXPECT_EQ(sc.inverse(cs.target, &warning), cs.result);
+        EXPECT_EQ(warning, cs.warning);
+    }
+    ScaledCube j(jump);
+    EXPECT_NEAR(ZEMU_scale_cube_energy(&j.cube, 12.0), -88.0, 1e-9);
+    EXPECT_NEAR(ZEMU_scale_cube_energy(&j.cube, 13.0), 113.0, 1e-9);
 }
 
-TEST(EnergyScaling, InverseGivesTheUpperBracketWhenBisectionRunsOut)
-{
-    // so steep that 100 halvings never come within 0.001 of the target
-    ScaledCube steep("1000000000000000000000000000000*E");
-    ASSERT_EQ(steep.parse_status, 0) << steep.err;
-    std::string err;
-    EXPECT_EQ(inverse(&steep.cube, 0.5, &err), 10.0);
-    EXPECT_EQ(err, "");
-
-    // E - 100 below 12.3 and E + 100 above: 50 lies in the jump, the bracket
-    // has moved up to 13, and that bracket (not a midpoint near 12.3) comes back
-    ScaledCube jump("E+100*(E-12.3)/((E-12.3)^2+0.0000000000000000000000000000000000000001)^0.5");
-    ASSERT_EQ(jump.parse_status, 0) << jump.err;
-    EXPECT_NEAR(ZEMU_scale_cube_energy(&jump.cube, 12.0), -88.0, 1e-9);
-    EXPECT_NEAR(ZEMU_scale_cube_energy(&jump.cube, 13.0), 113.0, 1e-9);
-    EXPECT_EQ(inverse(&jump.cube, 50.0, &err), 13.0);
-    EXPECT_EQ(err, "");
+TEST(EnergyScaling, ExpressionNeedsAnUpperCaseEWithinNinetyNineCharacters) {
+    std::string padded = "E";
+    while (padded.size() < 150) padded += "+0";  // cut to 99 characters, still valid
+    struct Case { std::string expr; const char* err; double at2; /* scaled 2.0 when compiled */ } cases[] = {
+        {"2*e", kNoE, 0},
+        {std::string(120, ' ') + "E", kNoE, 0},  // the E lies beyond the kept part
+        {"E $", "Error: Expression cannot be fully parsed in ZEMU_RPN_tokenize()\n", 0},  // the evaluator's message only
+        {"E*E", "", 4.0},
+        {padded, "", 2.0},
+    };
+    for (Case& cs : cases) {
+        SCOPED_TRACE(cs.expr);
+        ScaledCube sc(cs.expr);
+        EXPECT_EQ(sc.parse_status, cs.err[0] ? 1 : 0);
+        EXPECT_EQ(sc.err, cs.err);
+        if (!cs.err[0]) { EXPECT_EQ(ZEMU_scale_cube_energy(&sc.cube, 2.0), cs.at2); }
+    }
 }
 
-TEST(EnergyScaling, InverseOfABoundedExpressionGivesUp)
-{
-    ScaledCube sc("0*E+1");
-    std::string err;
-    EXPECT_EQ(inverse(&sc.cube, 5.0, &err), 1.0);
-    EXPECT_EQ(err, "Warning: Program could not find the correct energy threshold to be applied\n");
-}
-
-TEST(EnergyScaling, ExpressionNeedsAnUpperCaseE)
-{
-    ScaledCube lower("2*e");
-    EXPECT_EQ(lower.parse_status, 1);
-    EXPECT_EQ(lower.err, "Error: Invalid scaling expression - variable E missing\n");
-
-    ScaledCube square("E*E");
-    EXPECT_EQ(square.parse_status, 0);
-    EXPECT_EQ(ZEMU_scale_cube_energy(&square.cube, 3.0), 9.0);
-}
-
-TEST(EnergyScaling, RejectedExpressionLeavesOnlyTheEvaluatorsMessage)
-{
-    ScaledCube sc("E $");
-    EXPECT_EQ(sc.parse_status, 1);
-    EXPECT_EQ(sc.err, "Error: Expression cannot be fully parsed in ZEMU_RPN_tokenize()\n");
-}
-
-TEST(EnergyScaling, LongExpressionIsCutToNinetyNineCharacters)
-{
-    std::string text = "E";
-    while (text.size() < 150) text += "+0";
-    ScaledCube sc(text.c_str());
-    EXPECT_EQ(sc.parse_status, 0) << sc.err;
-    EXPECT_EQ(ZEMU_scale_cube_energy(&sc.cube, 2.0), 2.0);
-
-    std::string late = std::string(120, ' ') + "E";  // the E lies beyond the kept part
-    ScaledCube cut(late.c_str());
-    EXPECT_EQ(cut.parse_status, 1);
-    EXPECT_EQ(cut.err, "Error: Invalid scaling expression - variable E missing\n");
-}
-
-TEST(EnergyScaling, ShiftMovesTheMinimumToZeroAndAccumulates)
-{
+TEST(EnergyScaling, ShiftMovesTheMinimumToZeroAndAccumulates) {
     ZEMU_cube c;
     ZEMU_init_cube(&c);
     c.a_grid = c.b_grid = c.c_grid = 2;

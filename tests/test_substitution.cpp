@@ -3,104 +3,75 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string>
+#include <vector>
 
 #include "ZEMU-cif.h"
-#include "e2e_util.h"
+#include "structure_fixtures.h"
 
 namespace {
-
-// Sites in a 10 x 10 x 10 cell with only "x,y,z"; multiplicities as given.
-struct SubStructure {
-    ZEMU_cif cif;
-    explicit SubStructure(const char* icsd, const char* probe) {
-        ZEMU_init_cif(&cif);
-        cif.a = cif.b = cif.c = 10.0;
-        cif.alpha = cif.beta = cif.gamma = 90.0;
-        snprintf(cif.ICSD, sizeof cif.ICSD, "%s", icsd);
-        snprintf(cif.probe_type, sizeof cif.probe_type, "%s", probe);
-    }
-    ~SubStructure() { ZEMU_free_cif(&cif); }
-    void add(const char* label, const char* type, double x, double y, double z, int mul = 4, char w = 'c') {
-        ZEMU_add_cif_site(&cif, const_cast<char*>(label), const_cast<char*>(type), x, y, z, mul, w, 1.0, 0.0);
-    }
-};
 
 using Check = int (*)(ZEMU_cif*, FILE*);
 
 std::string run(Check check, ZEMU_cif* cif) {
-    FILE* f = tmpfile();
-    if (!f) return "<no tmpfile>";
-    EXPECT_EQ(check(cif, f), 0);
-    std::string s;
-    rewind(f);
-    for (int ch; (ch = fgetc(f)) != EOF;) s += (char)ch;
-    fclose(f);
-    return s;
+    return fx::stream_of([&](FILE* f) { EXPECT_EQ(check(cif, f), 0); });
 }
+
+const char* kYes = "Yes, substituted\n";
+const char* kNo = "Not substituted\n";
 
 }  // namespace
 
-TEST(SubstitutionCheck, MobileIonSharingItsPositionIsSubstituted) {
-    SubStructure s("12345", "Li1+");
-    s.add("O1", "O2-", 0.5, 0.5, 0.5);
-    s.add("Li1", "Li1+", 0.25, 0.25, 0.25);
-    s.add("Na1", "Na1+", 0.25, 0.25, 0.25);
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 12345 Yes, substituted\n");
-    s.cif.site[2].Wyckoff = 'd';
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 12345 Not substituted\n");
-    s.cif.site[2].Wyckoff = 'c';
-    s.cif.site[2].mul = 8;
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 12345 Not substituted\n");
-}
-
-TEST(SubstitutionCheck, PartnerBeforeTheMobileIonCounts) {
-    SubStructure s("1", "Li1+");
-    s.add("Na1", "Na1+", 0.25, 0.25, 0.25);
-    s.add("Li1", "Li1+", 0.25, 0.25, 0.25);
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 1 Yes, substituted\n");
-}
-
-TEST(SubstitutionCheck, OffsetMustStayBelowHalfAngstromOnEveryAxis) {
-    SubStructure s("7", "Li1+");
-    s.add("Li1", "Li1+", 0.0, 0.5, 0.5);
-    s.add("Na1", "Na1+", 0.04, 0.5, 0.5);  // 0.4 Angstrom along a
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 7 Yes, substituted\n");
-    s.cif.site[1].x = 0.05;  // 0.5 Angstrom: not below the bound
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 7 Not substituted\n");
-    s.cif.site[1].x = 0.0;
-    s.cif.site[1].z = 0.55;
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 7 Not substituted\n");
-}
-
-TEST(SubstitutionCheck, PositionsAreNotWrappedAcrossTheCell) {
-    SubStructure s("7", "Li1+");
-    s.add("Li1", "Li1+", 0.01, 0.5, 0.5);
-    s.add("Na1", "Na1+", 0.99, 0.5, 0.5);
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 7 Not substituted\n");
-    EXPECT_EQ(run(ZEMU_check_ions_sub, &s.cif), "ICSD: 7 Not substituted\n");
-}
-
-TEST(SubstitutionCheck, AnySharedPositionCountsForTheAllSitesCheck) {
-    SubStructure s("", "Li1+");  // no site of the probe type
-    s.add("Na1", "Na1+", 0.25, 0.25, 0.25);
-    s.add("K1", "K1+", 0.26, 0.25, 0.25);
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD:  Not substituted\n");
-    EXPECT_EQ(run(ZEMU_check_ions_sub, &s.cif), "ICSD:  Yes, substituted\n");
-}
-
-TEST(SubstitutionCheck, ProbeTypeComparedAsWholeSymbol) {
-    SubStructure s("3", "Li1");
-    s.add("Li1", "Li1+", 0.25, 0.25, 0.25);
-    s.add("Na1", "Na1+", 0.25, 0.25, 0.25);
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), "ICSD: 3 Not substituted\n");
+TEST(SubstitutionCheck, VerdictsOnSitesInATenAngstromCell) {
+    struct Site {
+        const char* label;
+        const char* type;
+        double x, y, z;
+        int mul;
+        char w;
+    };
+    struct Case {
+        const char* what;
+        const char* icsd;
+        const char* probe;
+        std::vector<Site> sites;
+        const char* mobile;  // verdict of the mobile-ion check
+        const char* any = nullptr;  // verdict of the all-sites check (nullptr: not asked)
+    };
+    const Site o1 = {"O1", "O2-", 0.5, 0.5, 0.5, 4, 'c'}, li = {"Li1", "Li1+", 0.25, 0.25, 0.25, 4, 'c'};
+    const Site li0 = {"Li1", "Li1+", 0.0, 0.5, 0.5, 4, 'c'};
+    const Case cases[] = {
+        {"mobile ion sharing its position", "12345", "Li1+", {o1, li, {"Na1", "Na1+", 0.25, 0.25, 0.25, 4, 'c'}}, kYes},
+        {"other Wyckoff letter", "12345", "Li1+", {o1, li, {"Na1", "Na1+", 0.25, 0.25, 0.25, 4, 'd'}}, kNo},
+        {"other multiplicity", "12345", "Li1+", {o1, li, {"Na1", "Na1+", 0.25, 0.25, 0.25, 8, 'c'}}, kNo},
+        {"partner before the mobile ion", "1", "Li1+", {{"Na1", "Na1+", 0.25, 0.25, 0.25, 4, 'c'}, li}, kYes},
+        {"0.4 Angstrom along a", "7", "Li1+", {li0, {"Na1", "Na1+", 0.04, 0.5, 0.5, 4, 'c'}}, kYes},
+        {"0.5 Angstrom is not below the bound", "7", "Li1+", {li0, {"Na1", "Na1+", 0.05, 0.5, 0.5, 4, 'c'}}, kNo},
+        {"0.5 Angstrom along c", "7", "Li1+", {li0, {"Na1", "Na1+", 0.0, 0.5, 0.55, 4, 'c'}}, kNo},
+        {"positions are not wrapped across the cell", "7", "Li1+",
+         {{"Li1", "Li1+", 0.01, 0.5, 0.5, 4, 'c'}, {"Na1", "Na1+", 0.99, 0.5, 0.5, 4, 'c'}}, kNo, kNo},
+        {"any shared position counts for the all-sites check", "", "Li1+",
+         {{"Na1", "Na1+", 0.25, 0.25, 0.25, 4, 'c'}, {"K1", "K1+", 0.26, 0.25, 0.25, 4, 'c'}}, kNo, kYes},
+        {"probe type compared as whole symbol", "3", "Li1", {li, {"Na1", "Na1+", 0.25, 0.25, 0.25, 4, 'c'}}, kNo},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        fx::Cif s;
+        snprintf(s.cif.ICSD, sizeof s.cif.ICSD, "%s", c.icsd);
+        snprintf(s.cif.probe_type, sizeof s.cif.probe_type, "%s", c.probe);
+        for (const Site& p : c.sites) s.site(p.label, p.type, p.x, p.y, p.z, p.mul, 1.0, 0.0, p.w);
+        const std::string prefix = std::string("ICSD: ") + c.icsd + " ";
+        EXPECT_EQ(run(ZEMU_check_ion_sub, &s.cif), prefix + c.mobile);
+        if (c.any) {
+            EXPECT_EQ(run(ZEMU_check_ions_sub, &s.cif), prefix + c.any);
+        }
+    }
 }
 
 TEST(SubstitutionCheck, MixedSiteReadFromCif) {
     ZEMU_cif cif;
     ZEMU_init_cif(&cif);
-    ASSERT_EQ(ZEMU_load_cif(const_cast<char*>(zemu_test::data_file("sub_mixed_site.cif").c_str()), &cif), 0);
+    ASSERT_EQ(ZEMU_load_cif(fx::txt(zemu_test::data_file("sub_mixed_site.cif").c_str()), &cif), 0);
     snprintf(cif.probe_type, sizeof cif.probe_type, "Li1+");
     EXPECT_EQ(run(ZEMU_check_ion_sub, &cif), "ICSD: 98765 Yes, substituted\n");  // Li1/Na1, 0.03 Angstrom apart
     snprintf(cif.probe_type, sizeof cif.probe_type, "O2-");
@@ -109,8 +80,9 @@ TEST(SubstitutionCheck, MixedSiteReadFromCif) {
 }
 
 TEST(SubstitutionCheck, IcsdPrefixHasTwoTrailingBlanks) {
-    SubStructure s("98765", "Li1+");
+    fx::Cif s;
+    snprintf(s.cif.ICSD, sizeof s.cif.ICSD, "98765");
     EXPECT_EQ(run(ZEMU_print_cif_ICSD, &s.cif), "ICSD: 98765  ");
-    SubStructure empty("", "Li1+");
-    EXPECT_EQ(run(ZEMU_print_cif_ICSD, &empty.cif), "ICSD:   ");
+    s.cif.ICSD[0] = '\0';
+    EXPECT_EQ(run(ZEMU_print_cif_ICSD, &s.cif), "ICSD:   ");
 }
