@@ -30,8 +30,9 @@ int grow_to_count(T** array, int count, int* cap) {
 
 // Labels and type symbols longer than 9 characters are cut to their field.
 void copy_label(char* dst, const char* src) {
-    strncpy(dst, src, ZEMU_CIF_LABEL_SIZE - 1);
-    dst[ZEMU_CIF_LABEL_SIZE - 1] = '\0';
+    size_t n = strnlen(src, ZEMU_CIF_LABEL_SIZE - 1);
+    memcpy(dst, src, n);
+    memset(dst + n, 0, ZEMU_CIF_LABEL_SIZE - n);
 }
 
 ZEMU_site make_site(char* label, char* type, double x, double y, double z, int mul, char Wyckoff, double occ, double ox) {
