@@ -216,6 +216,14 @@ typedef struct {
     ZEMU_bv_bin_item** item;  // total rows of total items, owned; none when total is 0
 } ZEMU_bv_bin;
 
+#define ZEMU_BV_DATABASE_FILE "bin/database_binary.dat"  // read relative to the working directory
+#define ZEMU_BV_LINE_SIZE 200                            // line buffer of the parameter file
+#define ZEMU_BV_PARAM_WORDS 8                            // shorter lines are headers or comments
+
+// Words of one parameter-file line: the line end is removed, then the line is split
+// at blanks (in place). Stores at most max_words pointers; returns how many.
+int ZEMU_bv_database_words(char* line, char** word, int max_words);
+
 int ZEMU_init_bv_bin(ZEMU_bv_bin* bin, int size);
 int ZEMU_alloc_bv_bin(ZEMU_bv_bin* bin);
 int ZEMU_free_bv_bin(ZEMU_bv_bin* bin);

@@ -14,9 +14,9 @@
 
 namespace {
 
-const char* const BV_DATABASE_FILE = "bin/database_binary.dat";
-const int BV_LINE_SIZE = 200;      // line buffer of the parameter file
-const int BV_MIN_WORDS = 8;        // shorter lines are headers or comments
+const char* const BV_DATABASE_FILE = ZEMU_BV_DATABASE_FILE;
+const int BV_LINE_SIZE = ZEMU_BV_LINE_SIZE;
+const int BV_MIN_WORDS = ZEMU_BV_PARAM_WORDS;
 const double BV_MIN_DISTANCE = 0.3;  // Angstrom: closer atoms (the site itself) never bond
 // Shell bound for cells whose metric cannot bound the search (degenerate or non-finite
 // cell, absurd cut-off): keeps bad input from searching practically forever.
@@ -45,13 +45,8 @@ void bv_read_param_lines(FILE* fp, std::vector<BvParamLine>& lines)
 {
     char line[BV_LINE_SIZE];
     while (fgets(line, sizeof line, fp) != nullptr) {
-        size_t len = strlen(line);
-        while (len > 0 && (line[len - 1] == '\n' || line[len - 1] == '\r')) line[--len] = '\0';
         char* word[BV_MIN_WORDS];
-        int words = 0;
-        for (char* w = strtok(line, " "); w != nullptr && words < BV_MIN_WORDS; w = strtok(nullptr, " "))
-            word[words++] = w;
-        if (words < BV_MIN_WORDS) continue;
+        if (ZEMU_bv_database_words(line, word, BV_MIN_WORDS) < BV_MIN_WORDS) continue;
         BvParamLine p;
         p.cation = word[0];
         p.cation_ox = atoi(word[1]);
@@ -124,6 +119,17 @@ void bv_shell_translations(int m, std::vector<int>& t)
 }
 
 }  // namespace
+
+int ZEMU_bv_database_words(char* line, char** word, int max_words)
+{
+    size_t len = strlen(line);
+    while (len > 0 && (line[len - 1] == '\n' || line[len - 1] == '\r')) line[--len] = '\0';
+    int words = 0;
+    char* save = nullptr;
+    for (char* w = strtok_r(line, " ", &save); w != nullptr && words < max_words; w = strtok_r(nullptr, " ", &save))
+        word[words++] = w;
+    return words;
+}
 
 // ---------------------------------------------------------------------------
 // Parameter matrix

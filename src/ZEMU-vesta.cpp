@@ -17,9 +17,9 @@
 namespace {
 
 const char* const VESTA_FILE = "ZEMU.vesta";
-const char* const VESTA_BV_DATABASE = "bin/database_binary.dat";
-const int VESTA_DB_LINE_SIZE = 200;    // line buffer of the bond-valence database
-const int VESTA_DB_MIN_FIELDS = 8;     // shorter lines are headers or comments
+const char* const VESTA_BV_DATABASE = ZEMU_BV_DATABASE_FILE;
+const int VESTA_DB_LINE_SIZE = ZEMU_BV_LINE_SIZE;
+const int VESTA_DB_MIN_FIELDS = ZEMU_BV_PARAM_WORDS;
 const int VESTA_ELEMENT_CHARS = 10;    // characters of a label searched for the element symbol
 const int VESTA_SYMOP_CHARS = 30;      // characters of an operation text parsed
 const double VESTA_BOND_VALENCE_SHARE = 4.25;  // bond valence limit: ox / (4.25 cn)
@@ -137,16 +137,9 @@ double ZEMU_maximum_pair_distance(char* cation, char* anion, double ox_1, double
 
     char line[VESTA_DB_LINE_SIZE];
     while (fgets(line, sizeof line, fp) != nullptr) {
-        // Words are the pieces between blanks once the line end is removed, as for the
-        // bond valence reader, so both readers see the same parameter lines.
-        size_t len = strlen(line);
-        while (len > 0 && (line[len - 1] == '\n' || line[len - 1] == '\r')) line[--len] = '\0';
+        // The same words the bond valence reader sees.
         char* field[VESTA_DB_MIN_FIELDS];
-        int fields = 0;
-        char* save = nullptr;
-        for (char* w = strtok_r(line, " ", &save); w != nullptr && fields < VESTA_DB_MIN_FIELDS;
-             w = strtok_r(nullptr, " ", &save))
-            field[fields++] = w;
+        int fields = ZEMU_bv_database_words(line, field, VESTA_DB_MIN_FIELDS);
         if (fields < VESTA_DB_MIN_FIELDS) continue;
         if (strcmp(field[0], cation) != 0 || atoi(field[1]) != cation_ox || strcmp(field[2], anion) != 0 ||
             atoi(field[3]) != anion_ox)
