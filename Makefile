@@ -4,11 +4,15 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 DEMO ?= LiFePO4
 DEMO_ION ?= Li1+
 
-.PHONY: all build test demo bench clean
+.PHONY: all deps build test demo bench clean
 
 all: build
 
-build:
+# Debian packages the build needs; installs them as root, else prints the apt-get line.
+deps:
+	@bash .ci/deps
+
+build: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
 	cmake --build $(BUILD) -j $(JOBS)
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Regenerate bin/database_binary.dat, the bond-valence parameter file.
 
-Input:  tools/bv_params.csv, published bond-valence parameters of the
+Input:  data/bv_params.csv, published bond-valence parameters of the
         bond-softness-sensitive kind (one row per cation-anion pair) with the
         columns cation, cation_ox, anion, anion_ox, r0, alpha, r_min, d0.
 Output: bin/database_binary.dat, one line per pair, words separated by one
@@ -37,7 +37,7 @@ import os
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-SOURCE = os.path.join(HERE, "bv_params.csv")
+SOURCE = os.path.join(HERE, "..", "data", "bv_params.csv")
 TARGET = os.path.join(HERE, os.pardir, "bin", "database_binary.dat")
 
 # Bond valence at the cut-off distance, valence units.
