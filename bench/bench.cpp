@@ -1,8 +1,11 @@
 // Timing of the heavy stages on generated input. Each case is a function that
 // prepares its own data, times the stage and prints one line; add cases to
 // the table in main.
+#include <malloc.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -11,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "ZEMU-bvse.h"
 #include "ZEMU.h"
 
 namespace {
@@ -349,6 +353,116 @@ int bench_example_paths(const char* name, const char* ion)
 
 int bench_example_na2uo4() { return bench_example_paths("Na2UO4", "Na1+"); }
 
+// Peak resident memory of this process since the last reset, bytes (0 when unknown).
+long long peak_rss_bytes()
+{
+    FILE* f = fopen("/proc/self/status", "r");
+    if (f == nullptr) return 0;
+    char line[256];
+    long long kb = 0;
+    while (fgets(line, sizeof line, f) != nullptr)
+        if (strncmp(line, "VmHWM:", 6) == 0) kb = atoll(line + 6);
+    fclose(f);
+    return kb * 1024;
+}
+
+// Resets the peak to the current resident memory; false when the system cannot.
+bool reset_peak_rss()
+{
+    FILE* f = fopen("/proc/self/clear_refs", "w");
+    if (f == nullptr) return false;
+    bool ok = fputs("5", f) >= 0;
+    return fclose(f) == 0 && ok;
+}
+
+// The landscape of a structure: best time of five runs with the given threads,
+// then, in a child process, the peak memory one run adds (against the grid's own size).
+int bench_landscape(const char* name, const std::string& cif_path, const char* ion, int threads, int grid = 0)
+{
+    ZEMU_cif cif;
+    ZEMU_init_cif(&cif);
+    std::string path = cif_path;
+    if (ZEMU_load_cif(&path[0], &cif) != 0) return 1;
+    ZEMU_bvse_options options;
+    ZEMU_init_bvse_options(&options);
+    options.threads = threads;
+    options.grid[0] = options.grid[1] = options.grid[2] = grid;  // 0: the default rule
+    ZEMU_bvse_report report;
+    // memory first, in a child whose heap holds no freed grid of an earlier run
+    fflush(stdout);
+    long long added = -1;
+    int pipe_fd[2];
+    if (pipe(pipe_fd) == 0) {
+        pid_t pid = fork();
+        if (pid == 0) {
+            close(pipe_fd[0]);
+            long long value = -1;
+            ZEMU_cube cube;
+            ZEMU_init_cube(&cube);
+            ZEMU_bvse_report r;
+            // a first run touches the code; its freed pages, like those of earlier cases, are given back
+            if (ZEMU_bvse_landscape(&cif, ion, &options, &cube, &r) == 0) ZEMU_free_cube(&cube);
+            malloc_trim(0);
+            if (reset_peak_rss()) {
+                long long before = peak_rss_bytes();
+                if (ZEMU_bvse_landscape(&cif, ion, &options, &cube, &r) == 0) value = peak_rss_bytes() - before;
+            }
+            if (write(pipe_fd[1], &value, sizeof value) != sizeof value) _exit(1);
+            _exit(0);
+        }
+        close(pipe_fd[1]);
+        if (pid > 0) {
+            if (read(pipe_fd[0], &added, sizeof added) != sizeof added) added = -1;
+            waitpid(pid, nullptr, 0);
+        }
+        close(pipe_fd[0]);
+    }
+    double best = 1e9;
+    int status = 0;
+    long long kept = 0;
+    for (int run = 0; run < 5 && status == 0; run++) {
+        ZEMU_cube cube;
+        ZEMU_init_cube(&cube);
+        auto start = std::chrono::steady_clock::now();
+        status = ZEMU_bvse_landscape(&cif, ion, &options, &cube, &report);
+        best = std::min(best, seconds_since(start));
+        kept = static_cast<long long>(cube.a_grid) * cube.b_grid * cube.c_grid;
+        ZEMU_free_cube(&cube);
+    }
+    if (status != 0) {
+        fprintf(stderr, "%s: %s\n", name, report.error.c_str());
+        ZEMU_free_cif(&cif);
+        return 1;
+    }
+
+    printf("landscape %s %s (%dx%dx%d written, %d operations, %lld of %lld points computed), %d thread%s: "
+           "%.4f s (best of 5); memory added %.1f MB for a %.1f MB grid\n",
+           name, ion, report.grid[0], report.grid[1], report.grid[2], cif.symop_no, report.representatives, kept,
+           threads, threads == 1 ? "" : "s", best, added / 1048576.0, kept * 8.0 / 1048576.0);
+    ZEMU_free_cif(&cif);
+    return 0;
+}
+
+int bench_landscape_garnet()
+{
+    return bench_landscape("garnet", std::string(ZEMU_SOURCE_DIR) + "/tests/data/bvse/garnet.cif", "Ca2+", 1);
+}
+
+int bench_landscape_garnet_65()
+{
+    return bench_landscape("garnet", std::string(ZEMU_SOURCE_DIR) + "/tests/data/bvse/garnet.cif", "Ca2+", 1, 65);
+}
+
+int bench_landscape_lifepo4()
+{
+    return bench_landscape("LiFePO4", std::string(ZEMU_SOURCE_DIR) + "/examples/LiFePO4/structure.cif", "Li1+", 1);
+}
+
+int bench_landscape_lifepo4_threads()
+{
+    return bench_landscape("LiFePO4", std::string(ZEMU_SOURCE_DIR) + "/examples/LiFePO4/structure.cif", "Li1+", 2);
+}
+
 }  // namespace
 
 int main()
@@ -362,6 +476,10 @@ int main()
         {"site analysis, 8 operations", bench_site_analysis_orthorhombic},
         {"site analysis, 48 operations", bench_site_analysis_cubic},
         {"paths of the largest bundled example", bench_example_na2uo4},
+        {"landscape of a garnet, 1 thread", bench_landscape_garnet},
+        {"landscape of a garnet on 65x65x65, 1 thread", bench_landscape_garnet_65},
+        {"landscape of LiFePO4, 1 thread", bench_landscape_lifepo4},
+        {"landscape of LiFePO4, 2 threads", bench_landscape_lifepo4_threads},
     };
     int failures = 0;
     for (const Case& c : cases) {
