@@ -165,7 +165,7 @@ int ZEMU_bvse_grid_carries_symmetry(ZEMU_cif* cif, const int grid[3])
     const long kept[3] = {grid[0] - 1L, grid[1] - 1L, grid[2] - 1L};
     for (const ZEMU_bvse_symop& op : ops)
         for (int i = 0; i < 3; i++) {
-            if ((op.tran[i] * kept[i]) % 24 != 0) return 0;
+            if ((static_cast<long long>(op.tran[i]) * kept[i]) % 24 != 0) return 0;
             for (int j = 0; j < 3; j++) {
                 if (op.rot[i][j] < -1 || op.rot[i][j] > 1) return 0;
                 if (op.rot[i][j] != 0 && kept[i] != kept[j]) return 0;

@@ -16,6 +16,8 @@ namespace {
 
 // Coulomb constant e^2 / (4 pi eps0) of the model, eV * Angstrom.
 const double kCoulomb = 14.4;
+// Most framework images a landscape may visit (memory and time stay bounded).
+const double kMaxImages = 2e7;
 // Copies of one site closer than this on every fractional coordinate are one atom.
 const double kSameCopy = 0.001;
 
@@ -140,6 +142,12 @@ int ZEMU_bvse_build_model(ZEMU_cif* cif, const char* ion, double rcut, double f,
         return 1;
     }
     model->rcut = rcut;
+    const double cell[6] = {cif->a, cif->b, cif->c, cif->alpha, cif->beta, cif->gamma};
+    for (double v : cell)
+        if (!std::isfinite(v)) {
+            *error = "the structure has no valid cell";
+            return 1;
+        }
     if (!(cif->a > 0.0 && cif->b > 0.0 && cif->c > 0.0 && cif->alpha > 0.0 && cif->beta > 0.0 &&
           cif->gamma > 0.0 && cif->alpha < 180.0 && cif->beta < 180.0 && cif->gamma < 180.0)) {
         *error = "the structure has no valid cell";
@@ -168,6 +176,10 @@ int ZEMU_bvse_build_model(ZEMU_cif* cif, const char* ion, double rcut, double f,
         std::string element = element_of(site.type[0] ? site.type : site.label);
         if (element == m.element) continue;  // the mobile ion's own sites, every state
         if (!(site.occ > 0.0)) continue;
+        if (!std::isfinite(site.x) || !std::isfinite(site.y) || !std::isfinite(site.z) || !std::isfinite(site.occ)) {
+            *error = std::string("site ") + site.label + " has no valid position or occupancy";
+            return 1;
+        }
         double rounded = std::round(site.ox);
         if (std::fabs(site.ox - rounded) > 1e-6 || std::fabs(rounded) > 99) {
             char buf[64];
@@ -243,6 +255,23 @@ int ZEMU_bvse_build_model(ZEMU_cif* cif, const char* ion, double rcut, double f,
             for (int i = 0; i < 3; i++) atom.frac[i] = v[i];
             model->atoms.push_back(atom);
         }
+    }
+    // images the search visits: every atom times the cells within rcut / spacing of the cell
+    double images = static_cast<double>(model->atoms.size());
+    double volume = std::fabs(model->cell[0][0] * model->cell[1][1] * model->cell[2][2]);
+    for (int i = 0; i < 3; i++) {
+        const double* u = model->cell[(i + 1) % 3];
+        const double* v = model->cell[(i + 2) % 3];
+        double face = std::sqrt(std::pow(u[1] * v[2] - u[2] * v[1], 2) + std::pow(u[2] * v[0] - u[0] * v[2], 2) +
+                                std::pow(u[0] * v[1] - u[1] * v[0], 2));
+        images *= 2.0 * rcut / (volume / face) + 3.0;
+    }
+    if (!(images <= kMaxImages)) {
+        char buf[160];
+        snprintf(buf, sizeof buf, "the cut-off radius %g A asks for about %.3g framework images in this cell (limit %.0e)",
+                 rcut, images, kMaxImages);
+        *error = buf;
+        return 1;
     }
     if (!counter_ion) {
         *error = "the structure has no counter-ions of " + std::string(ion) + " (no site of opposite charge)";

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -221,13 +222,18 @@ void run_blocks(int blocks, int threads, const Framework& fw, Progress* progress
                 Work work)
 {
     std::atomic<int> next{0};
+    std::atomic<bool> failed{false};
     auto worker = [&](int id) {
-        Images morse, coulomb;
-        morse.resize(fw.morse.size());
-        coulomb.resize(fw.coulomb.size());
-        for (int b; (b = next.fetch_add(1)) < blocks;) {
-            work(b, &morse, &coulomb);
-            if (id == 0) progress->update(done->load());
+        try {
+            Images morse, coulomb;
+            morse.resize(fw.morse.size());
+            coulomb.resize(fw.coulomb.size());
+            for (int b; !failed && (b = next.fetch_add(1)) < blocks;) {
+                work(b, &morse, &coulomb);
+                if (id == 0) progress->update(done->load());
+            }
+        } catch (const std::bad_alloc&) {
+            failed = true;
         }
     };
     std::vector<std::thread> pool;
@@ -240,6 +246,7 @@ void run_blocks(int blocks, int threads, const Framework& fw, Progress* progress
     }
     worker(0);
     for (std::thread& t : pool) t.join();
+    if (failed) throw std::bad_alloc();
 }
 
 // 1 when the grid operations built for the grid are the structure's operations exactly.
@@ -302,8 +309,10 @@ double ZEMU_bvse_point_energy(const ZEMU_bvse_model* model, const double frac[3]
     return sum_at(fw.morse, fw.morse.size(), fw.coulomb, fw.coulomb.size(), p, fw.rc2);
 }
 
-int ZEMU_bvse_landscape(ZEMU_cif* cif, const char* ion, const ZEMU_bvse_options* options, ZEMU_cube* cube,
-                        ZEMU_bvse_report* report)
+namespace {
+
+int landscape(ZEMU_cif* cif, const char* ion, const ZEMU_bvse_options* options, ZEMU_cube* cube,
+              ZEMU_bvse_report* report)
 {
     report->error.clear();
     report->warnings.clear();
@@ -468,4 +477,18 @@ int ZEMU_bvse_landscape(ZEMU_cif* cif, const char* ion, const ZEMU_bvse_options*
     else
         cube->max_energy = cube->global_minimum + 5.0;
     return 0;
+}
+
+}  // namespace
+
+int ZEMU_bvse_landscape(ZEMU_cif* cif, const char* ion, const ZEMU_bvse_options* options, ZEMU_cube* cube,
+                        ZEMU_bvse_report* report)
+{
+    try {
+        return landscape(cif, ion, options, cube, report);
+    } catch (const std::bad_alloc&) {
+        ZEMU_free_cube_energy(cube);
+        report->error = "not enough memory for the landscape";
+        return 1;
+    }
 }

@@ -301,3 +301,23 @@ TEST(BvseLandscape, HexagonalLandscapeIsExactlySymmetric)
     // the site on the grid point at the origin is a same-sign ion: capped
     EXPECT_EQ(c.energy[0][0][0], 100000.0);
 }
+
+// Refusals reach the report as one line and leave the grid record untouched.
+TEST(BvseLandscape, RefusalsReachTheReport)
+{
+    LoadedCif s(example("LiFePO4/structure.cif"));
+    struct Case {
+        const char* ion;
+        std::vector<int> grid;
+        const char* expected;
+    } cases[] = {{"Li1+", {1001, 1001, 1001}, "over the limit"}, {"Li1+", {56, 33, 25}, "odd"},
+                 {"Lx1+", {0, 0, 0}, "mobile ion"}, {"Li3+", {0, 0, 0}, "pair Li3+/O2-"}};
+    for (const Case& c : cases) {
+        Cube cube;
+        ZEMU_bvse_options o = options(1, c.grid);
+        ZEMU_bvse_report report;
+        EXPECT_EQ(ZEMU_bvse_landscape(&s.cif, c.ion, &o, &cube.cube, &report), 1);
+        EXPECT_NE(report.error.find(c.expected), std::string::npos) << report.error;
+        EXPECT_EQ(cube.cube.energy, nullptr);
+    }
+}

@@ -191,6 +191,13 @@ TEST(BvseModel, RefusalsNameTheCause)
         EXPECT_NE(error.find(c.expected), std::string::npos) << c.what << ": " << error;
         EXPECT_EQ(error.find('\n'), std::string::npos);
     }
+    // a cut-off far beyond the cell would visit billions of images
+    fx::Cif s({"x,y,z"}, {3, 3, 3, 90, 90, 90});
+    add_sites(s, {{"O1", "O2-", 0, 0, 0, -2, 1}});
+    ZEMU_bvse_model m;
+    std::string error;
+    EXPECT_EQ(ZEMU_bvse_build_model(&s.cif, "Li1+", 1e4, 0.74, &m, &error), 1);
+    EXPECT_NE(error.find("cut-off radius"), std::string::npos) << error;
 }
 
 // A negative-alpha pair is used as it is, with one warning per pair however many sites use it.
