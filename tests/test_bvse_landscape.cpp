@@ -61,16 +61,21 @@ ZEMU_bvse_report compute(ZEMU_cif* cif, const char* ion, const ZEMU_bvse_options
     return report;
 }
 
-std::vector<std::string> lines_of(const std::string& text, size_t count)
+// Header lines 2 to 6 of a cube file's text (after the title).
+std::string header_after_title(const std::string& text)
 {
-    std::vector<std::string> out;
-    size_t at = 0;
-    while (out.size() < count && at < text.size()) {
-        size_t end = text.find('\n', at);
-        out.push_back(text.substr(at, end - at));
-        at = end == std::string::npos ? text.size() : end + 1;
-    }
-    return out;
+    size_t begin = text.find('\n') + 1, end = begin;
+    for (int line = 0; line < 5 && end != 0; line++) end = text.find('\n', end) + 1;
+    return text.substr(begin, end - begin);
+}
+
+// Point n of the kept grid summed on its own, without the grid machinery, capped.
+double point_by_point(const ZEMU_bvse_model& model, const ZEMU_cube& c, long long n)
+{
+    int k = n % c.c_grid, j = (n / c.c_grid) % c.b_grid, i = n / c.c_grid / c.b_grid;
+    const double f[3] = {static_cast<double>(i) / c.a_grid, static_cast<double>(j) / c.b_grid,
+                         static_cast<double>(k) / c.c_grid};
+    return ZEMU_bvse_cap(ZEMU_bvse_point_energy(&model, f));
 }
 
 // The P 6_3 operations with one site at (1/3, 2/3, 1/4).
@@ -129,15 +134,8 @@ TEST(BvseGrid, RefusalsSayWhy)
     EXPECT_EQ(ZEMU_bvse_default_grid(&huge.cif, 0.2, grid, &error), 1);
     EXPECT_NE(error.find("--grid"), std::string::npos) << error;
 
-    struct Case {
-        std::vector<int> grid;
-        const char* expected;
-    } cases[] = {{{56, 33, 25}, "odd"}, {{1, 33, 25}, "odd"}, {{57, 1, 25}, "at least 2"},
-                 {{1001, 1001, 1001}, "over the limit"}};
-    for (const Case& c : cases) {
-        EXPECT_EQ(ZEMU_bvse_check_grid(c.grid.data(), &error), 1);
-        EXPECT_NE(error.find(c.expected), std::string::npos) << error;
-    }
+    EXPECT_EQ(ZEMU_bvse_check_grid(std::vector<int>{57, 1, 25}.data(), &error), 1);
+    EXPECT_NE(error.find("at least 2"), std::string::npos) << error;
     EXPECT_EQ(ZEMU_bvse_check_grid(std::vector<int>{57, 33, 25}.data(), &error), 0);
 }
 
@@ -185,13 +183,10 @@ TEST(BvseLandscape, GridRecordEqualsTheWrittenFileAsRead)
     ASSERT_EQ(ZEMU_load_cube(&path[0], &back.cube), 0);
 
     const ZEMU_cube &m = mine.cube, &b = back.cube;
-    const double mf[] = {m.a_x, m.a_y, m.a_z, m.b_x, m.b_y, m.b_z, m.c_x, m.c_y, m.c_z, m.a, m.b, m.c,
-                         m.a_unit, m.b_unit, m.c_unit, m.alpha, m.beta, m.gamma, m.volume,
-                         m.d1, m.d2, m.d3, m.d4, m.d5, m.d6, m.ion_charge};
-    const double bf[] = {b.a_x, b.a_y, b.a_z, b.b_x, b.b_y, b.b_z, b.c_x, b.c_y, b.c_z, b.a, b.b, b.c,
-                         b.a_unit, b.b_unit, b.c_unit, b.alpha, b.beta, b.gamma, b.volume,
-                         b.d1, b.d2, b.d3, b.d4, b.d5, b.d6, b.ion_charge};
-    for (size_t f = 0; f < sizeof mf / sizeof mf[0]; f++) EXPECT_EQ(mf[f], bf[f]) << "field " << f;
+    // every header field the reader derives, in declaration order from a_x to volume, then d1 to d6
+    EXPECT_EQ(memcmp(&m.a_x, &b.a_x, (char*)&m.a_grid - (char*)&m.a_x), 0);
+    EXPECT_EQ(memcmp(&m.d1, &b.d1, 6 * sizeof(double)), 0);
+    EXPECT_EQ(m.ion_charge, b.ion_charge);
     EXPECT_EQ(m.a_grid, b.a_grid);
     EXPECT_EQ(m.b_grid, b.b_grid);
     EXPECT_EQ(m.c_grid, b.c_grid);
@@ -202,11 +197,9 @@ TEST(BvseLandscape, GridRecordEqualsTheWrittenFileAsRead)
         ASSERT_NEAR(mine.at(n), back.at(n), std::max(6e-13, 1e-15 * std::fabs(mine.at(n)))) << n;
 
     // the header lines after the title are those of the bundled file
-    std::vector<std::string> written = lines_of(zemu_test::slurp(path), 6);
-    std::vector<std::string> bundled = lines_of(zemu_test::slurp(example("LiFePO4/landscape.cube")), 6);
-    EXPECT_EQ(written[0], "LiFePO4 test");
-    EXPECT_EQ(std::vector<std::string>(written.begin() + 1, written.end()),
-              std::vector<std::string>(bundled.begin() + 1, bundled.end()));
+    std::string written = zemu_test::slurp(path);
+    EXPECT_EQ(written.rfind("LiFePO4 test\n", 0), 0u);
+    EXPECT_EQ(header_after_title(written), header_after_title(zemu_test::slurp(example("LiFePO4/landscape.cube"))));
 }
 
 // A failed write leaves neither the target nor the temporary file behind.
@@ -239,13 +232,9 @@ TEST(BvseLandscape, SymmetryCopyMatchesPointByPointSums)
     ZEMU_bvse_model model;
     std::string error;
     ASSERT_EQ(ZEMU_bvse_build_model(&s.cif, "Ca2+", 10.0, 0.74, &model, &error), 0) << error;
-    const ZEMU_cube& c = mine.cube;
     for (long long n = 0; n < mine.total(); n += 41) {
-        int k = n % c.c_grid, j = (n / c.c_grid) % c.b_grid, i = n / c.c_grid / c.b_grid;
-        const double f[3] = {static_cast<double>(i) / c.a_grid, static_cast<double>(j) / c.b_grid,
-                             static_cast<double>(k) / c.c_grid};
-        double want = ZEMU_bvse_cap(ZEMU_bvse_point_energy(&model, f));
-        ASSERT_NEAR(mine.at(n), want, 1e-9 * std::max(1.0, std::fabs(want))) << i << " " << j << " " << k;
+        double want = point_by_point(model, mine.cube, n);
+        ASSERT_NEAR(mine.at(n), want, 1e-9 * std::max(1.0, std::fabs(want))) << n;
     }
 }
 
@@ -264,12 +253,8 @@ TEST(BvseLandscape, UnsymmetricGridAndThreadCountIndependence)
     ZEMU_bvse_model model;
     std::string error;
     ASSERT_EQ(ZEMU_bvse_build_model(&s.cif, "Li1+", 10.0, 0.74, &model, &error), 0);
-    const ZEMU_cube& c = one.cube;
     for (long long n = 0; n < one.total(); n++) {
-        int k = n % c.c_grid, j = (n / c.c_grid) % c.b_grid, i = n / c.c_grid / c.b_grid;
-        const double f[3] = {static_cast<double>(i) / c.a_grid, static_cast<double>(j) / c.b_grid,
-                             static_cast<double>(k) / c.c_grid};
-        ASSERT_EQ(one.at(n), ZEMU_bvse_cap(ZEMU_bvse_point_energy(&model, f))) << n;
+        ASSERT_EQ(one.at(n), point_by_point(model, one.cube, n)) << n;
         ASSERT_EQ(one.at(n), three.at(n)) << n;
     }
 
