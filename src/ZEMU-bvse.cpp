@@ -311,6 +311,144 @@ double ZEMU_bvse_point_energy(const ZEMU_bvse_model* model, const double frac[3]
 
 namespace {
 
+// The grid evaluation of one landscape: framework images, blocks of points and threads.
+class Evaluation {
+public:
+    Evaluation(const ZEMU_bvse_model& model, const int kept[3], int threads, bool progress)
+        : threads_(threads), progress_(progress)
+    {
+        build_framework(model, &fw_);
+        for (int i = 0; i < 3; i++) kept_[i] = kept[i];
+        blocks_ = make_blocks(fw_.cell, kept_);
+        block_total_ = blocks_.count[0] * blocks_.count[1] * blocks_.count[2];
+    }
+
+    // Every point of the grid, block by block.
+    void every_point(double*** energy)
+    {
+        Progress progress(progress_, static_cast<long long>(kept_[0]) * kept_[1] * kept_[2]);
+        std::atomic<long long> done{0};
+        run_blocks(block_total_, threads_, fw_, &progress, &done, [&](int b, Images* morse, Images* coulomb) {
+            size_t nm, nc;
+            select(b, morse, coulomb, &nm, &nc);
+            int u, v, w;
+            block_indices(b, &u, &v, &w);
+            const int i1 = std::min(kept_[0], (u + 1) * blocks_.size[0]);
+            const int j1 = std::min(kept_[1], (v + 1) * blocks_.size[1]);
+            const int k1 = std::min(kept_[2], (w + 1) * blocks_.size[2]);
+            long long n = 0;
+            for (int i = u * blocks_.size[0]; i < i1; i++)
+                for (int j = v * blocks_.size[1]; j < j1; j++)
+                    for (int k = w * blocks_.size[2]; k < k1; k++, n++)
+                        energy[i][j][k] = energy_at(i, j, k, *morse, nm, *coulomb, nc);
+            done += n;
+        });
+        progress.finish();
+    }
+
+    // The points listed (linear indices, a outermost), grouped by block; value[r] for point[r].
+    void listed_points(const std::vector<int>& point, std::vector<double>* value)
+    {
+        // counting sort by block, each block's points in list order
+        std::vector<int> start(static_cast<size_t>(block_total_) + 1, 0);
+        for (int at : point) start[block_of(at) + 1]++;
+        for (int b = 0; b < block_total_; b++) start[b + 1] += start[b];
+        std::vector<int> order(point.size());
+        std::vector<int> fill(start.begin(), start.end() - 1);
+        for (size_t r = 0; r < point.size(); r++) order[fill[block_of(point[r])]++] = static_cast<int>(r);
+        std::vector<int> busy;  // blocks holding points
+        for (int b = 0; b < block_total_; b++)
+            if (start[b + 1] > start[b]) busy.push_back(b);
+
+        value->assign(point.size(), 0.0);
+        Progress progress(progress_, static_cast<long long>(point.size()));
+        std::atomic<long long> done{0};
+        run_blocks(static_cast<int>(busy.size()), threads_, fw_, &progress, &done,
+                   [&](int n, Images* morse, Images* coulomb) {
+                       const int b = busy[n];
+                       size_t nm, nc;
+                       select(b, morse, coulomb, &nm, &nc);
+                       for (int s = start[b]; s < start[b + 1]; s++) {
+                           int i, j, k;
+                           indices(point[order[s]], &i, &j, &k);
+                           (*value)[order[s]] = energy_at(i, j, k, *morse, nm, *coulomb, nc);
+                       }
+                       done += start[b + 1] - start[b];
+                   });
+        progress.finish();
+    }
+
+private:
+    void indices(int at, int* i, int* j, int* k) const
+    {
+        *k = at % kept_[2];
+        *j = (at / kept_[2]) % kept_[1];
+        *i = at / kept_[2] / kept_[1];
+    }
+    void block_indices(int b, int* u, int* v, int* w) const
+    {
+        *w = b % blocks_.count[2];
+        *v = (b / blocks_.count[2]) % blocks_.count[1];
+        *u = b / blocks_.count[2] / blocks_.count[1];
+    }
+    int block_of(int at) const
+    {
+        int i, j, k;
+        indices(at, &i, &j, &k);
+        return ((i / blocks_.size[0]) * blocks_.count[1] + j / blocks_.size[1]) * blocks_.count[2] +
+               k / blocks_.size[2];
+    }
+    // The images that can lie within the cut-off of a point of block b.
+    void select(int b, Images* morse, Images* coulomb, size_t* nm, size_t* nc) const
+    {
+        int u, v, w;
+        block_indices(b, &u, &v, &w);
+        double centre[3];
+        blocks_.centre(fw_.cell, kept_, u, v, w, centre);
+        const double radius = std::sqrt(fw_.rc2) + blocks_.radius;
+        *nm = select_images(fw_.morse, centre, radius, morse);
+        *nc = select_images(fw_.coulomb, centre, radius, coulomb);
+    }
+    double energy_at(int i, int j, int k, const Images& morse, size_t nm, const Images& coulomb, size_t nc) const
+    {
+        double p[3];
+        cartesian(fw_.cell, static_cast<double>(i) / kept_[0], static_cast<double>(j) / kept_[1],
+                  static_cast<double>(k) / kept_[2], p);
+        return ZEMU_bvse_cap(sum_at(morse, nm, coulomb, nc, p, fw_.rc2));
+    }
+
+    Framework fw_;
+    int kept_[3];
+    Blocks blocks_;
+    int block_total_;
+    int threads_;
+    bool progress_;
+};
+
+// One representative per orbit of grid points under the grid operations: the
+// first member in scan order. rep_of[point] = index of its representative in reps.
+void orbit_representatives(ZEMU_cif* cif, ZEMU_cube* cube, std::vector<int>* rep_of, std::vector<int>* reps)
+{
+    const int kept[3] = {cube->a_grid, cube->b_grid, cube->c_grid};
+    rep_of->assign(static_cast<size_t>(kept[0]) * kept[1] * kept[2], -1);
+    reps->clear();
+    ZEMU_symcopies copies;
+    for (int i = 0, at = 0; i < kept[0]; i++)
+        for (int j = 0; j < kept[1]; j++)
+            for (int k = 0; k < kept[2]; k++, at++) {
+                if ((*rep_of)[at] >= 0) continue;
+                const int r = static_cast<int>(reps->size());
+                reps->push_back(at);
+                (*rep_of)[at] = r;
+                ZEMU_fastgen_sym_copies(cif, cube, &copies, i, j, k);
+                for (int c = 0; c < copies.total; c++) {
+                    const ZEMU_fastgen_xyz& q = copies.copy[c];
+                    int& slot = (*rep_of)[(static_cast<size_t>(q.x) * kept[1] + q.y) * kept[2] + q.z];
+                    if (slot < 0) slot = r;
+                }
+            }
+}
+
 int landscape(ZEMU_cif* cif, const char* ion, const ZEMU_bvse_options* options, ZEMU_cube* cube,
               ZEMU_bvse_report* report)
 {
@@ -334,14 +472,13 @@ int landscape(ZEMU_cif* cif, const char* ion, const ZEMU_bvse_options* options, 
 
     ZEMU_bvse_cube_header(cube, model.cell, grid, ion);
     if (ZEMU_alloc_cube_energy(cube) != 0) {
+        ZEMU_free_cube_energy(cube);
         report->error = "not enough memory for the grid";
         return 1;
     }
     const int kept[3] = {cube->a_grid, cube->b_grid, cube->c_grid};
     const long long total = static_cast<long long>(kept[0]) * kept[1] * kept[2];
 
-    // Orbits of grid points: a point's representative is the first member in
-    // scan order; only representatives are computed.
     bool symmetric = false;
     if (cif->symop_no > 1 && ZEMU_bvse_grid_carries_symmetry(cif, grid)) {
         ZEMU_prepare_fastgen_symop(cif, cube);
@@ -354,113 +491,16 @@ int landscape(ZEMU_cif* cif, const char* ion, const ZEMU_bvse_options* options, 
     }
     report->symmetric = (symmetric || cif->symop_no <= 1) ? 1 : 0;
 
-    Framework fw;
-    build_framework(model, &fw);
-    const Blocks blocks = make_blocks(fw.cell, kept);
-    const int block_total = blocks.count[0] * blocks.count[1] * blocks.count[2];
-    const int threads = threads_of(options);
-    std::atomic<long long> done{0};
-
-    auto point_of = [&](int i, int j, int k, double p[3]) {
-        cartesian(fw.cell, static_cast<double>(i) / kept[0], static_cast<double>(j) / kept[1],
-                  static_cast<double>(k) / kept[2], p);
-    };
-    auto block_of = [&](int i, int j, int k) {
-        return ((i / blocks.size[0]) * blocks.count[1] + j / blocks.size[1]) * blocks.count[2] + k / blocks.size[2];
-    };
-    auto prepare = [&](int b, Images* morse, Images* coulomb, size_t* nm, size_t* nc) {
-        int w = b % blocks.count[2], v = (b / blocks.count[2]) % blocks.count[1], u = b / blocks.count[2] / blocks.count[1];
-        double centre[3];
-        blocks.centre(fw.cell, kept, u, v, w, centre);
-        double radius = std::sqrt(fw.rc2) + blocks.radius;
-        *nm = select_images(fw.morse, centre, radius, morse);
-        *nc = select_images(fw.coulomb, centre, radius, coulomb);
-    };
-
+    Evaluation evaluation(model, kept, threads_of(options), options->progress != 0);
     if (!symmetric) {
         report->representatives = total;
-        Progress progress(options->progress != 0, total);
-        run_blocks(block_total, threads, fw, &progress, &done, [&](int b, Images* morse, Images* coulomb) {
-            size_t nm, nc;
-            prepare(b, morse, coulomb, &nm, &nc);
-            int w = b % blocks.count[2], v = (b / blocks.count[2]) % blocks.count[1],
-                u = b / blocks.count[2] / blocks.count[1];
-            int i1 = std::min(kept[0], (u + 1) * blocks.size[0]), j1 = std::min(kept[1], (v + 1) * blocks.size[1]),
-                k1 = std::min(kept[2], (w + 1) * blocks.size[2]);
-            long long n = 0;
-            for (int i = u * blocks.size[0]; i < i1; i++)
-                for (int j = v * blocks.size[1]; j < j1; j++)
-                    for (int k = w * blocks.size[2]; k < k1; k++, n++) {
-                        double p[3];
-                        point_of(i, j, k, p);
-                        cube->energy[i][j][k] = ZEMU_bvse_cap(sum_at(*morse, nm, *coulomb, nc, p, fw.rc2));
-                    }
-            done += n;
-        });
-        progress.finish();
+        evaluation.every_point(cube->energy);
     } else {
-        std::vector<int> rep_of(static_cast<size_t>(total), -1);
-        std::vector<int> reps;
-        ZEMU_symcopies copies;
-        for (int i = 0, at = 0; i < kept[0]; i++)
-            for (int j = 0; j < kept[1]; j++)
-                for (int k = 0; k < kept[2]; k++, at++) {
-                    if (rep_of[at] >= 0) continue;
-                    const int r = static_cast<int>(reps.size());
-                    reps.push_back(at);
-                    rep_of[at] = r;
-                    ZEMU_fastgen_sym_copies(cif, cube, &copies, i, j, k);
-                    for (int c = 0; c < copies.total; c++) {
-                        const ZEMU_fastgen_xyz& q = copies.copy[c];
-                        int& slot = rep_of[(static_cast<size_t>(q.x) * kept[1] + q.y) * kept[2] + q.z];
-                        if (slot < 0) slot = r;
-                    }
-                }
+        std::vector<int> rep_of, reps;
+        orbit_representatives(cif, cube, &rep_of, &reps);
         report->representatives = static_cast<long long>(reps.size());
-
-        // representatives grouped by block, each group in scan order
-        std::vector<int> start(static_cast<size_t>(block_total) + 1, 0);
-        auto ijk = [&](int at, int* i, int* j, int* k) {
-            *k = at % kept[2];
-            *j = (at / kept[2]) % kept[1];
-            *i = at / kept[2] / kept[1];
-        };
-        for (int at : reps) {
-            int i, j, k;
-            ijk(at, &i, &j, &k);
-            start[block_of(i, j, k) + 1]++;
-        }
-        for (int b = 0; b < block_total; b++) start[b + 1] += start[b];
-        std::vector<int> order(reps.size());
-        {
-            std::vector<int> fill(start.begin(), start.end() - 1);
-            for (size_t r = 0; r < reps.size(); r++) {
-                int i, j, k;
-                ijk(reps[r], &i, &j, &k);
-                order[fill[block_of(i, j, k)]++] = static_cast<int>(r);
-            }
-        }
-        std::vector<int> busy;  // blocks holding representatives
-        for (int b = 0; b < block_total; b++)
-            if (start[b + 1] > start[b]) busy.push_back(b);
-
-        std::vector<double> value(reps.size());
-        Progress progress(options->progress != 0, static_cast<long long>(reps.size()));
-        run_blocks(static_cast<int>(busy.size()), threads, fw, &progress, &done,
-                   [&](int n, Images* morse, Images* coulomb) {
-                       const int b = busy[n];
-                       size_t nm, nc;
-                       prepare(b, morse, coulomb, &nm, &nc);
-                       for (int s = start[b]; s < start[b + 1]; s++) {
-                           int i, j, k;
-                           ijk(reps[order[s]], &i, &j, &k);
-                           double p[3];
-                           point_of(i, j, k, p);
-                           value[order[s]] = ZEMU_bvse_cap(sum_at(*morse, nm, *coulomb, nc, p, fw.rc2));
-                       }
-                       done += start[b + 1] - start[b];
-                   });
-        progress.finish();
+        std::vector<double> value;
+        evaluation.listed_points(reps, &value);
         for (int i = 0, at = 0; i < kept[0]; i++)
             for (int j = 0; j < kept[1]; j++)
                 for (int k = 0; k < kept[2]; k++, at++) cube->energy[i][j][k] = value[rep_of[at]];
