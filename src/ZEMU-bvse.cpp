@@ -22,7 +22,7 @@ namespace {
 
 // Edge of a block of grid points that shares one candidate list, Angstrom.
 const double kBlockEdge = 1.2;
-// Grids expected to take longer than this many pair terms get a progress line.
+// The progress line appears once a computation has run this long, seconds.
 const double kProgressAfterSeconds = 1.0;
 
 // Framework images of one kind, structure of arrays, in atom order then translation order.
@@ -216,7 +216,8 @@ private:
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now(), last_;
 };
 
-// Runs work(block, thread_images) for every block index in [0, blocks), spread over threads.
+// Runs work(block, thread's Morse images, thread's Coulomb images) for every block index
+// in [0, blocks), spread over threads; each block's result depends on the block alone.
 template <class Work>
 void run_blocks(int blocks, int threads, const Framework& fw, Progress* progress, std::atomic<long long>* done,
                 Work work)
