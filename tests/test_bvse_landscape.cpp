@@ -306,3 +306,26 @@ TEST(BvseLandscape, RefusalsReachTheReport)
         EXPECT_EQ(cube.cube.energy, nullptr);
     }
 }
+
+// The analysis of a computed landscape reports what it reports on the bundled one,
+// activation energies included.
+TEST(BvseLandscape, AnalysisMatchesTheBundledLandscapes)
+{
+    for (const char* name : {"LiFePO4", "Na2UO4"}) {
+        const char* ion = std::string(name) == "LiFePO4" ? "Li1+" : "Na1+";
+        LoadedCif s(example(std::string(name) + "/structure.cif"));
+        Cube mine;
+        compute(&s.cif, ion, options(0), &mine.cube);
+        zemu_test::WorkDir dir;
+        std::string error, cif = example(std::string(name) + "/structure.cif");
+        ASSERT_EQ(ZEMU_bvse_write_cube(&mine.cube, ion, name, dir.file("mine.cube").c_str(), &error), 0) << error;
+        std::vector<std::string> runs[2];
+        for (int r = 0; r < 2; r++) {
+            std::string cube = r == 0 ? dir.file("mine.cube") : example(std::string(name) + "/landscape.cube");
+            zemu_test::RunResult out = dir.run({"--cube", cube, "--cif", cif, ion, "--path", "--print-act", "--summary"});
+            runs[r] = {out.out, out.err, std::to_string(out.status), dir.read("ZEMU_summary.txt")};
+        }
+        EXPECT_EQ(runs[0], runs[1]) << name;
+        EXPECT_NE(runs[0][0].find("1D activation energy"), std::string::npos);
+    }
+}
