@@ -325,6 +325,68 @@ int ZEMU_hk_cluster_dimension(ZEMU_hk_grid* hk, int p)
 // Percolation thresholds
 // ---------------------------------------------------------------------------
 
+namespace {
+
+// The grid points of a cube in ascending energy (equal energies in grid order):
+// a stable counting pass on the leading key bits puts every point in its
+// bucket, and a bucket is put in full order only when the walk reaches it, so a
+// sweep that stops early sorts little.
+class AscendingOrder {
+public:
+    // 0, or 1 on memory failure (message printed).
+    int build(ZEMU_cube* cube, int total)
+    {
+        try {
+            key_.resize(static_cast<size_t>(total));
+            order_.resize(static_cast<size_t>(total));
+            start_.assign(kBuckets + 1, 0);
+        } catch (const std::bad_alloc&) {
+            fprintf(stderr, "Error: Memory allocation problem in ZEMU_hk_percolation_energy()\n");
+            return 1;
+        }
+        int p = 0;
+        for (int i = 0; i < cube->a_grid; i++) {
+            for (int j = 0; j < cube->b_grid; j++) {
+                const double* row = cube->energy[i][j];
+                for (int k = 0; k < cube->c_grid; k++, p++) {
+                    key_[p] = energy_key(row[k]);
+                    start_[bucket_of(key_[p]) + 1]++;
+                }
+            }
+        }
+        for (int b = 0; b < kBuckets; b++) start_[b + 1] += start_[b];
+        std::vector<int> fill(start_.begin(), start_.end() - 1);
+        for (p = 0; p < total; p++) order_[fill[bucket_of(key_[p])]++] = p;
+        bucket_ = -1;
+        next_ = 0;
+        return 0;
+    }
+    // Next point in the order; false at the end.
+    bool next(int* p)
+    {
+        while (bucket_ < kBuckets && next_ == start_[bucket_ + 1]) {
+            bucket_++;
+            if (bucket_ == kBuckets) return false;
+            int* first = order_.data() + start_[bucket_];
+            int* last = order_.data() + start_[bucket_ + 1];
+            auto before = [this](int x, int y) { return key_[x] < key_[y] || (key_[x] == key_[y] && x < y); };
+            if (!std::is_sorted(first, last, before)) std::sort(first, last, before);
+        }
+        if (bucket_ >= kBuckets) return false;
+        *p = order_[next_++];
+        return true;
+    }
+
+private:
+    std::vector<unsigned long long> key_;
+    std::vector<int> order_;
+    std::vector<int> start_;
+    int bucket_ = -1;  // bucket being walked
+    int next_ = 0;     // position in order_ of the next point
+};
+
+}  // namespace
+
 int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double* e3d)
 {
     if (e1d == nullptr || e2d == nullptr || e3d == nullptr) {
@@ -334,61 +396,134 @@ int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double
     ZEMU_hk_grid hk;
     ZEMU_init_hk_grid(&hk);
     if (ZEMU_alloc_hk_grid(&hk, cube)) return 1;
-
-    int nb = cube->b_grid, nc = cube->c_grid;
-    std::vector<unsigned long long> key;
-    std::vector<int> order;
-    std::vector<int> start(kBuckets + 1, 0);
-    try {
-        key.resize(static_cast<size_t>(hk.total));
-        order.resize(static_cast<size_t>(hk.total));
-    } catch (const std::bad_alloc&) {
-        fprintf(stderr, "Error: Memory allocation problem in ZEMU_hk_percolation_energy()\n");
+    AscendingOrder order;
+    if (order.build(cube, hk.total)) {
         ZEMU_free_hk_grid(&hk);
         return 1;
     }
-    int p = 0;
-    for (int i = 0; i < cube->a_grid; i++) {
-        for (int j = 0; j < nb; j++) {
-            const double* row = cube->energy[i][j];
-            for (int k = 0; k < nc; k++, p++) {
-                key[p] = energy_key(row[k]);
-                start[bucket_of(key[p]) + 1]++;
-            }
-        }
-    }
-    // stable counting pass on the leading key bits: every bucket holds its points in grid order
-    for (int b = 0; b < kBuckets; b++) start[b + 1] += start[b];
-    {
-        std::vector<int> fill(start.begin(), start.end() - 1);
-        for (p = 0; p < hk.total; p++) order[fill[bucket_of(key[p])]++] = p;
-    }
-
+    int nb = cube->b_grid, nc = cube->c_grid;
     double found[3] = {0.0, 0.0, 0.0};
     int dimension = 0;
-    for (int b = 0; b < kBuckets && dimension < 3; b++) {
-        // a bucket is put in full order only when the insertion reaches it
-        int* first = order.data() + start[b];
-        int* last = order.data() + start[b + 1];
-        auto before = [&key](int x, int y) { return key[x] < key[y] || (key[x] == key[y] && x < y); };
-        if (!std::is_sorted(first, last, before)) std::sort(first, last, before);
-        for (int* it = first; it != last && dimension < 3; ++it) {
-            int q = *it;
-            int k = q % nc;
-            int j = (q / nc) % nb;
-            int i = q / (nc * nb);
-            if (ZEMU_hk_insert_grid_point(&hk, cube, i, j, k)) {
-                ZEMU_free_hk_grid(&hk);
-                return 1;
-            }
-            int d = ZEMU_hk_cluster_dimension(&hk, q);
-            for (; dimension < d; dimension++) found[dimension] = cube->energy[i][j][k];
+    int q;
+    while (dimension < 3 && order.next(&q)) {
+        int k = q % nc;
+        int j = (q / nc) % nb;
+        int i = q / (nc * nb);
+        if (ZEMU_hk_insert_grid_point(&hk, cube, i, j, k)) {
+            ZEMU_free_hk_grid(&hk);
+            return 1;
         }
+        int d = ZEMU_hk_cluster_dimension(&hk, q);
+        for (; dimension < d; dimension++) found[dimension] = cube->energy[i][j][k];
     }
     ZEMU_free_hk_grid(&hk);
     // with every point switched on the periodic grid always percolates in three dimensions
     *e1d = found[0];
     *e2d = found[1];
     *e3d = found[2];
+    return 0;
+}
+
+int ZEMU_hk_percolation_span(ZEMU_cube* cube, double span[3], double top[3])
+{
+    if (span == nullptr || top == nullptr) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_hk_percolation_span()\n");
+        return 1;
+    }
+    ZEMU_hk_grid hk;
+    ZEMU_init_hk_grid(&hk);
+    if (ZEMU_alloc_hk_grid(&hk, cube)) return 1;
+    // Per root (entries of non-roots are stale): the lowest energy of its cluster
+    // and the dimension up to which its events are already recorded.
+    std::vector<double> cluster_min;
+    std::vector<unsigned char> recorded;
+    try {
+        cluster_min.resize(static_cast<size_t>(hk.total));
+        recorded.resize(static_cast<size_t>(hk.total));
+    } catch (const std::bad_alloc&) {
+        fprintf(stderr, "Error: Memory allocation problem in ZEMU_hk_percolation_span()\n");
+        ZEMU_free_hk_grid(&hk);
+        return 1;
+    }
+    AscendingOrder order;
+    if (order.build(cube, hk.total)) {
+        ZEMU_free_hk_grid(&hk);
+        return 1;
+    }
+    for (int d = 0; d < 3; d++) {
+        span[d] = HUGE_VAL;
+        top[d] = HUGE_VAL;
+    }
+    const int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid;
+    const double gmin = cube->global_minimum;
+    auto dimension_of_root = [&hk](int root) {
+        int w = hk.wrap_index[root];
+        return w < 0 ? 0 : hk.wrap[w].total;
+    };
+
+    // Points of equal energy are switched on together: the events of a level are
+    // read once all of its points are in, so the result does not depend on the
+    // order among ties.
+    std::vector<int> level;
+    double level_e = 0.0;
+    auto settle_level = [&]() {
+        if (!std::isnan(level_e)) {
+            const double scaled_top = ZEMU_scale_cube_energy(cube, level_e - gmin);
+            for (int p : level) {
+                int dx, dy, dz;
+                int root = ZEMU_hk_find_grid_parent(&hk, p, &dx, &dy, &dz);
+                int dim = dimension_of_root(root);
+                if (dim <= recorded[root]) continue;
+                const double value = scaled_top - ZEMU_scale_cube_energy(cube, cluster_min[root] - gmin);
+                for (int d = recorded[root]; d < dim; d++) {
+                    if (value < span[d]) {
+                        span[d] = value;
+                        top[d] = scaled_top;
+                    }
+                }
+                recorded[root] = static_cast<unsigned char>(dim);
+            }
+        }
+        level.clear();
+    };
+
+    int q;
+    while (order.next(&q)) {
+        int k = q % nc;
+        int j = (q / nc) % nb;
+        int i = q / (nc * nb);
+        const double e = cube->energy[i][j][k];
+        if (!level.empty() && !(e == level_e)) settle_level();
+        // the clusters the point is about to join: what they recorded and their lowest energy
+        unsigned char done = 0;
+        double low = e;
+        for (int sa = -1; sa <= 1; sa++) {
+            int ni = (i + sa + na) % na;
+            for (int sb = -1; sb <= 1; sb++) {
+                int nj = (j + sb + nb) % nb;
+                for (int sc = -1; sc <= 1; sc++) {
+                    if (sa == 0 && sb == 0 && sc == 0) continue;
+                    int n = (ni * nb + nj) * nc + (k + sc + nc) % nc;
+                    int dx, dy, dz;
+                    int root = ZEMU_hk_find_grid_parent(&hk, n, &dx, &dy, &dz);
+                    if (root < 0) continue;
+                    if (recorded[root] > done) done = recorded[root];
+                    if (cluster_min[root] < low) low = cluster_min[root];
+                }
+            }
+        }
+        if (ZEMU_hk_insert_grid_point(&hk, cube, i, j, k)) {
+            ZEMU_free_hk_grid(&hk);
+            return 1;
+        }
+        int dx, dy, dz;
+        int root = ZEMU_hk_find_grid_parent(&hk, q, &dx, &dy, &dz);
+        cluster_min[root] = low;
+        recorded[root] = done;
+        level.push_back(q);
+        level_e = e;
+    }
+    settle_level();
+    ZEMU_free_hk_grid(&hk);
     return 0;
 }
