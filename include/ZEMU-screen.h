@@ -106,13 +106,14 @@ int ZEMU_screen_row_from_message(const std::string& text, ZEMU_screen_row* row);
 // ---------------------------------------------------------------------------
 
 // Runs the analysis in memory (scaling by the ion's default expression, the
-// exact inverse for options.max, console silenced; with write_files the
-// program's files in the working directory) and the grid spans on the same
-// landscape; fills grid (if empty), types, paths, e1d..e3d, grid_e1d..grid_e3d
-// and consistent. cube: raw grid as the reader leaves it; cif: the structure
-// read. 0; 1 with row status "error" and its cause.
-int ZEMU_screen_analyse(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_screen_options& options, int write_files,
-                        ZEMU_screen_row* row);
+// exact inverse for options.max, console silenced) and the grid spans on the
+// same landscape; fills grid (if empty), types, paths, e1d..e3d,
+// grid_e1d..grid_e3d and consistent. cube: raw grid as the reader leaves it;
+// cif: the structure read. With keep_dir (an existing folder; empty = none),
+// ZEMU_summary.txt, ZEMU_rp.csv and ZEMU.vesta (naming "landscape.cube") land
+// there. 0; 1 with row status "error" and its cause.
+int ZEMU_screen_analyse(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_screen_options& options,
+                        const std::string& keep_dir, ZEMU_screen_row* row);
 
 // ---------------------------------------------------------------------------
 // Batch

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <filesystem>
 #include <system_error>
-#include <unistd.h>
 
 #include "ZEMU-bvse.h"
 #include "ZEMU-import.h"
@@ -23,29 +22,6 @@ struct JobObjects {
         ZEMU_free_cube(&cube);
         if (cif_ready) ZEMU_free_cif(&cif);
     }
-};
-
-// Working directory changed for the kept files and restored afterwards.
-class WorkingDirectory {
-public:
-    // 0, or 1 with *error set.
-    int enter(const std::string& dir, std::string* error) {
-        char here[4096];
-        if (getcwd(here, sizeof here) == nullptr || chdir(dir.c_str()) != 0) {
-            *error = dir + ": " + strerror(errno);
-            return 1;
-        }
-        saved_ = here;
-        return 0;
-    }
-    ~WorkingDirectory() {
-        if (!saved_.empty() && chdir(saved_.c_str()) != 0) {
-            // the worker ends right after the job; nothing else reads the working directory
-        }
-    }
-
-private:
-    std::string saved_;
 };
 
 void fail(ZEMU_screen_row* row, const std::string& cause) {
@@ -92,12 +68,11 @@ void ZEMU_screen_structure(const std::string& file, const ZEMU_screen_options& o
     row->grid = std::to_string(landscape.grid[0]) + "x" + std::to_string(landscape.grid[1]) + "x" +
                 std::to_string(landscape.grid[2]);
 
-    // 3. Files kept on request: the landscape and the structure as imported, then
-    // the analysis writes its own files beside them.
-    WorkingDirectory cwd;
-    const bool keep = !options.keep.empty();
-    if (keep) {
-        std::filesystem::path dir = std::filesystem::path(options.keep) / std::filesystem::path(file).stem();
+    // 3. Files kept on request: the landscape and the structure as imported (the
+    // analysis adds its reports beside them).
+    std::filesystem::path dir;
+    if (!options.keep.empty()) {
+        dir = std::filesystem::path(options.keep) / std::filesystem::path(file).stem();
         std::error_code ec;
         std::filesystem::create_directories(dir, ec);
         if (ec) {
@@ -121,12 +96,8 @@ void ZEMU_screen_structure(const std::string& file, const ZEMU_screen_options& o
             fail(row, (dir / "structure.cif").string() + ": write failed");
             return;
         }
-        if (cwd.enter(dir.string(), &error)) {
-            fail(row, error);
-            return;
-        }
     }
 
     // 4. The program's analysis and the grid's own barriers.
-    ZEMU_screen_analyse(&job.cube, &job.cif, options, keep ? 1 : 0, row);
+    ZEMU_screen_analyse(&job.cube, &job.cif, options, dir.string(), row);
 }

@@ -1,17 +1,31 @@
 // Screening: result rows (CSV, JSON Lines, the worker's message) and the
 // analysis of one landscape into a row.
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
+#include "ZEMU-data.h"
 #include "ZEMU-screen.h"
 
 // Keys keep the column order.
 using json = nlohmann::ordered_json;
 
 namespace {
+
+namespace fs = std::filesystem;
+
+// Reports of the analysis kept per structure (the events file is not).
+const char* const kKeptReports[] = {"ZEMU_summary.txt", "ZEMU_rp.csv", "ZEMU.vesta"};
+// Scratch folder inside the kept folder: the analysis runs there beside the
+// built-in bond-valence parameter file its VESTA writer reads.
+const char kScratch[] = ".zemu-work";
 
 // Agreement asked of the path network and the grid, scaled eV.
 const double kConsistencyTolerance = 0.05;
@@ -82,6 +96,52 @@ std::string one_line(const std::string& s) {
         if (c == '\n' || c == '\r') c = ' ';
     while (!out.empty() && out.back() == ' ') out.pop_back();
     return out;
+}
+
+// Writes the built-in parameter file below dir. 0, or 1 with *error set.
+int write_parameter_file(const fs::path& dir, std::string* error) {
+    fs::path file = dir / ZEMU_BV_DATABASE_FILE;
+    std::error_code ec;
+    fs::create_directories(file.parent_path(), ec);
+    unsigned long size = 0;
+    const char* text = ZEMU_data_bv_database_text(&size);
+    FILE* fp = ec ? nullptr : fopen(file.c_str(), "wb");
+    bool written = fp != nullptr && fwrite(text, 1, size, fp) == size;
+    if (fp != nullptr && fclose(fp) != 0) written = false;
+    if (!written) {
+        *error = file.string() + ": cannot be written";
+        return 1;
+    }
+    return 0;
+}
+
+// Working directory changed for the report files and restored afterwards.
+class WorkingDirectory {
+public:
+    // 0, or 1 with *error set.
+    int enter(const std::string& dir, std::string* error) {
+        char here[4096];
+        if (getcwd(here, sizeof here) == nullptr || chdir(dir.c_str()) != 0) {
+            *error = dir + ": " + strerror(errno);
+            return 1;
+        }
+        saved_ = here;
+        return 0;
+    }
+    ~WorkingDirectory() {
+        if (!saved_.empty() && chdir(saved_.c_str()) != 0) {
+            // nothing better to do: the directory the run started in is gone
+        }
+    }
+
+private:
+    std::string saved_;
+};
+
+int fail(ZEMU_screen_row* row, const std::string& cause) {
+    row->status = "error";
+    row->error = cause;
+    return 1;
 }
 
 }  // namespace
@@ -172,26 +232,39 @@ int ZEMU_screen_row_from_message(const std::string& text, ZEMU_screen_row* row) 
     return row->status.empty() ? 1 : 0;
 }
 
-int ZEMU_screen_analyse(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_screen_options& options, int write_files,
-                        ZEMU_screen_row* row) {
+int ZEMU_screen_analyse(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_screen_options& options,
+                        const std::string& keep_dir, ZEMU_screen_row* row) {
     ZEMU_run_options run;
     ZEMU_init_run_options(&run);
-    if (options.ion.size() >= sizeof run.ion_type) {
-        row->status = "error";
-        row->error = "ion type too long: " + options.ion;
-        return 1;
-    }
+    if (options.ion.size() >= sizeof run.ion_type) return fail(row, "ion type too long: " + options.ion);
     snprintf(run.ion_type, sizeof run.ion_type, "%s", options.ion.c_str());
     run.max = options.max;
     run.exact_max = 1;
     run.quiet = 1;
-    run.write_files = write_files;
+    run.write_files = keep_dir.empty() ? 0 : 1;
     snprintf(run.cube_file, sizeof run.cube_file, "landscape.cube");
     ZEMU_run_result result;
-    if (ZEMU_run_in_memory(cube, cif, &run, &result)) {
-        row->status = "error";
-        row->error = "analysis failed";
-        return 1;
+    {
+        const fs::path scratch = fs::path(keep_dir) / kScratch;
+        WorkingDirectory cwd;
+        if (!keep_dir.empty()) {
+            std::error_code ec;
+            fs::create_directories(scratch, ec);
+            if (ec) return fail(row, scratch.string() + ": " + ec.message());
+            std::string error;
+            if (write_parameter_file(scratch, &error) || cwd.enter(scratch.string(), &error)) return fail(row, error);
+        }
+        int failed = ZEMU_run_in_memory(cube, cif, &run, &result);
+        if (!keep_dir.empty()) {
+            for (const char* name : kKeptReports) {
+                std::error_code ec;
+                if (fs::exists(scratch / name, ec)) fs::rename(scratch / name, fs::path(keep_dir) / name, ec);
+                if (ec && !failed) return fail(row, (fs::path(keep_dir) / name).string() + ": " + ec.message());
+            }
+            std::error_code ec;
+            fs::remove_all(scratch, ec);
+        }
+        if (failed) return fail(row, "analysis failed");
     }
     if (row->grid.empty())
         row->grid = std::to_string(result.grid[0]) + "x" + std::to_string(result.grid[1]) + "x" +
@@ -205,11 +278,7 @@ int ZEMU_screen_analyse(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_screen_option
 
     // the grid's own barriers on the landscape the analysis left processed and scaled
     double span[3], top[3];
-    if (ZEMU_hk_percolation_span(cube, span, top)) {
-        row->status = "error";
-        row->error = "grid percolation failed";
-        return 1;
-    }
+    if (ZEMU_hk_percolation_span(cube, span, top)) return fail(row, "grid percolation failed");
     double* g_out[3] = {&row->grid_e1d, &row->grid_e2d, &row->grid_e3d};
     row->consistent = 1;
     for (int d = 0; d < 3; d++) {

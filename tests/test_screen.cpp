@@ -72,7 +72,7 @@ void example_job(const std::string& file, ZEMU_screen_row* row, const ZEMU_scree
         row->spacegroup = cif.spacegroup_HM;
         row->sg_number = cif.int_tab_cryst_no;
         row->oxidation = "file";
-        ZEMU_screen_analyse(&cube, &cif, options, 0, row);
+        ZEMU_screen_analyse(&cube, &cif, options, options.keep.empty() ? "" : options.keep + "/" + fs::path(file).parent_path().filename().string(), row);
     }
     ZEMU_free_cube(&cube);
     ZEMU_free_cif(&cif);
@@ -163,6 +163,26 @@ TEST(ScreenBatch, CeilingBelowTheBarrierLeavesTheNetworkEmptyButTheGridExact) {
     std::string csv = zemu_test::slurp(o.output);
     // e2d, e3d empty (no percolation below the ceiling, never 999); the grid values remain
     EXPECT_NE(csv.find(",0.409564,,,0.409564,3.342462,3.342462,true,"), std::string::npos) << csv;
+}
+
+TEST(ScreenBatch, KeptReportsAreTheProgramsOwn) {
+    WorkDir cli, kept(false);
+    cli.write("landscape.cube", zemu_test::slurp(zemu_test::source_file("examples/Na2UO4/landscape.cube")));
+    RunResult zemu = cli.run({"--cube", "landscape.cube", "--cif", zemu_test::source_file("examples/Na2UO4/structure.cif"),
+                              "Na1+", "--path", "--summary", "--vesta"});
+    ASSERT_EQ(zemu.status, 0) << zemu.err;
+    ZEMU_screen_options o = quiet_options();
+    o.output = kept.file("rows.csv");
+    o.keep = kept.file("keep");
+    ASSERT_EQ(ZEMU_screen_batch({zemu_test::source_file("examples/Na2UO4/structure.cif")}, o,
+                                [&o](const std::string& f, ZEMU_screen_row* r) { example_job(f, r, o); }),
+              0);
+    for (const char* name : {"ZEMU_summary.txt", "ZEMU_rp.csv", "ZEMU.vesta"})
+        EXPECT_EQ(kept.read(std::string("keep/Na2UO4/") + name), cli.read(name)) << name;
+    // nothing else: no events file, no scratch folder
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(kept.file("keep/Na2UO4"))) names.insert(entry.path().filename());
+    EXPECT_EQ(names, (std::set<std::string>{"ZEMU_summary.txt", "ZEMU_rp.csv", "ZEMU.vesta"}));
 }
 
 // ---------------------------------------------------------------------------
