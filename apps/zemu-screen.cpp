@@ -30,7 +30,14 @@ int main(int argc, char** argv) {
     app.add_option("--shard", shard, "K/N: take every N-th file of the sorted list from the K-th on");
     app.add_flag("--resume", resume, "skip the files already in the output file and append");
     app.add_option("inputs", inputs, "CIF files and folders searched for *.cif")->required();
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& e) {
+        return app.exit(e);  // --help
+    } catch (const CLI::ParseError& e) {
+        fprintf(stderr, "Error: %s\n", e.what());
+        return 1;
+    }
 
     if (!shard.empty()) {
         std::string error;

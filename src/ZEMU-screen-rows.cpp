@@ -245,7 +245,11 @@ int ZEMU_screen_analyse(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_screen_option
     snprintf(run.cube_file, sizeof run.cube_file, "landscape.cube");
     ZEMU_run_result result;
     {
-        const fs::path scratch = fs::path(keep_dir) / kScratch;
+        // absolute: the reports are moved while the scratch folder is the working directory
+        std::error_code path_ec;
+        const fs::path kept = keep_dir.empty() ? fs::path() : fs::absolute(keep_dir, path_ec);
+        if (path_ec) return fail(row, keep_dir + ": " + path_ec.message());
+        const fs::path scratch = kept / kScratch;
         WorkingDirectory cwd;
         if (!keep_dir.empty()) {
             std::error_code ec;
@@ -258,8 +262,8 @@ int ZEMU_screen_analyse(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_screen_option
         if (!keep_dir.empty()) {
             for (const char* name : kKeptReports) {
                 std::error_code ec;
-                if (fs::exists(scratch / name, ec)) fs::rename(scratch / name, fs::path(keep_dir) / name, ec);
-                if (ec && !failed) return fail(row, (fs::path(keep_dir) / name).string() + ": " + ec.message());
+                if (fs::exists(scratch / name, ec)) fs::rename(scratch / name, kept / name, ec);
+                if (ec && !failed) return fail(row, (kept / name).string() + ": " + ec.message());
             }
             std::error_code ec;
             fs::remove_all(scratch, ec);

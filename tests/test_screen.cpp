@@ -173,10 +173,14 @@ TEST(ScreenBatch, KeptReportsAreTheProgramsOwn) {
     ASSERT_EQ(zemu.status, 0) << zemu.err;
     ZEMU_screen_options o = quiet_options();
     o.output = kept.file("rows.csv");
-    o.keep = kept.file("keep");
-    ASSERT_EQ(ZEMU_screen_batch({zemu_test::source_file("examples/Na2UO4/structure.cif")}, o,
-                                [&o](const std::string& f, ZEMU_screen_row* r) { example_job(f, r, o); }),
-              0);
+    o.keep = "keep";  // relative to the batch's working directory
+    char here[4096];
+    ASSERT_NE(getcwd(here, sizeof here), nullptr);
+    ASSERT_EQ(chdir(kept.path().c_str()), 0);
+    int status = ZEMU_screen_batch({zemu_test::source_file("examples/Na2UO4/structure.cif")}, o,
+                                   [&o](const std::string& f, ZEMU_screen_row* r) { example_job(f, r, o); });
+    ASSERT_EQ(chdir(here), 0);
+    ASSERT_EQ(status, 0);
     for (const char* name : {"ZEMU_summary.txt", "ZEMU_rp.csv", "ZEMU.vesta"})
         EXPECT_EQ(kept.read(std::string("keep/Na2UO4/") + name), cli.read(name)) << name;
     // nothing else: no events file, no scratch folder
