@@ -65,11 +65,15 @@ bool write_all(int fd, const std::string& text) {
         close(null_fd);
     }
     if (err != nullptr) dup2(fileno(err), STDERR_FILENO);
+#if !defined(__SANITIZE_ADDRESS__)
+    // (an address-sanitizer build reserves terabytes of shadow memory up front and
+    // cannot run under any address-space limit)
     if (options.memory_mb > 0) {
         rlim_t bytes = static_cast<rlim_t>(options.memory_mb) * 1024 * 1024;
         struct rlimit limit = {bytes, bytes};
         setrlimit(RLIMIT_AS, &limit);
     }
+#endif
     // a second guard should the parent be unable to kill in time
     if (options.timeout > 0) alarm(static_cast<unsigned>(std::min(options.timeout + 5.0, 1e9)));
 

@@ -81,7 +81,9 @@ TEST_P(InMemoryRun, GivesTheProgramsActivationEnergiesSilently) {
     ZEMU_run_options o = options_for(ex);
     ZEMU_run_result r;
     testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();  // the stages' warnings pass, as in the program
     ASSERT_EQ(ZEMU_run_in_memory(&in.cube, &in.cif, &o, &r), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), zemu.err);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_NE(zemu.out.find(act_lines(r)), std::string::npos) << act_lines(r) << "\nnot in\n" << zemu.out;
     EXPECT_EQ(r.grid[0] * r.grid[1] * r.grid[2], in.cube.a_grid * in.cube.b_grid * in.cube.c_grid);
@@ -105,7 +107,9 @@ TEST_P(InMemoryRun, WritesTheProgramsFilesByteForByte) {
     o.write_files = 1;
     snprintf(o.cube_file, sizeof o.cube_file, "l.cube");
     ZEMU_run_result r;
+    testing::internal::CaptureStderr();
     inside(mem, [&] { ASSERT_EQ(ZEMU_run_in_memory(&in.cube, &in.cif, &o, &r), 0); });
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), zemu.err);
     for (const char* name : {"ZEMU_events.txt", "ZEMU_rp.csv", "ZEMU_summary.txt", "ZEMU.vesta"}) {
         ASSERT_TRUE(cli.exists(name)) << name;
         EXPECT_EQ(mem.read(name), cli.read(name)) << name;
