@@ -199,11 +199,18 @@ int ZEMU_hk_add_wrap_vector(ZEMU_hk_grid* hk, int root, long long va, long long 
 
 namespace {
 
+// Records the span sweep keeps per root (entries of non-roots are stale).
+struct RootRecords {
+    double* lowest;           // lowest energy of the cluster
+    unsigned char* recorded;  // dimension up to which the cluster's events are recorded
+};
+
 // Joins the clusters of roots rp and rq across a bond from a point lying at dp
 // (grid steps from rp) to a point lying at dq (grid steps from rq), the second
-// point's copy sitting at the first plus d. Unites by rank, or, when rp == rq,
-// records the wrap the bond closes. 0 or 1.
-int link_clusters(ZEMU_hk_grid* hk, int rp, const int* dp, int rq, const int* dq, int da, int db, int dc)
+// point's copy sitting at the first plus d. Unites by rank (merging the root
+// records when given), or, when rp == rq, records the wrap the bond closes. 0 or 1.
+int link_clusters(ZEMU_hk_grid* hk, int rp, const int* dp, int rq, const int* dq, int da, int db, int dc,
+                  RootRecords* records = nullptr)
 {
     // lifted position of rq minus that of rp
     long long ga = static_cast<long long>(dp[0]) + da - dq[0];
@@ -225,6 +232,10 @@ int link_clusters(ZEMU_hk_grid* hk, int rp, const int* dp, int rq, const int* dq
         hk->rank[rp]++;
     }
     hk->parent[child] = root;
+    if (records != nullptr) {
+        records->lowest[root] = std::min(records->lowest[root], records->lowest[child]);
+        records->recorded[root] = std::max(records->recorded[root], records->recorded[child]);
+    }
     hk->offset[3 * child] = static_cast<int>(ga);
     hk->offset[3 * child + 1] = static_cast<int>(gb);
     hk->offset[3 * child + 2] = static_cast<int>(gc);
@@ -257,7 +268,23 @@ int ZEMU_hk_join_grid_points(ZEMU_hk_grid* hk, int p, int q, int da, int db, int
     return link_clusters(hk, rp, dp, rq, dq, da, db, dc);
 }
 
+namespace {
+
+// Switches on (i, j, k) and joins it with its switched-on neighbours; with
+// records, the new point starts its own (lowest = its energy, nothing recorded)
+// and unions merge them.
+int insert_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, int k, RootRecords* records);
+
+}  // namespace
+
 int ZEMU_hk_insert_grid_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, int k)
+{
+    return insert_point(hk, cube, i, j, k, nullptr);
+}
+
+namespace {
+
+int insert_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, int k, RootRecords* records)
 {
     if (hk->parent == nullptr || cube == nullptr || cube->a_grid != hk->a_grid || cube->b_grid != hk->b_grid ||
         cube->c_grid != hk->c_grid) {
@@ -280,6 +307,10 @@ int ZEMU_hk_insert_grid_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, i
     hk->rank[p] = 0;
     hk->wrap_index[p] = -1;
     hk->inserted++;
+    if (records != nullptr) {
+        records->lowest[p] = cube->energy[i][j][k];
+        records->recorded[p] = 0;
+    }
     // wrapped neighbour planes, rows and columns (index 0, 1, 2 for a step of -1, 0, +1)
     int ni[3], nj[3], nk[3];
     for (int s = 0; s < 3; s++) {
@@ -300,7 +331,7 @@ int ZEMU_hk_insert_grid_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, i
                 if (hk->parent[q] < 0) continue;
                 int dq[3];
                 int rq = ZEMU_hk_find_grid_parent(hk, q, &dq[0], &dq[1], &dq[2]);
-                if (link_clusters(hk, rp, dp, rq, dq, sa - 1, sb - 1, sc - 1)) return 1;
+                if (link_clusters(hk, rp, dp, rq, dq, sa - 1, sb - 1, sc - 1, records)) return 1;
                 if (hk->parent[rp] != rp) {
                     // p's cluster went under q's root
                     for (int c = 0; c < 3; c++) dp[c] += hk->offset[3 * rp + c];
@@ -311,6 +342,8 @@ int ZEMU_hk_insert_grid_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, i
     }
     return 0;
 }
+
+}  // namespace
 
 int ZEMU_hk_cluster_dimension(ZEMU_hk_grid* hk, int p)
 {
@@ -454,7 +487,7 @@ int ZEMU_hk_percolation_span(ZEMU_cube* cube, double span[3], double top[3])
         span[d] = HUGE_VAL;
         top[d] = HUGE_VAL;
     }
-    const int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid;
+    const int nb = cube->b_grid, nc = cube->c_grid;
     const double gmin = cube->global_minimum;
     auto dimension_of_root = [&hk](int root) {
         int w = hk.wrap_index[root];
@@ -468,12 +501,13 @@ int ZEMU_hk_percolation_span(ZEMU_cube* cube, double span[3], double top[3])
     double level_e = 0.0;
     auto settle_level = [&]() {
         if (!std::isnan(level_e)) {
-            const double scaled_top = ZEMU_scale_cube_energy(cube, level_e - gmin);
+            double scaled_top = NAN;  // evaluated at the level's first event only
             for (int p : level) {
                 int dx, dy, dz;
                 int root = ZEMU_hk_find_grid_parent(&hk, p, &dx, &dy, &dz);
                 int dim = dimension_of_root(root);
                 if (dim <= recorded[root]) continue;
+                if (std::isnan(scaled_top)) scaled_top = ZEMU_scale_cube_energy(cube, level_e - gmin);
                 const double value = scaled_top - ZEMU_scale_cube_energy(cube, cluster_min[root] - gmin);
                 for (int d = recorded[root]; d < dim; d++) {
                     if (value < span[d]) {
@@ -487,6 +521,7 @@ int ZEMU_hk_percolation_span(ZEMU_cube* cube, double span[3], double top[3])
         level.clear();
     };
 
+    RootRecords records = {cluster_min.data(), recorded.data()};
     int q;
     while (order.next(&q)) {
         int k = q % nc;
@@ -494,32 +529,10 @@ int ZEMU_hk_percolation_span(ZEMU_cube* cube, double span[3], double top[3])
         int i = q / (nc * nb);
         const double e = cube->energy[i][j][k];
         if (!level.empty() && !(e == level_e)) settle_level();
-        // the clusters the point is about to join: what they recorded and their lowest energy
-        unsigned char done = 0;
-        double low = e;
-        for (int sa = -1; sa <= 1; sa++) {
-            int ni = (i + sa + na) % na;
-            for (int sb = -1; sb <= 1; sb++) {
-                int nj = (j + sb + nb) % nb;
-                for (int sc = -1; sc <= 1; sc++) {
-                    if (sa == 0 && sb == 0 && sc == 0) continue;
-                    int n = (ni * nb + nj) * nc + (k + sc + nc) % nc;
-                    int dx, dy, dz;
-                    int root = ZEMU_hk_find_grid_parent(&hk, n, &dx, &dy, &dz);
-                    if (root < 0) continue;
-                    if (recorded[root] > done) done = recorded[root];
-                    if (cluster_min[root] < low) low = cluster_min[root];
-                }
-            }
-        }
-        if (ZEMU_hk_insert_grid_point(&hk, cube, i, j, k)) {
+        if (insert_point(&hk, cube, i, j, k, &records)) {
             ZEMU_free_hk_grid(&hk);
             return 1;
         }
-        int dx, dy, dz;
-        int root = ZEMU_hk_find_grid_parent(&hk, q, &dx, &dy, &dz);
-        cluster_min[root] = low;
-        recorded[root] = done;
         level.push_back(q);
         level_e = e;
     }
