@@ -280,6 +280,12 @@ TEST(ScreenFiles, FoldersGiveTheirCifFilesSortedAndShardsCoverThemOnce) {
         auto rows = json_rows(o.output);
         total += rows.size();
         for (const auto& r : rows) seen.insert(r.first);
+        // what a resumed run would skip: exactly the shard's own files
+        std::set<std::string> done;
+        ASSERT_EQ(ZEMU_screen_read_done(o.output, &done, &error), 0);
+        std::vector<std::string> own = ZEMU_screen_take_shard(std::vector<std::string>(want.begin() + 1, want.end()),
+                                                              shard, 2);
+        EXPECT_EQ(done, std::set<std::string>(own.begin(), own.end()));
     }
     EXPECT_EQ(total, 4u);
     EXPECT_EQ(seen, std::set<std::string>(want.begin() + 1, want.end()));
