@@ -127,10 +127,10 @@ int ZEMU_screen_analyse(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_screen_option
 // the cause. 0, or 1 when no process or pipe could be made (message printed).
 int ZEMU_screen_run_workers(const std::vector<std::string>& files, const ZEMU_screen_options& options,
                             const ZEMU_screen_job& job, const ZEMU_screen_sink& sink);
-// The whole run: file list, shard, resume, output (header once), rows written
-// and flushed as they finish, progress and summary on stderr. 0 when the batch
-// ran (whatever the rows say); 1 on bad inputs or an unwritable output, with
-// one line "Error: <file>: <cause>" on stderr.
+// The whole run: file list (files below options.keep left out), shard, resume,
+// output (header once), rows written and flushed as they finish, progress and
+// summary on stderr. 0 when the batch ran (whatever the rows say); 1 on bad
+// inputs or an unwritable output, with one line "Error: <file>: <cause>" on stderr.
 int ZEMU_screen_batch(const std::vector<std::string>& inputs, const ZEMU_screen_options& options,
                       const ZEMU_screen_job& job);
 

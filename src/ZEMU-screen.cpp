@@ -107,6 +107,20 @@ int ZEMU_screen_batch(const std::vector<std::string>& inputs, const ZEMU_screen_
         fprintf(stderr, "Error: %s\n", error.c_str());
         return 1;
     }
+    if (!options.keep.empty()) {
+        // the structures kept by an earlier run are not candidates themselves
+        std::error_code ec;
+        const std::filesystem::path kept = std::filesystem::weakly_canonical(options.keep, ec);
+        if (!ec) {
+            std::vector<std::string> candidates;
+            for (const std::string& f : files) {
+                std::filesystem::path p = std::filesystem::weakly_canonical(f, ec);
+                auto mismatch = std::mismatch(kept.begin(), kept.end(), p.begin(), p.end());
+                if (ec || mismatch.first != kept.end()) candidates.push_back(f);
+            }
+            files.swap(candidates);
+        }
+    }
     files = ZEMU_screen_take_shard(files, options.shard_k, options.shard_n);
 
     const bool to_file = !options.output.empty();

@@ -268,8 +268,11 @@ TEST(ScreenFiles, FoldersGiveTheirCifFilesSortedAndShardsCoverThemOnce) {
     for (const char* bad : {"0/3", "4/3", "1/0", "a/b", "3", "1/2/3", "-1/2", ""})
         EXPECT_EQ(ZEMU_screen_parse_shard(bad, &k, &n, &error), 1) << bad;
 
-    // two shards run as batches: their rows together are the whole run, once each
+    // two shards run as batches: their rows together are the whole run, once each;
+    // structures kept by an earlier run inside the folder are no candidates
+    touch(dir, {"set/kept/a/structure.cif"});
     ZEMU_screen_options o = quiet_options();
+    o.keep = dir.file("set/kept");
     std::set<std::string> seen;
     size_t total = 0;
     for (int shard = 1; shard <= 2; shard++) {
