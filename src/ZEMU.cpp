@@ -141,14 +141,15 @@ int analyse_paths(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathli
         ZEMU_print_cif_ICSD(cif, stdout);
         ZEMU_print_activation_energy(pathlib, stdout);
     }
-    FILE* events = write_files ? fopen("ZEMU_events.txt", "w") : nullptr;
-    if (!write_files) {
-    } else if (events) {
-        // Closed here rather than at process exit; the file's content is the same.
-        ZEMU_analyze_network_at_saddles(cube, pathlib, events, ZEMU_NETWORK_MAX_ENERGY);
-        fclose(events);
-    } else {
-        fprintf(stderr, "Error: Unable to write to ZEMU_events.txt\n");
+    if (write_files) {
+        FILE* events = fopen("ZEMU_events.txt", "w");
+        if (events) {
+            // Closed here rather than at process exit; the file's content is the same.
+            ZEMU_analyze_network_at_saddles(cube, pathlib, events, ZEMU_NETWORK_MAX_ENERGY);
+            fclose(events);
+        } else {
+            fprintf(stderr, "Error: Unable to write to ZEMU_events.txt\n");
+        }
     }
     if (ZEMU_build_reaction_pathway(cube, pathlib, rp_all)) return 1;
     if (!write_files) return 0;
