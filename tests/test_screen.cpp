@@ -189,6 +189,86 @@ TEST(ScreenBatch, KeptReportsAreTheProgramsOwn) {
     EXPECT_EQ(names, (std::set<std::string>{"ZEMU_summary.txt", "ZEMU_rp.csv", "ZEMU.vesta"}));
 }
 
+// One well per axis on an 8x8x8 grid, E = sum of A cos(2 pi n / 8) over the
+// axes, the minimum at (4,4,4) and a barrier of 2A across each axis. An axis
+// of 2 Bohr steps puts the minimum's images 4.23 Angstrom apart, beyond the
+// reach of a hop: the path network cannot cross it, the grid can.
+void analyse_wells(const double (&amp)[3], const int (&bohr)[3], double max, ZEMU_screen_row* row) {
+    WorkDir dir(false);
+    const double pi = 3.141592653589793, bohr_a = 0.529177249;
+    std::string cube = "wells\nLi1+ site energies (eV)\n    1 0.000000 0.000000 0.000000\n";
+    char line[160];
+    for (int a = 0; a < 3; a++) {
+        snprintf(line, sizeof line, "    8 %d.0 %d.0 %d.0\n", a == 0 ? bohr[0] : 0, a == 1 ? bohr[1] : 0,
+                 a == 2 ? bohr[2] : 0);
+        cube += line;
+    }
+    cube += "    3 0.0 0.0 0.0 0.0\n";
+    for (int i = 0; i < 8; i++)
+        for (int j = 0; j < 8; j++)
+            for (int k = 0; k < 8; k++) {
+                snprintf(line, sizeof line, "%.10f\n",
+                         amp[0] * cos(pi * i / 4) + amp[1] * cos(pi * j / 4) + amp[2] * cos(pi * k / 4));
+                cube += line;
+            }
+    snprintf(line, sizeof line, "_cell_length_a %.6f\n_cell_length_b %.6f\n_cell_length_c %.6f\n",
+             8 * bohr[0] * bohr_a, 8 * bohr[1] * bohr_a, 8 * bohr[2] * bohr_a);
+    dir.write("l.cube", cube);
+    dir.write("s.cif", std::string("data_wells\n") + line +
+                           "_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n"
+                           "loop_\n_symmetry_equiv_pos_as_xyz\nx,y,z\n-x,-y,-z\n"
+                           "loop_\n_atom_type_symbol\n_atom_type_oxidation_number\nLi1+ 1\nO2- -2\n"
+                           "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n"
+                           "_atom_site_fract_y\n_atom_site_fract_z\n_atom_site_occupancy\nLi1 Li1+ 0.5 0.5 0.5 1.0\n");
+    ZEMU_cube c;
+    ZEMU_cif s;
+    ZEMU_init_cube(&c);
+    ZEMU_init_cif(&s);
+    std::string cube_file = dir.file("l.cube"), cif_file = dir.file("s.cif");
+    ASSERT_EQ(ZEMU_load_cube(&cube_file[0], &c), 0);
+    ASSERT_EQ(ZEMU_load_cif(&cif_file[0], &s), 0);
+    ZEMU_screen_options o = quiet_options();
+    o.max = max;
+    testing::internal::CaptureStderr();  // the unreachable saddle type is warned about
+    EXPECT_EQ(ZEMU_screen_analyse(&c, &s, o, "", row), 0);
+    testing::internal::GetCapturedStderr();
+    ZEMU_free_cube(&c);
+    ZEMU_free_cif(&s);
+}
+
+TEST(ScreenAnalysis, ConsistentExactlyWhenTheNetworkFindsTheGridsBarriersBelowTheCeiling) {
+    const double kNone = NAN;
+    struct Case {
+        const char* what;
+        int bohr[3];
+        double max;
+        double e[3];
+        int consistent;
+    } cases[] = {
+        {"every axis in reach: network and grid agree", {1, 1, 1}, 0.0, {0.2, 0.6, 1.0}, 1},
+        {"c out of the network's reach: its 3-D barrier is missed", {1, 1, 2}, 0.0, {0.2, 0.6, kNone}, 0},
+        {"the same below a ceiling of 0.8 eV: the missed barrier lies above it", {1, 1, 2}, 0.8, {0.2, 0.6, kNone}, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ZEMU_screen_row row;
+        ZEMU_init_screen_row(&row);
+        analyse_wells({0.1, 0.3, 0.5}, c.bohr, c.max, &row);
+        ASSERT_EQ(row.status, "ok") << row.error;
+        const double network[3] = {row.e1d, row.e2d, row.e3d}, grid[3] = {row.grid_e1d, row.grid_e2d, row.grid_e3d};
+        for (int d = 0; d < 3; d++) {
+            if (std::isnan(c.e[d])) EXPECT_TRUE(std::isnan(network[d])) << d + 1;
+            else EXPECT_NEAR(network[d], c.e[d], 1e-9) << d + 1;
+        }
+        // the grid crosses every axis whatever the hop reach and the ceiling
+        EXPECT_NEAR(grid[0], 0.2, 1e-9);
+        EXPECT_NEAR(grid[1], 0.6, 1e-9);
+        EXPECT_NEAR(grid[2], 1.0, 1e-9);
+        EXPECT_EQ(row.consistent, c.consistent);
+        EXPECT_EQ(row.grid, "8x8x8");
+    }
+}
+
 // ---------------------------------------------------------------------------
 // Workers that do not come back normally
 
