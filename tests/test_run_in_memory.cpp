@@ -142,20 +142,6 @@ TEST(InMemoryAnalysis, CeilingTakesTheExactInverseWhereTheProgramKeepsItsOwn) {
     }
 }
 
-TEST(InMemoryAnalysis, RefusesAGridWithoutEnergies) {
-    ZEMU_cube cube;
-    ZEMU_init_cube(&cube);
-    ZEMU_cif cif;
-    ZEMU_init_cif(&cif);
-    ZEMU_run_options o;
-    ZEMU_init_run_options(&o);
-    ZEMU_run_result r;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_run_in_memory(&cube, &cif, &o, &r), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Invalid input to ZEMU_run_in_memory()\n");
-    ZEMU_free_cif(&cif);
-}
-
 TEST(ExactInverse, InvertsTheScalingToTheLastBit) {
     ZEMU_cube cube;
     ZEMU_init_cube(&cube);

@@ -152,19 +152,6 @@ TEST(ScreenBatch, ExamplesGiveTheProgramsBarriersAndTheExactGridSpans) {
     }
 }
 
-TEST(ScreenBatch, CeilingBelowTheBarrierLeavesTheNetworkEmptyButTheGridExact) {
-    // --max 1 (exact inverse): the LiFePO4 2-D/3-D barrier of 3.34 eV lies above the ceiling
-    WorkDir dir(false);
-    ZEMU_screen_options o = quiet_options();
-    o.max = 1.0;
-    o.output = dir.file("rows.csv");
-    const std::string li = zemu_test::source_file("examples/LiFePO4/structure.cif");
-    ASSERT_EQ(ZEMU_screen_batch({li}, o, [&o](const std::string& f, ZEMU_screen_row* r) { example_job(f, r, o); }), 0);
-    std::string csv = zemu_test::slurp(o.output);
-    // e2d, e3d empty (no percolation below the ceiling, never 999); the grid values remain
-    EXPECT_NE(csv.find(",0.409564,,,0.409564,3.342462,3.342462,true,"), std::string::npos) << csv;
-}
-
 TEST(ScreenBatch, KeptReportsAreTheProgramsOwn) {
     WorkDir cli, kept(false);
     cli.write("landscape.cube", zemu_test::slurp(zemu_test::source_file("examples/Na2UO4/landscape.cube")));
