@@ -4,8 +4,8 @@
 // member keeps its lattice offset from its parent, so a bond that closes a loop
 // around the periodic cell reveals a wrapping vector; the number of independent
 // wrapping vectors of a cluster is its percolation dimension (1, 2 or 3). The
-// analysis of one structure in memory (ZEMU_run_in_memory's callers) uses the
-// span sweep below as the grid's own activation energies.
+// zemu pipeline calls none of this; the screening analysis (ZEMU_screen_analyse)
+// reports the span sweep below as the grid's own activation energies.
 //
 // Neighbours are all 26 points of the 3 x 3 x 3 block around a grid point,
 // across the periodic boundary included (26-connectivity, the neighbourhood of
