@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ZEMU-bvse.h"
+#include "ZEMU-screen.h"
 #include "ZEMU.h"
 
 namespace {
@@ -463,6 +464,47 @@ int bench_landscape_lifepo4_threads()
     return bench_landscape("LiFePO4", std::string(ZEMU_SOURCE_DIR) + "/examples/LiFePO4/structure.cif", "Li1+", 2);
 }
 
+// A screening batch over the two bundled examples, each listed 50 times (worker
+// per structure; the landscape read from the bundled cube, then the analysis in
+// memory and the grid spans), with one and with two workers.
+int bench_screening_batch()
+{
+    std::vector<std::string> files;
+    for (int n = 0; n < 50; n++)
+        for (const char* ex : {"LiFePO4", "Na2UO4"}) files.push_back(std::string(ZEMU_SOURCE_DIR) + "/examples/" + ex);
+    ZEMU_screen_job job = [](const std::string& dir, ZEMU_screen_row* row) {
+        ZEMU_screen_options options;
+        ZEMU_init_screen_options(&options);
+        options.ion = dir.find("Na2UO4") != std::string::npos ? "Na1+" : "Li1+";
+        std::string cube_path = dir + "/landscape.cube", cif_path = dir + "/structure.cif";
+        ZEMU_cube cube;
+        ZEMU_cif cif;
+        ZEMU_init_cube(&cube);
+        ZEMU_init_cif(&cif);
+        if (ZEMU_load_cube(&cube_path[0], &cube) == 0 && ZEMU_load_cif(&cif_path[0], &cif) == 0)
+            ZEMU_screen_analyse(&cube, &cif, options, "", row);
+        ZEMU_free_cube(&cube);
+        ZEMU_free_cif(&cif);
+    };
+    double rate[2] = {0.0, 0.0};
+    for (int jobs = 1; jobs <= 2; jobs++) {
+        ZEMU_screen_options options;
+        ZEMU_init_screen_options(&options);
+        options.jobs = jobs;
+        int ok = 0;
+        auto start = std::chrono::steady_clock::now();
+        if (ZEMU_screen_run_workers(files, options, job, [&ok](const ZEMU_screen_row& row) { ok += row.status == "ok"; }))
+            return 1;
+        double t = seconds_since(start);
+        if (ok != static_cast<int>(files.size())) return 1;
+        rate[jobs - 1] = files.size() / t;
+    }
+    printf("screening batch, %zu structures (bundled landscapes): %.1f structures/s with -j 1, %.1f with -j 2 "
+           "(gain %.2f)\n",
+           files.size(), rate[0], rate[1], rate[1] / rate[0]);
+    return 0;
+}
+
 }  // namespace
 
 int main()
@@ -480,6 +522,7 @@ int main()
         {"landscape of a garnet on 65x65x65, 1 thread", bench_landscape_garnet_65},
         {"landscape of LiFePO4, 1 thread", bench_landscape_lifepo4},
         {"landscape of LiFePO4, 2 threads", bench_landscape_lifepo4_threads},
+        {"screening batch", bench_screening_batch},
     };
     int failures = 0;
     for (const Case& c : cases) {

@@ -122,8 +122,18 @@ typedef struct {
 
 // Empties the record: no arrays, no lists, no scaling, ion charge 1.0.
 void ZEMU_init_cube(ZEMU_cube* cube);
-// Reads a cube file (one energy per line); sets the energy ceiling. 0 or 1.
+// Reads a cube file (one energy per line); sets the energy ceiling
+// (ZEMU_set_energy_ceiling, the program's own inverse). 0 or 1.
 int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube);
+// Ceiling of the stationary-point search from max_energy_above_gmin (scaled
+// measure; 0 = 5 eV raw) on a grid not yet processed: max_energy = global
+// minimum + the raw energy above it, found by the program's own inverse
+// (exact 0) or the exact one (exact 1). 0, or 1 when the exact inverse finds
+// no raw energy (message printed).
+int ZEMU_set_energy_ceiling(ZEMU_cube* cube, int exact);
+// Sets global_minimum to the lowest energy of the grid as the reader does
+// (never above 9999.9), for grids filled other than by the reader.
+void ZEMU_refresh_global_minimum(ZEMU_cube* cube);
 // Cell lengths, angles, volume and metric terms from the voxel vectors and counts.
 void ZEMU_calc_cell_parameter(ZEMU_cube* cube);
 // Reads the energy lines from a stream positioned after the atom lines. 0 or 1.
@@ -180,6 +190,10 @@ int ZEMU_parse_energy_scaling(ZEMU_cube* cube, char* text);
 double ZEMU_scale_cube_energy(ZEMU_cube* cube, double e);
 // Raw energy whose scaled value is s, by bisection (warns and gives 1.0 when it cannot).
 double ZEMU_get_unscaled_from_scaled(ZEMU_cube* cube, double s);
+// Raw energy e >= 0 with scaled value s for an increasing scaling, to the
+// precision of a double (bisection until the bracket cannot shrink; identity
+// when scaling is off). 0, or 1 when no e >= 0 scales to s.
+int ZEMU_get_unscaled_from_scaled_exact(ZEMU_cube* cube, double s, double* raw);
 // Subtracts the global minimum from every energy, the ceiling and the shift.
 void ZEMU_shift_cube_energy(ZEMU_cube* cube);
 

@@ -4,7 +4,8 @@
 // member keeps its lattice offset from its parent, so a bond that closes a loop
 // around the periodic cell reveals a wrapping vector; the number of independent
 // wrapping vectors of a cluster is its percolation dimension (1, 2 or 3). The
-// pipeline calls none of this; it is a library operation.
+// zemu pipeline calls none of this; the screening analysis (ZEMU_screen_analyse)
+// reports the span sweep below as the grid's own activation energies.
 //
 // Neighbours are all 26 points of the 3 x 3 x 3 block around a grid point,
 // across the periodic boundary included (26-connectivity, the neighbourhood of
@@ -15,7 +16,8 @@
 // Memory: 21 bytes per grid point in ZEMU_hk_grid (parent, offsets, wrap index,
 // rank) plus 12 bytes per point of scratch while ZEMU_hk_percolation_energy
 // sorts the energies: about 270 MB for a 200 x 200 x 200 grid, on top of the
-// grid's own energy array.
+// grid's own energy array. The span sweep adds 9 bytes per point (lowest
+// energy and recorded dimension per root): about 340 MB in all for that grid.
 #ifndef ZEMU_HK_H
 #define ZEMU_HK_H
 
@@ -98,5 +100,20 @@ int ZEMU_hk_cluster_dimension(ZEMU_hk_grid* hk, int p);
 // grid is processed) at which a cluster first percolates in at least 1, 2 and
 // 3 dimensions. 0, or 1 on bad input or memory failure (message printed).
 int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double* e3d);
+
+// Activation energies of the grid: for each dimension d = 1, 2, 3 (entry d - 1),
+// the lowest value over the whole ascending sweep (every point switched on) of
+// scale(E) - scale(M), where E is the energy of the point whose insertion lets a
+// cluster span at least d independent lattice directions for the first time and
+// M is the lowest energy of that cluster; scale is the cube's scaling (identity
+// when off) applied to energies taken above cube->global_minimum. span[d - 1]
+// receives that value (scaled eV) and top[d - 1] the scaled E of the same event
+// (scaled eV above the global minimum), the point the network has to climb to.
+// Points of equal energy are switched on together (a level's events are read
+// once all its points are in). Points whose energy is not a number are switched
+// on last and give no event.
+// HUGE_VAL in both when no event of finite value exists for d. 0, or 1 on bad
+// input or memory failure (message printed).
+int ZEMU_hk_percolation_span(ZEMU_cube* cube, double span[3], double top[3]);
 
 #endif

@@ -286,11 +286,37 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
     if (ZEMU_alloc_cube_energy(cube) != 0) return 1;
     if (ZEMU_load_cube_energy(fptr, cube) != 0) return 1;
 
-    if (fabs(cube->max_energy_above_gmin) > 1e-10)
-        cube->max_energy = cube->global_minimum + ZEMU_get_unscaled_from_scaled(cube, cube->max_energy_above_gmin);
-    else
-        cube->max_energy = cube->global_minimum + 5.0;
+    return ZEMU_set_energy_ceiling(cube, 0);
+}
+
+int ZEMU_set_energy_ceiling(ZEMU_cube* cube, int exact)
+{
+    double above = 5.0;
+    if (fabs(cube->max_energy_above_gmin) > 1e-10) {
+        if (!exact) {
+            above = ZEMU_get_unscaled_from_scaled(cube, cube->max_energy_above_gmin);
+        } else if (ZEMU_get_unscaled_from_scaled_exact(cube, cube->max_energy_above_gmin, &above)) {
+            fprintf(stderr, "Error: No energy scales to the ceiling %g\n", cube->max_energy_above_gmin);
+            return 1;
+        }
+    }
+    cube->max_energy = cube->global_minimum + above;
     return 0;
+}
+
+void ZEMU_refresh_global_minimum(ZEMU_cube* cube)
+{
+    // the reader's rule: the lowest value, but never above its starting 9999.9
+    double lowest = 9999.9;
+    if (cube->energy != nullptr) {
+        for (int i = 0; i < cube->a_grid; i++)
+            for (int j = 0; j < cube->b_grid; j++) {
+                const double* row = cube->energy[i][j];
+                for (int k = 0; k < cube->c_grid; k++)
+                    if (row[k] < lowest) lowest = row[k];
+            }
+    }
+    cube->global_minimum = lowest;
 }
 
 void ZEMU_calc_cell_parameter(ZEMU_cube* cube)
@@ -694,6 +720,40 @@ double ZEMU_get_unscaled_from_scaled(ZEMU_cube* cube, double s)
         }
     }
     return upper;  // the bracket, not the last midpoint
+}
+
+int ZEMU_get_unscaled_from_scaled_exact(ZEMU_cube* cube, double s, double* raw)
+{
+    if (!std::isfinite(s)) return 1;
+    const double base = ZEMU_scale_cube_energy(cube, 0.0);
+    if (!(s > base)) {
+        if (s == base) {
+            *raw = 0.0;
+            return 0;
+        }
+        return 1;
+    }
+    // bracket by doubling, then halve the bracket until it cannot shrink
+    double low = 0.0, high = 1.0;
+    for (int n = 0; !(ZEMU_scale_cube_energy(cube, high) >= s); n++) {
+        if (n == 1100) return 1;  // the expression never reaches s
+        low = high;
+        high *= 2.0;
+    }
+    for (int n = 0; n < 2000; n++) {
+        double mid = low + (high - low) / 2.0;
+        if (mid <= low || mid >= high) break;
+        double scaled = ZEMU_scale_cube_energy(cube, mid);
+        if (scaled == s) {
+            *raw = mid;
+            return 0;
+        }
+        if (scaled < s) low = mid;
+        else if (scaled > s) high = mid;
+        else return 1;  // not a number inside the bracket
+    }
+    *raw = s - ZEMU_scale_cube_energy(cube, low) <= ZEMU_scale_cube_energy(cube, high) - s ? low : high;
+    return 0;
 }
 
 void ZEMU_shift_cube_energy(ZEMU_cube* cube)

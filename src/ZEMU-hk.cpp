@@ -199,11 +199,18 @@ int ZEMU_hk_add_wrap_vector(ZEMU_hk_grid* hk, int root, long long va, long long 
 
 namespace {
 
+// Records the span sweep keeps per root (entries of non-roots are stale).
+struct RootRecords {
+    double* lowest;           // lowest energy of the cluster
+    unsigned char* recorded;  // dimension up to which the cluster's events are recorded
+};
+
 // Joins the clusters of roots rp and rq across a bond from a point lying at dp
 // (grid steps from rp) to a point lying at dq (grid steps from rq), the second
-// point's copy sitting at the first plus d. Unites by rank, or, when rp == rq,
-// records the wrap the bond closes. 0 or 1.
-int link_clusters(ZEMU_hk_grid* hk, int rp, const int* dp, int rq, const int* dq, int da, int db, int dc)
+// point's copy sitting at the first plus d. Unites by rank (merging the root
+// records when given), or, when rp == rq, records the wrap the bond closes. 0 or 1.
+int link_clusters(ZEMU_hk_grid* hk, int rp, const int* dp, int rq, const int* dq, int da, int db, int dc,
+                  RootRecords* records = nullptr)
 {
     // lifted position of rq minus that of rp
     long long ga = static_cast<long long>(dp[0]) + da - dq[0];
@@ -225,6 +232,10 @@ int link_clusters(ZEMU_hk_grid* hk, int rp, const int* dp, int rq, const int* dq
         hk->rank[rp]++;
     }
     hk->parent[child] = root;
+    if (records != nullptr) {
+        records->lowest[root] = std::min(records->lowest[root], records->lowest[child]);
+        records->recorded[root] = std::max(records->recorded[root], records->recorded[child]);
+    }
     hk->offset[3 * child] = static_cast<int>(ga);
     hk->offset[3 * child + 1] = static_cast<int>(gb);
     hk->offset[3 * child + 2] = static_cast<int>(gc);
@@ -257,7 +268,23 @@ int ZEMU_hk_join_grid_points(ZEMU_hk_grid* hk, int p, int q, int da, int db, int
     return link_clusters(hk, rp, dp, rq, dq, da, db, dc);
 }
 
+namespace {
+
+// Switches on (i, j, k) and joins it with its switched-on neighbours; with
+// records, the new point starts its own (lowest = its energy, nothing recorded)
+// and unions merge them.
+int insert_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, int k, RootRecords* records);
+
+}  // namespace
+
 int ZEMU_hk_insert_grid_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, int k)
+{
+    return insert_point(hk, cube, i, j, k, nullptr);
+}
+
+namespace {
+
+int insert_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, int k, RootRecords* records)
 {
     if (hk->parent == nullptr || cube == nullptr || cube->a_grid != hk->a_grid || cube->b_grid != hk->b_grid ||
         cube->c_grid != hk->c_grid) {
@@ -280,6 +307,10 @@ int ZEMU_hk_insert_grid_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, i
     hk->rank[p] = 0;
     hk->wrap_index[p] = -1;
     hk->inserted++;
+    if (records != nullptr) {
+        records->lowest[p] = cube->energy[i][j][k];
+        records->recorded[p] = 0;
+    }
     // wrapped neighbour planes, rows and columns (index 0, 1, 2 for a step of -1, 0, +1)
     int ni[3], nj[3], nk[3];
     for (int s = 0; s < 3; s++) {
@@ -300,7 +331,7 @@ int ZEMU_hk_insert_grid_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, i
                 if (hk->parent[q] < 0) continue;
                 int dq[3];
                 int rq = ZEMU_hk_find_grid_parent(hk, q, &dq[0], &dq[1], &dq[2]);
-                if (link_clusters(hk, rp, dp, rq, dq, sa - 1, sb - 1, sc - 1)) return 1;
+                if (link_clusters(hk, rp, dp, rq, dq, sa - 1, sb - 1, sc - 1, records)) return 1;
                 if (hk->parent[rp] != rp) {
                     // p's cluster went under q's root
                     for (int c = 0; c < 3; c++) dp[c] += hk->offset[3 * rp + c];
@@ -311,6 +342,8 @@ int ZEMU_hk_insert_grid_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, i
     }
     return 0;
 }
+
+}  // namespace
 
 int ZEMU_hk_cluster_dimension(ZEMU_hk_grid* hk, int p)
 {
@@ -325,6 +358,68 @@ int ZEMU_hk_cluster_dimension(ZEMU_hk_grid* hk, int p)
 // Percolation thresholds
 // ---------------------------------------------------------------------------
 
+namespace {
+
+// The grid points of a cube in ascending energy (equal energies in grid order):
+// a stable counting pass on the leading key bits puts every point in its
+// bucket, and a bucket is put in full order only when the walk reaches it, so a
+// sweep that stops early sorts little.
+class AscendingOrder {
+public:
+    // 0, or 1 on memory failure (message printed).
+    int build(ZEMU_cube* cube, int total)
+    {
+        try {
+            key_.resize(static_cast<size_t>(total));
+            order_.resize(static_cast<size_t>(total));
+            start_.assign(kBuckets + 1, 0);
+        } catch (const std::bad_alloc&) {
+            fprintf(stderr, "Error: Memory allocation problem in ZEMU_hk_percolation_energy()\n");
+            return 1;
+        }
+        int p = 0;
+        for (int i = 0; i < cube->a_grid; i++) {
+            for (int j = 0; j < cube->b_grid; j++) {
+                const double* row = cube->energy[i][j];
+                for (int k = 0; k < cube->c_grid; k++, p++) {
+                    key_[p] = energy_key(row[k]);
+                    start_[bucket_of(key_[p]) + 1]++;
+                }
+            }
+        }
+        for (int b = 0; b < kBuckets; b++) start_[b + 1] += start_[b];
+        std::vector<int> fill(start_.begin(), start_.end() - 1);
+        for (p = 0; p < total; p++) order_[fill[bucket_of(key_[p])]++] = p;
+        bucket_ = -1;
+        next_ = 0;
+        return 0;
+    }
+    // Next point in the order; false at the end.
+    bool next(int* p)
+    {
+        while (bucket_ < kBuckets && next_ == start_[bucket_ + 1]) {
+            bucket_++;
+            if (bucket_ == kBuckets) return false;
+            int* first = order_.data() + start_[bucket_];
+            int* last = order_.data() + start_[bucket_ + 1];
+            auto before = [this](int x, int y) { return key_[x] < key_[y] || (key_[x] == key_[y] && x < y); };
+            if (!std::is_sorted(first, last, before)) std::sort(first, last, before);
+        }
+        if (bucket_ >= kBuckets) return false;
+        *p = order_[next_++];
+        return true;
+    }
+
+private:
+    std::vector<unsigned long long> key_;
+    std::vector<int> order_;
+    std::vector<int> start_;
+    int bucket_ = -1;  // bucket being walked
+    int next_ = 0;     // position in order_ of the next point
+};
+
+}  // namespace
+
 int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double* e3d)
 {
     if (e1d == nullptr || e2d == nullptr || e3d == nullptr) {
@@ -334,61 +429,114 @@ int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double
     ZEMU_hk_grid hk;
     ZEMU_init_hk_grid(&hk);
     if (ZEMU_alloc_hk_grid(&hk, cube)) return 1;
-
-    int nb = cube->b_grid, nc = cube->c_grid;
-    std::vector<unsigned long long> key;
-    std::vector<int> order;
-    std::vector<int> start(kBuckets + 1, 0);
-    try {
-        key.resize(static_cast<size_t>(hk.total));
-        order.resize(static_cast<size_t>(hk.total));
-    } catch (const std::bad_alloc&) {
-        fprintf(stderr, "Error: Memory allocation problem in ZEMU_hk_percolation_energy()\n");
+    AscendingOrder order;
+    if (order.build(cube, hk.total)) {
         ZEMU_free_hk_grid(&hk);
         return 1;
     }
-    int p = 0;
-    for (int i = 0; i < cube->a_grid; i++) {
-        for (int j = 0; j < nb; j++) {
-            const double* row = cube->energy[i][j];
-            for (int k = 0; k < nc; k++, p++) {
-                key[p] = energy_key(row[k]);
-                start[bucket_of(key[p]) + 1]++;
-            }
-        }
-    }
-    // stable counting pass on the leading key bits: every bucket holds its points in grid order
-    for (int b = 0; b < kBuckets; b++) start[b + 1] += start[b];
-    {
-        std::vector<int> fill(start.begin(), start.end() - 1);
-        for (p = 0; p < hk.total; p++) order[fill[bucket_of(key[p])]++] = p;
-    }
-
+    int nb = cube->b_grid, nc = cube->c_grid;
     double found[3] = {0.0, 0.0, 0.0};
     int dimension = 0;
-    for (int b = 0; b < kBuckets && dimension < 3; b++) {
-        // a bucket is put in full order only when the insertion reaches it
-        int* first = order.data() + start[b];
-        int* last = order.data() + start[b + 1];
-        auto before = [&key](int x, int y) { return key[x] < key[y] || (key[x] == key[y] && x < y); };
-        if (!std::is_sorted(first, last, before)) std::sort(first, last, before);
-        for (int* it = first; it != last && dimension < 3; ++it) {
-            int q = *it;
-            int k = q % nc;
-            int j = (q / nc) % nb;
-            int i = q / (nc * nb);
-            if (ZEMU_hk_insert_grid_point(&hk, cube, i, j, k)) {
-                ZEMU_free_hk_grid(&hk);
-                return 1;
-            }
-            int d = ZEMU_hk_cluster_dimension(&hk, q);
-            for (; dimension < d; dimension++) found[dimension] = cube->energy[i][j][k];
+    int q;
+    while (dimension < 3 && order.next(&q)) {
+        int k = q % nc;
+        int j = (q / nc) % nb;
+        int i = q / (nc * nb);
+        if (ZEMU_hk_insert_grid_point(&hk, cube, i, j, k)) {
+            ZEMU_free_hk_grid(&hk);
+            return 1;
         }
+        int d = ZEMU_hk_cluster_dimension(&hk, q);
+        for (; dimension < d; dimension++) found[dimension] = cube->energy[i][j][k];
     }
     ZEMU_free_hk_grid(&hk);
     // with every point switched on the periodic grid always percolates in three dimensions
     *e1d = found[0];
     *e2d = found[1];
     *e3d = found[2];
+    return 0;
+}
+
+int ZEMU_hk_percolation_span(ZEMU_cube* cube, double span[3], double top[3])
+{
+    if (span == nullptr || top == nullptr) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_hk_percolation_span()\n");
+        return 1;
+    }
+    ZEMU_hk_grid hk;
+    ZEMU_init_hk_grid(&hk);
+    if (ZEMU_alloc_hk_grid(&hk, cube)) return 1;
+    // Per root (entries of non-roots are stale): the lowest energy of its cluster
+    // and the dimension up to which its events are already recorded.
+    std::vector<double> cluster_min;
+    std::vector<unsigned char> recorded;
+    try {
+        cluster_min.resize(static_cast<size_t>(hk.total));
+        recorded.resize(static_cast<size_t>(hk.total));
+    } catch (const std::bad_alloc&) {
+        fprintf(stderr, "Error: Memory allocation problem in ZEMU_hk_percolation_span()\n");
+        ZEMU_free_hk_grid(&hk);
+        return 1;
+    }
+    AscendingOrder order;
+    if (order.build(cube, hk.total)) {
+        ZEMU_free_hk_grid(&hk);
+        return 1;
+    }
+    for (int d = 0; d < 3; d++) {
+        span[d] = HUGE_VAL;
+        top[d] = HUGE_VAL;
+    }
+    const int nb = cube->b_grid, nc = cube->c_grid;
+    const double gmin = cube->global_minimum;
+    auto dimension_of_root = [&hk](int root) {
+        int w = hk.wrap_index[root];
+        return w < 0 ? 0 : hk.wrap[w].total;
+    };
+
+    // Points of equal energy are switched on together: the events of a level are
+    // read once all of its points are in, so the result does not depend on the
+    // order among ties.
+    std::vector<int> level;
+    double level_e = 0.0;
+    auto settle_level = [&]() {
+        if (!std::isnan(level_e)) {
+            double scaled_top = NAN;  // evaluated at the level's first event only
+            for (int p : level) {
+                int dx, dy, dz;
+                int root = ZEMU_hk_find_grid_parent(&hk, p, &dx, &dy, &dz);
+                int dim = dimension_of_root(root);
+                if (dim <= recorded[root]) continue;
+                if (std::isnan(scaled_top)) scaled_top = ZEMU_scale_cube_energy(cube, level_e - gmin);
+                const double value = scaled_top - ZEMU_scale_cube_energy(cube, cluster_min[root] - gmin);
+                for (int d = recorded[root]; d < dim; d++) {
+                    if (value < span[d]) {
+                        span[d] = value;
+                        top[d] = scaled_top;
+                    }
+                }
+                recorded[root] = static_cast<unsigned char>(dim);
+            }
+        }
+        level.clear();
+    };
+
+    RootRecords records = {cluster_min.data(), recorded.data()};
+    int q;
+    while (order.next(&q)) {
+        int k = q % nc;
+        int j = (q / nc) % nb;
+        int i = q / (nc * nb);
+        const double e = cube->energy[i][j][k];
+        if (!level.empty() && !(e == level_e)) settle_level();
+        if (insert_point(&hk, cube, i, j, k, &records)) {
+            ZEMU_free_hk_grid(&hk);
+            return 1;
+        }
+        level.push_back(q);
+        level_e = e;
+    }
+    settle_level();
+    ZEMU_free_hk_grid(&hk);
     return 0;
 }

@@ -2,6 +2,8 @@
 // stages in their fixed order as the run configuration selects them.
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "ZEMU.h"
 
@@ -11,27 +13,70 @@ const char kDefaultIon[] = "Na1+";
 const char kDefaultIonScaling[] = "0.5695*E^(0.6946)";
 const char kIdentityScaling[] = "E";
 
-// The run's working objects, released together whichever way the run ends.
-// Every member starts zeroed, so the release below is safe however early the run stops.
-struct RunObjects {
-    ZEMU_cube cube{};
-    ZEMU_cif cif{};
+// Working objects of the analysis stages, released together whichever way the
+// stages end. Every member starts zeroed, so the release is safe however early
+// they stop.
+struct StageObjects {
     ZEMU_asymmetric_unit asym{};
     ZEMU_pathlib pathlib{};
     ZEMU_reaction_pathway_overall rp_all{};
-    bool cif_ready = false;
 
-    ~RunObjects() {
+    StageObjects() {
+        ZEMU_init_asymmetric_unit(&asym);
+        ZEMU_init_pathlib(&pathlib);
+    }
+    ~StageObjects() {
         // The path library and the reaction pathway may be filled by the command
         // mode even without --path, so they are released on every run.
         ZEMU_free_reaction_pathway(&rp_all);
         ZEMU_free_pathlib(&pathlib);
         ZEMU_free_asymmetric_unit(&asym);
+    }
+};
+
+// The run's grid and structure, with the stage objects.
+struct RunObjects {
+    ZEMU_cube cube{};
+    ZEMU_cif cif{};
+    bool cif_ready = false;
+    StageObjects stages;
+
+    ~RunObjects() {
         ZEMU_free_cube(&cube);
         // The structure holds its default operation from initialisation on, so it is
         // released whether or not a structure file was read.
         if (cif_ready) ZEMU_free_cif(&cif);
     }
+};
+
+// Standard output sent to /dev/null while the object lives (when asked), and
+// restored afterwards; what was printed before is flushed first.
+class StdoutSilencer {
+public:
+    explicit StdoutSilencer(bool on) {
+        if (!on) return;
+        fflush(stdout);
+        saved_ = dup(STDOUT_FILENO);
+        int null_fd = open("/dev/null", O_WRONLY);
+        if (saved_ < 0 || null_fd < 0 || dup2(null_fd, STDOUT_FILENO) < 0) {
+            if (null_fd >= 0) close(null_fd);
+            if (saved_ >= 0) close(saved_);
+            saved_ = -1;
+            return;
+        }
+        close(null_fd);
+    }
+    ~StdoutSilencer() {
+        if (saved_ < 0) return;
+        fflush(stdout);
+        dup2(saved_, STDOUT_FILENO);
+        close(saved_);
+    }
+    StdoutSilencer(const StdoutSilencer&) = delete;
+    StdoutSilencer& operator=(const StdoutSilencer&) = delete;
+
+private:
+    int saved_ = -1;
 };
 
 // Steps 2-3: the energy scaling, compiled before the grid is read.
@@ -81,10 +126,10 @@ void print_structure_reports(ZEMU_input* input, ZEMU_cif* cif) {
     if (input->check_subs) ZEMU_check_ions_sub(cif, stdout);
 }
 
-// Step 8: migration paths, network analysis, activation energies, events file
-// and the reaction pathway.
+// Step 8: migration paths, network analysis, activation energies, the reaction
+// pathway and (with write_files) the events and pathway files.
 int analyse_paths(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib,
-                  ZEMU_reaction_pathway_overall* rp_all) {
+                  ZEMU_reaction_pathway_overall* rp_all, bool write_files) {
     pathlib->pathlib = 1;
     if (ZEMU_build_path(cube, cif, pathlib)) return 1;
     if (ZEMU_build_allpaths(cube, cif, pathlib)) return 1;
@@ -96,15 +141,18 @@ int analyse_paths(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathli
         ZEMU_print_cif_ICSD(cif, stdout);
         ZEMU_print_activation_energy(pathlib, stdout);
     }
-    FILE* events = fopen("ZEMU_events.txt", "w");
-    if (events) {
-        // Closed here rather than at process exit; the file's content is the same.
-        ZEMU_analyze_network_at_saddles(cube, pathlib, events, ZEMU_NETWORK_MAX_ENERGY);
-        fclose(events);
-    } else {
-        fprintf(stderr, "Error: Unable to write to ZEMU_events.txt\n");
+    if (write_files) {
+        FILE* events = fopen("ZEMU_events.txt", "w");
+        if (events) {
+            // Closed here rather than at process exit; the file's content is the same.
+            ZEMU_analyze_network_at_saddles(cube, pathlib, events, ZEMU_NETWORK_MAX_ENERGY);
+            fclose(events);
+        } else {
+            fprintf(stderr, "Error: Unable to write to ZEMU_events.txt\n");
+        }
     }
     if (ZEMU_build_reaction_pathway(cube, pathlib, rp_all)) return 1;
+    if (!write_files) return 0;
     FILE* rp = fopen("ZEMU_rp.csv", "w");
     if (rp) {
         ZEMU_print_reaction_pathway(cube, pathlib, rp_all, rp);
@@ -137,14 +185,13 @@ int ZEMU(ZEMU_input* input) {
     RunObjects run;
     ZEMU_cube* cube = &run.cube;
     ZEMU_cif* cif = &run.cif;
+    StageObjects* stages = &run.stages;
 
     // 1. Initialise the working objects.
-    ZEMU_init_asymmetric_unit(&run.asym);
     ZEMU_init_cube(cube);
     if (ZEMU_init_cif(cif)) return 1;
     run.cif_ready = true;
     ZEMU_init_fastgen(cif);
-    ZEMU_init_pathlib(&run.pathlib);
 
     // 2-3. Energy scaling: the ion's default, replaced by an explicit expression.
     if (setup_energy_scaling(input, cube, cif)) return 1;
@@ -152,7 +199,7 @@ int ZEMU(ZEMU_input* input) {
     // 4. Energy ceiling option.
     cube->max_energy_above_gmin = input->max;
 
-    // 5. Energy grid.
+    // 5. Energy grid (the reader sets the ceiling).
     if (input->cube) {
         cube->cube = 1;
         if (input->smooth_cube) cube->smooth_cube = 1;
@@ -164,7 +211,7 @@ int ZEMU(ZEMU_input* input) {
     if (input->cif) {
         cif->cif = 1;
         if (ZEMU_load_cif(input->cif_file, cif)) return 1;
-        if (input->cube && analyse_sites(input, cube, cif, &run.asym)) return 1;
+        if (input->cube && analyse_sites(input, cube, cif, &stages->asym)) return 1;
         print_structure_reports(input, cif);
     }
 
@@ -180,20 +227,91 @@ int ZEMU(ZEMU_input* input) {
     }
 
     // 8. Migration paths and everything built on them.
-    if (input->path && input->cube && analyse_paths(input, cube, cif, &run.pathlib, &run.rp_all)) return 1;
+    if (input->path && input->cube && analyse_paths(input, cube, cif, &stages->pathlib, &stages->rp_all, true))
+        return 1;
 
     // 9. VESTA project file (result ignored).
-    if (input->vesta) ZEMU_print_vesta_output(cube, cif, &run.pathlib, input);
+    if (input->vesta) ZEMU_print_vesta_output(cube, cif, &stages->pathlib, input);
 
     // 10. Summary file.
-    if (input->summary && write_summary(cube, &run.pathlib)) return 1;
+    if (input->summary && write_summary(cube, &stages->pathlib)) return 1;
 
     // 11. GUI table.
-    if (input->gui && input->path && input->cube && input->cif) ZEMU_print_GUI_output(cube, cif, &run.pathlib);
+    if (input->gui && input->path && input->cube && input->cif) ZEMU_print_GUI_output(cube, cif, &stages->pathlib);
 
     // 12. Command mode.
-    if (input->cmd && ZEMU_parse_command_mode_input(cube, cif, &run.pathlib, &run.rp_all, input)) return 1;
+    if (input->cmd && ZEMU_parse_command_mode_input(cube, cif, &stages->pathlib, &stages->rp_all, input)) return 1;
 
     // 13. Teardown: the working objects are released when `run` goes out of scope.
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// The analysis in memory
+// ---------------------------------------------------------------------------
+
+void ZEMU_init_run_options(ZEMU_run_options* options) {
+    options->ion_type[0] = '\0';
+    options->max = 0.0;
+    options->exact_max = 0;
+    options->quiet = 1;
+    options->write_files = 0;
+    options->cube_file[0] = '\0';
+}
+
+int ZEMU_run_in_memory(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_run_options* options, ZEMU_run_result* result) {
+    if (cube == nullptr || cif == nullptr || options == nullptr || result == nullptr || cube->energy == nullptr ||
+        cube->a_grid <= 0 || cube->b_grid <= 0 || cube->c_grid <= 0) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_run_in_memory()\n");
+        return 1;
+    }
+    memset(result, 0, sizeof *result);
+    StdoutSilencer silencer(options->quiet != 0);
+
+    // The configuration of `zemu --cube C --cif S ION --path` (with the files asked for).
+    ZEMU_input input;
+    ZEMU_init_input(&input);
+    input.cube = 1;
+    input.cif = 1;
+    input.path = 1;
+    input.max = options->max;
+    if (options->ion_type[0] != '\0') {
+        input.ion = 1;
+        snprintf(input.ion_type, sizeof input.ion_type, "%s", options->ion_type);
+    }
+    snprintf(input.cube_file, sizeof input.cube_file, "%s", options->cube_file);
+    input.vesta = options->write_files;
+    input.summary = options->write_files;
+
+    StageObjects stages;
+    ZEMU_init_fastgen(cif);
+    if (cube->scaling) ZEMU_free_RPN(&cube->RPN);
+    cube->scaling = 0;
+    if (setup_energy_scaling(&input, cube, cif)) return 1;
+    cube->max_energy_above_gmin = input.max;
+    cube->cube = 1;
+    ZEMU_refresh_global_minimum(cube);
+    if (ZEMU_set_energy_ceiling(cube, options->exact_max)) return 1;
+    if (ZEMU_process_cube(cube)) return 1;
+    cif->cif = 1;
+    if (analyse_sites(&input, cube, cif, &stages.asym)) return 1;
+    if (analyse_paths(&input, cube, cif, &stages.pathlib, &stages.rp_all, options->write_files != 0)) return 1;
+    if (input.vesta) ZEMU_print_vesta_output(cube, cif, &stages.pathlib, &input);
+    if (input.summary && write_summary(cube, &stages.pathlib)) return 1;
+
+    result->grid[0] = cube->a_grid;
+    result->grid[1] = cube->b_grid;
+    result->grid[2] = cube->c_grid;
+    result->minima_types = cube->total_minima_type;
+    result->saddle_types = cube->total_saddle_type;
+    result->paths = stages.pathlib.total_path;
+    const double found[3] = {stages.pathlib.oneD, stages.pathlib.twoD, stages.pathlib.threeD};
+    double* out[3] = {&result->e1d, &result->e2d, &result->e3d};
+    for (int d = 0; d < 3; d++) {
+        // the network gives the bound itself for a dimension that never percolates
+        result->percolates[d] = found[d] < ZEMU_NETWORK_MAX_ENERGY;
+        *out[d] = result->percolates[d] ? found[d] : 0.0;
+    }
+    result->ceiling = ZEMU_scale_cube_energy(cube, cube->max_energy);
     return 0;
 }

@@ -32,6 +32,9 @@ public:
     bool exists(const std::string& name) const;
     // Runs zemu with the arguments inside the directory, feeding stdin_text.
     RunResult run(const std::vector<std::string>& args, const std::string& stdin_text = "") const;
+    // The same for another executable of the project.
+    RunResult run_program(const std::string& exe, const std::vector<std::string>& args,
+                          const std::string& stdin_text = "") const;
 
 private:
     std::string path_;

@@ -66,12 +66,14 @@ int rank_of(std::vector<std::vector<long long>> v) {
     return rank;
 }
 
-// Highest percolation dimension among the clusters of the points with energy at
+// Dimension and lowest energy of every cluster of the points with energy at
 // most e: breadth-first flood with lifted positions, closing bonds give the
 // lattice vectors. Written independently of the union-find.
-int flood_dimension(ZEMU_cube* cube, double e) {
-    int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid, n = na * nb * nc, best = 0;
-    auto low = [&](int u) { return cube->energy[u / (nb * nc)][(u / nc) % nb][u % nc] <= e; };
+std::vector<std::pair<int, double>> flood_clusters(ZEMU_cube* cube, double e) {
+    int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid, n = na * nb * nc;
+    auto energy = [&](int u) { return cube->energy[u / (nb * nc)][(u / nc) % nb][u % nc]; };
+    auto low = [&](int u) { return energy(u) <= e; };
+    std::vector<std::pair<int, double>> clusters;
     std::vector<int> seen(n, 0);
     std::vector<std::vector<long long>> pos(n, std::vector<long long>(3, 0));
     for (int s = 0; s < n; s++) {
@@ -79,8 +81,10 @@ int flood_dimension(ZEMU_cube* cube, double e) {
         std::vector<std::vector<long long>> wraps;
         std::vector<int> queue = {s};
         seen[s] = 1;
+        double lowest = energy(s);
         for (size_t h = 0; h < queue.size(); h++) {
             int u = queue[h], ui = u / (nb * nc), uj = (u / nc) % nb, uk = u % nc;
+            lowest = std::min(lowest, energy(u));
             for (int d = 0; d < 27; d++) {
                 int da = d / 9 - 1, db = (d / 3) % 3 - 1, dc = d % 3 - 1;
                 int v = ((((ui + da) % na + na) % na) * nb + ((uj + db) % nb + nb) % nb) * nc + ((uk + dc) % nc + nc) % nc;
@@ -95,29 +99,53 @@ int flood_dimension(ZEMU_cube* cube, double e) {
                 }
             }
         }
-        best = std::max(best, rank_of(wraps));
+        clusters.push_back({rank_of(wraps), lowest});
     }
+    return clusters;
+}
+
+int flood_dimension(ZEMU_cube* cube, double e) {
+    int best = 0;
+    for (const auto& c : flood_clusters(cube, e)) best = std::max(best, c.first);
     return best;
 }
 
-// Lowest grid energy at which the flood finds a cluster of dimension >= d.
-double flood_threshold(ZEMU_cube* cube, int d) {
+// Distinct grid energies, ascending.
+std::vector<double> grid_levels(ZEMU_cube* cube) {
     std::vector<double> levels;
     for (int i = 0; i < cube->a_grid; i++)
         for (int j = 0; j < cube->b_grid; j++)
             for (int k = 0; k < cube->c_grid; k++) levels.push_back(cube->energy[i][j][k]);
     std::sort(levels.begin(), levels.end());
-    for (double e : levels)
+    levels.erase(std::unique(levels.begin(), levels.end()), levels.end());
+    return levels;
+}
+
+// Lowest (level - cluster minimum) over every level and every cluster there of
+// dimension >= d, identity scaling: the grid's activation energy by brute force.
+double flood_span(ZEMU_cube* cube, int d) {
+    double best = HUGE_VAL;
+    for (double e : grid_levels(cube))
+        for (const auto& c : flood_clusters(cube, e))
+            if (c.first >= d) best = std::min(best, e - c.second);
+    return best;
+}
+
+// Lowest grid energy at which the flood finds a cluster of dimension >= d.
+double flood_threshold(ZEMU_cube* cube, int d) {
+    for (double e : grid_levels(cube))
         if (flood_dimension(cube, e) >= d) return e;
     return -1.0;
 }
 
-// "threshold" of E_<dim>D in the exact-percolation section of a reference file.
-double reference_threshold(const std::string& s, const std::string& dim) {
+// Value `field` ("threshold", "span", "span_scaled") of E_<dim>D in the
+// exact-percolation section of a reference file.
+double reference_value(const std::string& s, const std::string& dim, const std::string& field = "threshold") {
     size_t at = s.find("\"percolation_exact_eV\"");
     if (at != std::string::npos) at = s.find("\"E_" + dim + "\"", at);
-    if (at != std::string::npos) at = s.find("\"threshold\":", at);
-    return at == std::string::npos ? std::nan("") : strtod(s.c_str() + at + 12, nullptr);
+    const std::string key = "\"" + field + "\":";
+    if (at != std::string::npos) at = s.find(key, at);
+    return at == std::string::npos ? std::nan("") : strtod(s.c_str() + at + key.size(), nullptr);
 }
 
 }  // namespace
@@ -249,6 +277,59 @@ TEST(HkPercolation, RejectsMissingGridAndMissingResults) {
 }
 
 // ---------------------------------------------------------------------------
+// Activation energies of the grid (span sweep)
+
+TEST(HkSpan, LaterShallowChannelBeatsEarlierDeepOne) {
+    // channel A (j=1, k=1): minimum 0 at i=0, else 0.5 -> threshold 0.5, span 0.5;
+    // channel B (j=4, k=4): 0.8 with one point at 0.9 -> span 0.1 found later in the sweep;
+    // a plane k=4 at 2.0 joins B into 2D with span 2.0 - 0.8 = 1.2; 3D at 5.0 over the 0 minimum
+    Grid g(6, 6, 6, [](int i, int j, int k) {
+        if (j == 1 && k == 1) return i == 0 ? 0.0 : 0.5;
+        if (j == 4 && k == 4) return i == 3 ? 0.9 : 0.8;
+        if (k == 4) return 2.0;
+        return 5.0;
+    });
+    double span[3], top[3];
+    ASSERT_EQ(ZEMU_hk_percolation_span(&g.cube, span, top), 0);
+    EXPECT_DOUBLE_EQ(span[0], 0.9 - 0.8);
+    EXPECT_DOUBLE_EQ(top[0], 0.9);
+    EXPECT_DOUBLE_EQ(span[1], 2.0 - 0.8);
+    EXPECT_DOUBLE_EQ(span[2], 5.0);
+    // in a scaled measure both energies are scaled above the global minimum, then subtracted
+    for (int i = 0; i < 6; i++)
+        for (int j = 0; j < 6; j++)
+            for (int k = 0; k < 6; k++) g.cube.energy[i][j][k] -= 1.0;
+    g.cube.global_minimum = -1.0;
+    char expr[] = "E*E";
+    g.cube.scaling = 1;
+    ASSERT_EQ(ZEMU_parse_energy_scaling(&g.cube, expr), 0);
+    ASSERT_EQ(ZEMU_hk_percolation_span(&g.cube, span, top), 0);
+    EXPECT_NEAR(span[0], 0.9 * 0.9 - 0.8 * 0.8, 1e-12);
+    EXPECT_NEAR(top[0], 0.81, 1e-12);
+    EXPECT_NEAR(span[1], 2.0 * 2.0 - 0.8 * 0.8, 1e-12);
+    EXPECT_NEAR(span[2], 25.0, 1e-12);
+}
+
+TEST(HkSpan, MatchesABruteForceOverEveryLevelOnRandomGrids) {
+    // few levels: ties must not make the sweep depend on the order within a level
+    const int sizes[][3] = {{1, 3, 4}, {2, 2, 5}, {3, 4, 5}, {4, 4, 4}, {6, 5, 4}, {2, 7, 3}, {7, 6, 5}};
+    std::mt19937 rng(777);
+    for (int levels : {3, 6, 1000}) {
+        for (const auto& s : sizes) {
+            std::uniform_int_distribution<int> pick(0, levels - 1);
+            Grid g(s[0], s[1], s[2], [&](int, int, int) { return 0.01 * pick(rng); });
+            double span[3], top[3];
+            ASSERT_EQ(ZEMU_hk_percolation_span(&g.cube, span, top), 0);
+            SCOPED_TRACE(testing::Message() << s[0] << "x" << s[1] << "x" << s[2] << " levels " << levels);
+            for (int d = 0; d < 3; d++) {
+                EXPECT_NEAR(span[d], flood_span(&g.cube, d + 1), 1e-12) << d + 1 << "D";
+                EXPECT_GE(top[d], span[d]);
+            }
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------
 // Bundled examples against their independently computed thresholds (six decimals)
 
 class HkExample : public testing::TestWithParam<const char*> {};
@@ -264,9 +345,33 @@ TEST_P(HkExample, ThresholdsMatchTheExactReference) {
     ZEMU_free_cube(&cube);
     const std::string ref = zemu_test::slurp(dir + "/reference.json");
     for (int d = 0; d < 3; d++) {
-        double r = reference_threshold(ref, std::to_string(d + 1) + "D");
+        double r = reference_value(ref, std::to_string(d + 1) + "D");
         ASSERT_FALSE(std::isnan(r));
         EXPECT_NEAR(e[d], r, 1e-6) << d + 1 << "D";
+    }
+}
+
+TEST_P(HkExample, SpansMatchTheExactReferenceInTheIonsScaledMeasure) {
+    std::string dir = std::string(ZEMU_SOURCE_DIR) + "/examples/" + GetParam(), cube_file = dir + "/landscape.cube";
+    const std::string ref = zemu_test::slurp(dir + "/reference.json");
+    // the Na1+ landscape is read in the ion's default scaled measure
+    const bool scaled = ref.find("span_scaled") != std::string::npos;
+    ZEMU_cube cube;
+    ZEMU_init_cube(&cube);
+    if (scaled) {
+        char expr[] = "0.5695*E^(0.6946)";
+        cube.scaling = 1;
+        ASSERT_EQ(ZEMU_parse_energy_scaling(&cube, expr), 0);
+    }
+    ASSERT_EQ(ZEMU_load_cube(&cube_file[0], &cube), 0);
+    ZEMU_process_cube(&cube);
+    double span[3], top[3];
+    ASSERT_EQ(ZEMU_hk_percolation_span(&cube, span, top), 0);
+    ZEMU_free_cube(&cube);
+    for (int d = 0; d < 3; d++) {
+        double r = reference_value(ref, std::to_string(d + 1) + "D", scaled ? "span_scaled" : "span");
+        ASSERT_FALSE(std::isnan(r));
+        EXPECT_NEAR(span[d], r, 1e-6) << d + 1 << "D";
     }
 }
 

@@ -1,0 +1,176 @@
+// Screening: the whole batch (file list, shard, resume, the result file written
+// row by row, progress and the closing summary on stderr).
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <unistd.h>
+
+#include "ZEMU-screen.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Lowest 3-D barriers listed by the summary.
+const size_t kSummaryBest = 10;
+// Width of the progress bar, characters.
+const int kBarWidth = 30;
+
+bool json_lines_output(const std::string& output) {
+    std::string ext = std::filesystem::path(output).extension().string();
+    return ext == ".jsonl" || ext == ".json";
+}
+
+std::string clock_text(double seconds) {
+    long s = std::lround(std::max(0.0, seconds));
+    char text[32];
+    if (s >= 3600) snprintf(text, sizeof text, "%ld:%02ld:%02ld", s / 3600, (s / 60) % 60, s % 60);
+    else snprintf(text, sizeof text, "%ld:%02ld", s / 60, s % 60);
+    return text;
+}
+
+// Progress on stderr: a bar redrawn in place, or one line per structure.
+class Progress {
+public:
+    Progress(int mode, size_t total) : total_(total), start_(Clock::now()) {
+        bar_ = mode == 1 || (mode == -1 && isatty(STDERR_FILENO));
+        silent_ = mode == 2;
+    }
+    void done(const ZEMU_screen_row& row) {
+        finished_++;
+        if (silent_) return;
+        double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
+        double rate = elapsed > 0 ? finished_ / elapsed : 0.0;
+        if (!bar_) {
+            fprintf(stderr, "[%zu/%zu] %s: %s", finished_, total_, row.file.c_str(), row.status.c_str());
+            if (!row.error.empty()) fprintf(stderr, " (%s)", row.error.c_str());
+            fprintf(stderr, " %.2f s\n", row.seconds);
+            return;
+        }
+        int filled = total_ ? static_cast<int>(kBarWidth * finished_ / total_) : kBarWidth;
+        std::string bar(static_cast<size_t>(filled), '#');
+        bar.resize(kBarWidth, '.');
+        double left = rate > 0 ? (total_ - finished_) / rate : 0.0;
+        fprintf(stderr, "\r[%s] %zu/%zu  %.1f/s  %s left ", bar.c_str(), finished_, total_, rate,
+                clock_text(left).c_str());
+        if (finished_ == total_) fputc('\n', stderr);
+        fflush(stderr);
+    }
+
+private:
+    size_t total_;
+    size_t finished_ = 0;
+    Clock::time_point start_;
+    bool bar_ = false;
+    bool silent_ = false;
+};
+
+void print_summary(const std::vector<ZEMU_screen_row>& rows, size_t skipped, double wall) {
+    std::map<std::string, size_t> counts;
+    for (const ZEMU_screen_row& r : rows) counts[r.status]++;
+    fprintf(stderr, "Screened %zu structure%s in %s (%.1f s)", rows.size(), rows.size() == 1 ? "" : "s",
+            clock_text(wall).c_str(), wall);
+    const char* sep = ": ";
+    for (const char* status : {"ok", "error", "timeout"}) {
+        fprintf(stderr, "%s%zu %s", sep, counts[status], status);
+        sep = ", ";
+    }
+    if (skipped > 0) fprintf(stderr, "; %zu skipped as done", skipped);
+    fputc('\n', stderr);
+    std::vector<const ZEMU_screen_row*> best;
+    for (const ZEMU_screen_row& r : rows)
+        if (r.status == "ok" && std::isfinite(r.e3d)) best.push_back(&r);
+    std::sort(best.begin(), best.end(), [](const ZEMU_screen_row* a, const ZEMU_screen_row* b) {
+        return a->e3d < b->e3d || (a->e3d == b->e3d && a->file < b->file);
+    });
+    if (best.size() > kSummaryBest) best.resize(kSummaryBest);
+    if (best.empty()) return;
+    fprintf(stderr, "Lowest 3-D barriers (eV):\n");
+    for (const ZEMU_screen_row* r : best)
+        fprintf(stderr, "  %.6f  %s%s%s%s\n", r->e3d, r->file.c_str(), r->formula.empty() ? "" : "  (",
+                r->formula.c_str(), r->formula.empty() ? "" : ")");
+}
+
+}  // namespace
+
+int ZEMU_screen_batch(const std::vector<std::string>& inputs, const ZEMU_screen_options& options,
+                      const ZEMU_screen_job& job) {
+    const Clock::time_point start = Clock::now();
+    std::string error;
+    std::vector<std::string> files;
+    if (ZEMU_screen_list_files(inputs, &files, &error)) {
+        fprintf(stderr, "Error: %s\n", error.c_str());
+        return 1;
+    }
+    if (!options.keep.empty()) {
+        // the structures kept by an earlier run are not candidates themselves
+        std::error_code ec;
+        const std::filesystem::path kept = std::filesystem::weakly_canonical(options.keep, ec);
+        if (!ec) {
+            std::vector<std::string> candidates;
+            for (const std::string& f : files) {
+                std::filesystem::path p = std::filesystem::weakly_canonical(f, ec);
+                auto mismatch = std::mismatch(kept.begin(), kept.end(), p.begin(), p.end());
+                if (ec || mismatch.first != kept.end()) candidates.push_back(f);
+            }
+            files.swap(candidates);
+        }
+    }
+    files = ZEMU_screen_take_shard(files, options.shard_k, options.shard_n);
+
+    const bool to_file = !options.output.empty();
+    const bool jsonl = to_file && json_lines_output(options.output);
+    size_t skipped = 0;
+    bool header = !jsonl;
+    if (options.resume && to_file) {
+        std::set<std::string> done;
+        if (ZEMU_screen_read_done(options.output, &done, &error)) {
+            fprintf(stderr, "Error: %s\n", error.c_str());
+            return 1;
+        }
+        std::vector<std::string> left;
+        for (const std::string& f : files)
+            if (done.count(f) == 0) left.push_back(f);
+        skipped = files.size() - left.size();
+        files.swap(left);
+        std::error_code ec;
+        if (std::filesystem::exists(options.output, ec) && std::filesystem::file_size(options.output, ec) > 0)
+            header = false;
+    }
+
+    FILE* out = stdout;
+    if (to_file) {
+        out = fopen(options.output.c_str(), options.resume ? "a" : "w");
+        if (out == nullptr) {
+            fprintf(stderr, "Error: %s: %s\n", options.output.c_str(), strerror(errno));
+            return 1;
+        }
+    }
+    if (header) {
+        fputs(ZEMU_screen_csv_header().c_str(), out);
+        fflush(out);
+    }
+
+    Progress progress(options.progress, files.size());
+    std::vector<ZEMU_screen_row> rows;
+    bool write_failed = false;
+    int status = ZEMU_screen_run_workers(files, options, job, [&](const ZEMU_screen_row& row) {
+        std::string line = jsonl ? ZEMU_screen_json_line(row) : ZEMU_screen_csv_line(row);
+        if (fputs(line.c_str(), out) < 0 || fflush(out) != 0) write_failed = true;
+        rows.push_back(row);
+        progress.done(row);
+    });
+    if (to_file && fclose(out) != 0) write_failed = true;
+    if (write_failed) {
+        fprintf(stderr, "Error: %s: %s\n", to_file ? options.output.c_str() : "standard output",
+                "writing the results failed");
+        return 1;
+    }
+    if (options.summary) print_summary(rows, skipped, std::chrono::duration<double>(Clock::now() - start).count());
+    return status;
+}
