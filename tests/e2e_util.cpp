@@ -53,6 +53,11 @@ bool WorkDir::exists(const std::string& name) const {
 }
 
 RunResult WorkDir::run(const std::vector<std::string>& args, const std::string& stdin_text) const {
+    return run_program(ZEMU_EXE, args, stdin_text);
+}
+
+RunResult WorkDir::run_program(const char* exe, const std::vector<std::string>& args,
+                               const std::string& stdin_text) const {
     std::string in_path = file(".stdin"), out_path = file(".stdout"), err_path = file(".stderr");
     write(".stdin", stdin_text);
     pid_t pid = fork();
@@ -67,10 +72,10 @@ RunResult WorkDir::run(const std::vector<std::string>& args, const std::string& 
         dup2(out, 1);
         dup2(err, 2);
         std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(ZEMU_EXE));
+        argv.push_back(const_cast<char*>(exe));
         for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
-        execv(ZEMU_EXE, argv.data());
+        execv(exe, argv.data());
         _exit(127);
     }
     int status = 0;

@@ -1,4 +1,4 @@
-// Helpers for end-to-end tests: run the zemu executable in a fresh temporary
+// Helpers for end-to-end tests: run the zemu executable (or another one of the build) in a fresh temporary
 // working directory (with bin/ data linked in) and capture everything it does.
 #ifndef ZEMU_TESTS_E2E_UTIL_H
 #define ZEMU_TESTS_E2E_UTIL_H
@@ -32,6 +32,9 @@ public:
     bool exists(const std::string& name) const;
     // Runs zemu with the arguments inside the directory, feeding stdin_text.
     RunResult run(const std::vector<std::string>& args, const std::string& stdin_text = "") const;
+    // Runs another executable of the build (absolute path) the same way.
+    RunResult run_program(const char* exe, const std::vector<std::string>& args,
+                          const std::string& stdin_text = "") const;
 
 private:
     std::string path_;
