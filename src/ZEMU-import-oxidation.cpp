@@ -32,6 +32,11 @@ void table_states(const std::string& element, std::set<int>& cation, std::set<in
         if (element == pairs[i].cation) cation.insert(pairs[i].cation_ox);
         if (element == pairs[i].anion) anion.insert(pairs[i].anion_ox);
     }
+    // The table has no hydrogen; its states are fixed by chemistry (H+ and, in hydrides, H-).
+    if (element == "H" && cation.empty() && anion.empty()) {
+        cation.insert(1);
+        anion.insert(-1);
+    }
 }
 
 // "Fe=2,P=5,O=-2" into element -> state; false with the bad part in *bad.

@@ -403,6 +403,9 @@ TEST(ImportWild, SpellingsOfOperationsChargesAndSymmetryGiveOneStructure) {
             "O1 O2- 0.3 0.1 0.2 4\nO2 O2- 0 0 0 2\nO2a O2- 0 0.5 0.5 2\nMg1 Mg2+ 0.5 0 0.5 2\n",
         // a second block without sites comes first
         "data_global\n_journal_year 2020\n" + kHeader + kP21c + kSites,
+        // Latin-1 and UTF-8 bytes unquoted, a tag the import does not use given twice
+        kHeader + "_publ_author_name M\xfc" "ller\n_journal_volume 385\x96" "386\n_publ_author_name 'M\xc3\xbc" "ller'\n" +
+            kP21c + kSites,
     };
     for (size_t v = 0; v < variants.size(); v++) {
         SCOPED_TRACE(v);
@@ -454,6 +457,7 @@ TEST(ImportRefusal, BadFilesAreRefusedWithTheirCause) {
              "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
              "_atom_site_symmetry_multiplicity\nLi7 0.1 0.2 0.3 3\n",
          "site Li7"},
+        {kHeader + "_cell_length_a 7\n" + sites1, "_cell_length_a given twice"},
         {kHeader + "loop_\n_atom_site_label\n_atom_site_Cartn_x\n_atom_site_Cartn_y\n_atom_site_Cartn_z\nLi1 1 2 3\n",
          "Cartesian"},
         {kHeader + "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
