@@ -47,7 +47,14 @@ int main(int argc, char** argv) {
     app.add_option("--oxi", oxi, "oxidation states fixed by hand, e.g. Fe=2,P=5,O=-2");
     app.add_flag("--json", json, "print the summary as one JSON object");
     app.set_version_flag("--version", kVersion);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& e) {
+        return app.exit(e);  // --help, --version
+    } catch (const CLI::ParseError& e) {
+        fprintf(stderr, "Error: %s (see --help)\n", e.what());
+        return 1;
+    }
 
     ZEMU_import_options options;
     options.oxi = oxi;

@@ -47,8 +47,8 @@ void read_symmetry(gemmi::cif::Block& block, double alpha, double gamma, Symmetr
 // the cell and operations (the reader's count of copies is checked against the images).
 std::vector<ZEMU_import_site> read_sites(gemmi::cif::Block& block, const gemmi::UnitCell& cell, const Symmetry& sym,
                                          ZEMU_cif* record, ZEMU_import_report* report);
-// Sum formula per formula unit and Z into report.
-void formula(const std::vector<ZEMU_import_site>& sites, ZEMU_import_report* report);
+// Sum formula per formula unit and Z (file_z when positive) into report.
+void formula(const std::vector<ZEMU_import_site>& sites, int file_z, ZEMU_import_report* report);
 
 }  // namespace zemu_import
 

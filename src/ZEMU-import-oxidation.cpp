@@ -79,7 +79,6 @@ std::string join(const std::vector<std::string>& names) {
 bool balanced(const std::vector<Unknown>& unknowns, double fixed_charge, double tolerance,
               std::vector<std::vector<int>>& found) {
     long tried = 0;
-    std::vector<int> pick(unknowns.size(), 0);
     // Remaining charge range of the unknowns after position k, for pruning.
     std::vector<double> lo(unknowns.size() + 1, 0.0), hi(unknowns.size() + 1, 0.0);
     for (size_t k = unknowns.size(); k-- > 0;) {
@@ -107,6 +106,35 @@ bool balanced(const std::vector<Unknown>& unknowns, double fixed_charge, double 
     };
     visit(visit, 0, fixed_charge);
     return ok;
+}
+
+// The assignment (one state per unknown) leaving the least charge, and that charge;
+// false when there are too many to try.
+bool closest(const std::vector<Unknown>& unknowns, double fixed_charge, std::vector<int>& best, double* best_charge) {
+    long tried = 0;
+    std::vector<int> state(unknowns.size());
+    *best_charge = 1e300;
+    bool ok = true;
+    auto visit = [&](auto&& self, size_t k, double charge) -> void {
+        if (!ok) return;
+        if (k == unknowns.size()) {
+            if (std::fabs(charge) < std::fabs(*best_charge)) {
+                *best_charge = charge;
+                best = state;
+            }
+            return;
+        }
+        for (int s : unknowns[k].states) {
+            if (++tried > kMaxCombinations) {
+                ok = false;
+                return;
+            }
+            state[k] = s;
+            self(self, k + 1, charge + unknowns[k].weight * s);
+        }
+    };
+    visit(visit, 0, fixed_charge);
+    return ok && !best.empty();
 }
 
 }  // namespace
@@ -257,10 +285,32 @@ int ZEMU_import_assign_oxidation(ZEMU_cif* cif, std::vector<ZEMU_import_site>& s
             complete = balanced(unknowns, fixed_charge, tolerance, found) && complete;
         }
         if (found.empty()) {
-            std::vector<std::string> names = unknown_elements;
-            report->error = complete ? "no oxidation states of " + join(names) + " balance the cell charge; give them with --oxi"
-                                     : "too many oxidation-state combinations of " + join(names) +
-                                           " to try; give them with --oxi";
+            if (!complete) {
+                report->error = "too many oxidation-state combinations of " + join(unknown_elements) +
+                                " to try; give them with --oxi";
+                return 1;
+            }
+            // Name the nearest miss: partial occupancies that do not add up are the usual cause.
+            std::vector<Unknown> per_element;
+            for (const std::string& el : unknown_elements) {
+                Unknown u{{}, 0.0, candidates[el]};
+                for (size_t i = 0; i < sites.size(); i++)
+                    if (sites[i].element == el) u.weight += sites[i].occ * sites[i].mul;
+                per_element.push_back(u);
+            }
+            std::vector<int> best;
+            double charge = 0.0;
+            std::string nearest;
+            if (closest(per_element, fixed_charge, best, &charge)) {
+                char text[64];
+                snprintf(text, sizeof text, "%+.3f", charge / (z > 0 ? z : 1));
+                nearest = " (nearest:";
+                for (size_t k = 0; k < best.size(); k++)
+                    nearest += " " + unknown_elements[k] + (best[k] > 0 ? "+" : "") + std::to_string(best[k]);
+                nearest += std::string(" leaves ") + text + " e per formula unit)";
+            }
+            report->error = "no oxidation states of " + join(unknown_elements) + " balance the cell charge" + nearest +
+                            "; give them with --oxi";
             return 1;
         }
         // Mixed valence spreads over as few and as close states as it can: assignments are

@@ -208,7 +208,7 @@ int import_document(cif::Document& doc, const ZEMU_import_options* options, ZEMU
         snprintf(record->symop[k], ZEMU_CIF_SYMOP_SIZE, "%s", sym.texts[k].c_str());
 
     std::vector<ZEMU_import_site> sites = read_sites(*block, cell, sym, record, report);
-    formula(sites, report);
+    formula(sites, record->z, report);
     if (ZEMU_import_assign_oxidation(record, sites, options ? options->oxi : std::string(), report->z, report))
         return 1;
     if (ZEMU_import_build_record(record, sites)) refuse("out of memory");

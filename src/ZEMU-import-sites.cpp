@@ -320,7 +320,7 @@ std::vector<ZEMU_import_site> read_sites(cif::Block& block, const gemmi::UnitCel
 }
 
 // Formula counts per element (first appearance order) and Z.
-void formula(const std::vector<ZEMU_import_site>& sites, ZEMU_import_report* report) {
+void formula(const std::vector<ZEMU_import_site>& sites, int file_z, ZEMU_import_report* report) {
     std::vector<std::pair<std::string, double>> counts;
     for (const ZEMU_import_site& s : sites) {
         auto it = std::find_if(counts.begin(), counts.end(), [&](const auto& c) { return c.first == s.element; });
@@ -330,12 +330,24 @@ void formula(const std::vector<ZEMU_import_site>& sites, ZEMU_import_report* rep
         }
         it->second += s.occ * s.mul;
     }
-    long z = 0;
-    for (const auto& c : counts) {
-        const double r = std::round(c.second);
-        if (r >= 1.0 && std::fabs(c.second - r) < 0.01) z = std::gcd(z, (long)r);
+    // Z: the file's own when it gives one; else the common divisor of the whole counts,
+    // lowered until every element has about one atom per formula unit.
+    long z = file_z;
+    if (z < 1) {
+        long g = 0;
+        double least = 1e300;
+        for (const auto& c : counts) {
+            const double r = std::round(c.second);
+            if (r >= 1.0 && std::fabs(c.second - r) < 0.01) g = std::gcd(g, (long)r);
+            least = std::min(least, c.second);
+        }
+        z = 1;
+        for (long d = g; d > 1; d--)
+            if (g % d == 0 && least / (double)d >= 0.95) {
+                z = d;
+                break;
+            }
     }
-    if (z < 1) z = 1;
     report->z = (int)z;
     report->formula.clear();
     for (const auto& c : counts) {
