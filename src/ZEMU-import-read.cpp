@@ -147,9 +147,7 @@ int import_document(cif::Document& doc, const ZEMU_import_options* options, ZEMU
     if (doc.blocks.size() > 1)
         report->warnings.push_back("the file holds " + std::to_string(doc.blocks.size()) + " data blocks; data_" +
                                    block->name + " is read");
-    if (is_magnetic_ops(*block))
-        refuse("magnetic CIF (magnetic symmetry operations): its non-magnetic structure cannot be read exactly");
-    if (has_moments(*block)) report->warnings.push_back("magnetic moments are ignored");
+    if (has_moments(*block) && !is_magnetic_ops(*block)) report->warnings.push_back("magnetic moments are ignored");
     if (const std::string* v = find_value(*block, {"_cell_modulation_dimension"}))
         if (cif::as_number(*v, 0.0) > 0.0) refuse("modulated (incommensurate) structure: its average structure is not read");
 

@@ -118,6 +118,38 @@ std::string hm_with_setting(const std::string& hm) {
     return t;
 }
 
+// One operation of a loop; refuses what is no rotation or reflection with a translation.
+gemmi::Op parse_operation(const std::string& text, int line) {
+    gemmi::Op op;
+    try {
+        op = gemmi::parse_triplet(decimals_to_fractions(without_blanks(text)));
+    } catch (const Refusal&) {
+        throw;
+    } catch (const std::exception&) {
+        refuse("symmetry operation '" + text + "' cannot be read" + at_line(line));
+    }
+    if (op.det_rot() != kDet && op.det_rot() != -kDet)
+        refuse("symmetry operation '" + text + "' is not a rotation or reflection" + at_line(line));
+    return op.wrap();
+}
+
+// "x,y,z,+1" -> "x,y,z": the spatial part of a magnetic operation.
+std::string spatial_part(const std::string& text, int line) {
+    const size_t last = text.rfind(',');
+    if (std::count(text.begin(), text.end(), ',') != 3 || last == std::string::npos)
+        refuse("magnetic symmetry operation '" + text + "' cannot be read" + at_line(line));
+    return text.substr(0, last);
+}
+
+void add_operation(const std::string& text, const gemmi::Op& op, Symmetry& sym, ZEMU_import_report* report) {
+    if (std::find(sym.ops.begin(), sym.ops.end(), op) != sym.ops.end()) {
+        report->warnings.push_back("symmetry operation '" + text + "' listed twice");
+        return;
+    }
+    sym.ops.push_back(op);
+    sym.texts.push_back(reader_text(text, op));
+}
+
 void check_group(const Symmetry& sym) {
     std::set<gemmi::Op> set(sym.ops.begin(), sym.ops.end());
     if (!set.count(gemmi::Op::identity())) refuse("symmetry operations lack the identity x,y,z");
@@ -183,29 +215,35 @@ void read_symmetry(cif::Block& block, double alpha, double gamma, Symmetry& sym,
         loop = block.find_values(tag);
         if (loop) break;
     }
+    // Magnetic files: the spatial parts of the magnetic operations (time reversal, the
+    // fourth part, dropped) times the magnetic centrings place the atoms exactly.
+    cif::Column magn = block.find_values("_space_group_symop_magn_operation.xyz");
+    if (!magn) magn = block.find_values("_space_group_symop.magn_operation_xyz");
+    cif::Column magn_centring = block.find_values("_space_group_symop_magn_centering.xyz");
+    if (!magn_centring) magn_centring = block.find_values("_space_group_symop.magn_centering_xyz");
     if (loop && loop.length() > 0) {
         line = loop.item() ? loop.item()->line_number : -1;
         for (const std::string& raw : loop) {
             const std::string text = cif::as_string(raw);
-            gemmi::Op op;
-            try {
-                op = gemmi::parse_triplet(decimals_to_fractions(without_blanks(text)));
-            } catch (const Refusal&) {
-                throw;
-            } catch (const std::exception&) {
-                refuse("symmetry operation '" + text + "' cannot be read" + at_line(line));
-            }
-            if (op.det_rot() != kDet && op.det_rot() != -kDet)
-                refuse("symmetry operation '" + text + "' is not a rotation or reflection" + at_line(line));
-            op.wrap();
-            if (std::find(sym.ops.begin(), sym.ops.end(), op) != sym.ops.end()) {
-                report->warnings.push_back("symmetry operation '" + text + "' listed twice");
-                continue;
-            }
-            sym.ops.push_back(op);
-            sym.texts.push_back(reader_text(text, op));
+            add_operation(text, parse_operation(text, line), sym, report);
         }
         sym.source = "symmetry loop";
+    } else if (magn && magn.length() > 0) {
+        line = magn.item() ? magn.item()->line_number : -1;
+        std::vector<gemmi::Op> centrings = {gemmi::Op::identity()};
+        if (magn_centring)
+            for (const std::string& raw : magn_centring)
+                centrings.push_back(parse_operation(spatial_part(cif::as_string(raw), line), line));
+        for (const std::string& raw : magn) {
+            const gemmi::Op op = parse_operation(spatial_part(cif::as_string(raw), line), line);
+            for (const gemmi::Op& c : centrings) {
+                const gemmi::Op full = op * c;
+                if (std::find(sym.ops.begin(), sym.ops.end(), full) == sym.ops.end())
+                    add_operation(full.triplet(), full, sym, report);
+            }
+        }
+        sym.source = "magnetic symmetry loop";
+        report->warnings.push_back("magnetic CIF: read without its magnetic moments and time reversal");
     } else {
         gemmi::GroupOps gops;
         if (hall_ok) {

@@ -150,10 +150,17 @@ TEST(ImportCorpus, FilesGiveTheirFormulaSitesAndStates) {
     }
 }
 
-TEST(ImportCorpus, MagneticFileIsRefusedWithItsReason) {
+TEST(ImportCorpus, MagneticFileIsReadWithoutItsMoments) {
+    // LaMnO3 (La3+ Mn3+), Pnma, Z = 4: the spatial parts of the magnetic operations.
     Imported im(corpus("LaMnO3_magnetic.mcif"));
-    EXPECT_EQ(im.rc, 1);
-    EXPECT_NE(im.report.error.find("magnetic"), std::string::npos) << im.report.error;
+    ASSERT_EQ(im.rc, 0) << im.report.error;
+    EXPECT_EQ(im.report.symmetry_source, "magnetic symmetry loop");
+    EXPECT_EQ(im.report.sg_number, 62);
+    const std::map<std::string, double> counts = im.cell_counts();
+    EXPECT_NEAR(counts.at("La"), 4.0, 1e-9);
+    EXPECT_NEAR(counts.at("Mn"), 4.0, 1e-9);
+    EXPECT_NEAR(counts.at("O"), 12.0, 1e-9);
+    EXPECT_EQ(im.states("Mn")->states, std::vector<int>{3});
 }
 
 // ---------------------------------------------------------------------------
@@ -207,7 +214,7 @@ TEST(ImportRecord, EqualsTheReadBackOfTheWrittenFile) {
                                       data_file("sub_mixed_site.cif")};
     for (const char* f : {"garnet.cif", "cif_implicit_hydrogens_cod_1011130.cif", "site_type_symbol_test.cif",
                           "bestsqs_pzt.cif", "MultiStructure.cif", "Fe3O4.cif", "Graphite.cif",
-                          "V2O3.cif", "ICSD59959.cif", "CsI3Pb.cif", "LiCoO2.cif"})
+                          "V2O3.cif", "ICSD59959.cif", "CsI3Pb.cif", "LiCoO2.cif", "LaMnO3_magnetic.mcif"})
         files.push_back(corpus(f));
     zemu_test::WorkDir dir(false);
     for (const std::string& f : files) {
@@ -479,9 +486,10 @@ TEST(ImportRefusal, BadFilesAreRefusedWithTheirCause) {
         {kHeader + "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n"
                    "_atom_site_occupancy\nLi1 0.1 0.2 0.3 1\nNa1 0.1 0.2 0.3 1\n",
          "occupancy"},
+        {kHeader + "_cell_modulation_dimension 1\n" + sites1, "modulated"},
         {kHeader + sites1 + "loop_\n_space_group_symop_magn_operation.id\n_space_group_symop_magn_operation.xyz\n"
-                            "1 x,y,z,+1\n",
-         "magnetic"},
+                            "1 x,y,z\n",
+         "magnetic symmetry operation"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
