@@ -222,7 +222,13 @@ std::string unique_label(const std::string& label, const std::string& element, s
         else if (ch == '\'' || ch == '"')
             clean += 'p';  // primed labels: C1' -> C1p
     }
-    if (clean.empty() || !std::isalpha((unsigned char)clean[0])) clean = element + clean;
+    // A label must start with a letter and must not read as a CIF keyword at the start of a line.
+    std::string lower = clean;
+    for (char& ch : lower) ch = (char)std::tolower((unsigned char)ch);
+    bool keyword = false;
+    for (const char* k : {"loop_", "data_", "save_", "global_", "stop_"})
+        if (lower.compare(0, std::strlen(k), k) == 0) keyword = true;
+    if (clean.empty() || !std::isalpha((unsigned char)clean[0]) || keyword) clean = element + clean;
     const size_t room = ZEMU_CIF_LABEL_SIZE - 1;
     std::string cand = clean.substr(0, room);
     for (int k = 2; used.count(cand); k++) {

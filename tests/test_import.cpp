@@ -435,9 +435,20 @@ TEST(ImportWild, LabelsStayUniqueWithinNineCharacters) {
                              "loop_\n_atom_site_label\n_atom_site_type_symbol\n_atom_site_fract_x\n_atom_site_fract_y\n"
                              "_atom_site_fract_z\n"
                              "C1' C 0.1 0.1 0.1\nC1 C 0.2 0.2 0.2\nC1p C 0.3 0.3 0.3\nCarbonAtom12 C 0.4 0.4 0.4\n"
-                             "CarbonAtom13 C 0.5 0.5 0.6\nO1 O 0.6 0.6 0.6\nO1 O 0.7 0.7 0.8\n";
+                             "CarbonAtom13 C 0.5 0.5 0.6\nO1 O 0.6 0.6 0.6\nO1 O 0.7 0.7 0.8\n'loop_1' O 0.1 0.9 0.5\n";
     Imported im(Imported::Text(), text, "labels.cif", "C=4,O=-2");
     ASSERT_EQ(im.rc, 0) << im.report.error;
+    // The written file reads back with every site (no label taken for a keyword).
+    zemu_test::WorkDir dir(false);
+    FILE* fp = fopen(dir.file("out.cif").c_str(), "w");
+    ASSERT_NE(fp, nullptr);
+    ZEMU_write_cif_exact(&im.cif, fp);
+    fclose(fp);
+    ZEMU_cif back;
+    ZEMU_init_cif(&back);
+    ASSERT_EQ(ZEMU_load_cif(&dir.file("out.cif")[0], &back), 0);
+    expect_same_record(im.cif, back);
+    ZEMU_free_cif(&back);
     std::set<std::string> labels;
     for (int s = 0; s < im.cif.site_no; s++) {
         const std::string l = im.cif.site[s].label;
@@ -445,7 +456,8 @@ TEST(ImportWild, LabelsStayUniqueWithinNineCharacters) {
         EXPECT_EQ(l.find('\''), std::string::npos);
         labels.insert(l);
     }
-    EXPECT_EQ(labels.size(), 7u);
+    EXPECT_EQ(labels.size(), 8u);
+    EXPECT_EQ(std::string(im.cif.site[7].label).rfind("loop_", 0), std::string::npos);
     EXPECT_EQ(std::string(im.cif.site[1].label), "C1");
 }
 
