@@ -234,8 +234,8 @@ int ZEMU_import_assign_oxidation(ZEMU_cif* cif, std::vector<ZEMU_import_site>& s
         }
         report->warnings.push_back("a single element: oxidation state 0");
     } else if (!unknown_elements.empty()) {
-        // Sign of each unknown element: anion when the table knows it only as one, or
-        // when it is the most electronegative element present.
+        // Sign of each unknown element: anion when the table knows it only as one or when
+        // it is the most electronegative element present; either when the table allows.
         std::string most_negative;
         double best = -1.0;
         for (const std::string& el : elements) {
@@ -251,10 +251,15 @@ int ZEMU_import_assign_oxidation(ZEMU_cif* cif, std::vector<ZEMU_import_site>& s
             std::set<int> cation, anion;
             table_states(el, cation, anion);
             std::vector<int> c;
-            if (!anion.empty() && (cation.empty() || el == most_negative))
+            // The most electronegative element is an anion; another element the table knows
+            // both ways (Cl in Li3OCl or in a perchlorate, S in a sulfide or a sulfate) may be
+            // either, cation first, and the charge balance and the GII decide.
+            if (!anion.empty() && (cation.empty() || el == most_negative)) {
                 c.assign(anion.rbegin(), anion.rend());  // -1 before -2
-            else
+            } else {
                 c.assign(cation.begin(), cation.end());
+                if (el != "H") c.insert(c.end(), anion.rbegin(), anion.rend());  // hydride only as above
+            }
             if (c.empty()) unknown_states.push_back(el);
             candidates[el] = c;
         }

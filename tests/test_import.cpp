@@ -335,6 +335,27 @@ TEST(ImportOxidation, BalancedAssignmentsOfKnownCompounds) {
     }
 }
 
+TEST(ImportOxidation, ElementsThatCanBeEitherTakeTheSignThatBalances) {
+    // Li3OCl (anti-perovskite): O is the most electronegative, Cl is still an anion;
+    // Na2SO4: S, which the table also knows as an anion, is S6+.
+    const std::string cubic = "_cell_length_a 3.91\n_cell_length_b 3.91\n_cell_length_c 3.91\n"
+                              "_cell_angle_alpha 90\n_cell_angle_beta 90\n_cell_angle_gamma 90\n"
+                              "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\n_atom_site_fract_z\n";
+    Imported li3ocl(Imported::Text(),
+                    "data_a\n" + cubic + "O1 0.5 0.5 0.5\nCl1 0 0 0\nLi1 0 0.5 0.5\nLi2 0.5 0 0.5\nLi3 0.5 0.5 0\n",
+                    "Li3OCl.cif");
+    ASSERT_EQ(li3ocl.rc, 0) << li3ocl.report.error;
+    EXPECT_EQ(li3ocl.states("Cl")->states, std::vector<int>{-1});
+    EXPECT_EQ(li3ocl.states("O")->states, std::vector<int>{-2});
+    Imported na2so4(Imported::Text(),
+                    "data_b\n" + std::regex_replace(cubic, std::regex("3\\.91"), "9") +
+                        "Na1 0.1 0.1 0.1\nNa2 0.6 0.6 0.6\nS1 0.35 0.35 0.35\nO1 0.45 0.35 0.35\n"
+                        "O2 0.25 0.35 0.35\nO3 0.35 0.45 0.35\nO4 0.35 0.35 0.25\n",
+                    "Na2SO4.cif");
+    ASSERT_EQ(na2so4.rc, 0) << na2so4.report.error;
+    EXPECT_EQ(na2so4.states("S")->states, std::vector<int>{6});
+}
+
 TEST(ImportOxidation, NothingBalancesAndGivenStatesWin) {
     // NaCl2: Na is only +1 and Cl only -1.
     const std::string nacl2 =
