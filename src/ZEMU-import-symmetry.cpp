@@ -130,7 +130,7 @@ gemmi::Op parse_operation(const std::string& text, int line) {
     }
     if (op.det_rot() != kDet && op.det_rot() != -kDet)
         refuse("symmetry operation '" + text + "' is not a rotation or reflection" + at_line(line));
-    return op.wrap();
+    return op;  // not wrapped: the file's text evaluates as this
 }
 
 // "x,y,z,+1" -> "x,y,z": the spatial part of a magnetic operation.
@@ -141,12 +141,14 @@ std::string spatial_part(const std::string& text, int line) {
     return text.substr(0, last);
 }
 
+// Adds an operation (as read, translations not wrapped) unless listed already.
 void add_operation(const std::string& text, const gemmi::Op& op, Symmetry& sym, ZEMU_import_report* report) {
-    if (std::find(sym.ops.begin(), sym.ops.end(), op) != sym.ops.end()) {
+    const gemmi::Op wrapped = gemmi::Op(op).wrap();
+    if (std::find(sym.ops.begin(), sym.ops.end(), wrapped) != sym.ops.end()) {
         report->warnings.push_back("symmetry operation '" + text + "' listed twice");
         return;
     }
-    sym.ops.push_back(op);
+    sym.ops.push_back(wrapped);
     sym.texts.push_back(reader_text(text, op));
 }
 
@@ -235,9 +237,9 @@ void read_symmetry(cif::Block& block, double alpha, double gamma, Symmetry& sym,
             for (const std::string& raw : magn_centring)
                 centrings.push_back(parse_operation(spatial_part(cif::as_string(raw), line), line));
         for (const std::string& raw : magn) {
-            const gemmi::Op op = parse_operation(spatial_part(cif::as_string(raw), line), line);
+            const gemmi::Op op = gemmi::Op(parse_operation(spatial_part(cif::as_string(raw), line), line)).wrap();
             for (const gemmi::Op& c : centrings) {
-                const gemmi::Op full = op * c;
+                const gemmi::Op full = op * gemmi::Op(c).wrap();
                 if (std::find(sym.ops.begin(), sym.ops.end(), full) == sym.ops.end())
                     add_operation(full.triplet(), full, sym, report);
             }
