@@ -1,5 +1,6 @@
 // Bond valence sums, global instability index, cell charge and the GII
-// optimiser, with the parameter matrix read from "bin/database_binary.dat".
+// optimiser, with the parameter matrix read from "bin/database_binary.dat" (or the
+// same text built into the program).
 #include <climits>
 #include <cmath>
 #include <cstdio>
