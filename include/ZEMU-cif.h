@@ -19,6 +19,7 @@
 #define ZEMU_CIF_LINE_SIZE 200          // CIF line buffer: at most 199 characters per buffer line
 #define ZEMU_CIF_LABEL_SIZE 10          // site labels, type symbols, element symbols: at most 9 characters
 #define ZEMU_CIF_SYMOP_SIZE 30          // one symmetry operation text: at most 29 characters
+#define ZEMU_CIF_NUMBER_SIZE 48         // text of one number written by the exact writer
 #define ZEMU_MAX_SYMOP 192              // largest space-group order: room of the grid-symmetry arrays
 
 // ---------------------------------------------------------------------------
@@ -196,6 +197,14 @@ int ZEMU_print_cif_latt_param(ZEMU_cif* cif, FILE* fpw);
 int ZEMU_print_cif_symops(ZEMU_cif* cif, FILE* fpw);
 int ZEMU_print_cif_types(ZEMU_cif* cif, FILE* fpw);
 int ZEMU_print_cif_sites(ZEMU_cif* cif, FILE* fpw);
+// Shortest fixed-point text of value with at least 6 decimals that reads back (strtod)
+// as the same number; 1 when it does not fit size (ZEMU_CIF_NUMBER_SIZE is always enough
+// for coordinates and occupancies below 1e6).
+int ZEMU_cif_exact_number(double value, char* text, size_t size);
+int ZEMU_print_cif_sites_exact(ZEMU_cif* cif, FILE* fpw);
+// As ZEMU_write_cif, with the ICSD code, and coordinates and occupancies written so that
+// they read back exactly.
+int ZEMU_write_cif_exact(ZEMU_cif* cif, FILE* fpw);
 
 // ---------------------------------------------------------------------------
 // Bond valence sums, global instability index, substitution check
@@ -229,6 +238,9 @@ int ZEMU_alloc_bv_bin(ZEMU_bv_bin* bin);
 int ZEMU_free_bv_bin(ZEMU_bv_bin* bin);
 // Fills the matrix from "bin/database_binary.dat" (working directory) for the types of cif.
 int ZEMU_build_bv_bin(ZEMU_cif* cif, ZEMU_bv_bin* bin);
+// The same from parameter text in memory (e.g. ZEMU_data_bv_database_text()), for
+// tools that work from any directory.
+int ZEMU_build_bv_bin_text(ZEMU_cif* cif, ZEMU_bv_bin* bin, const char* text, unsigned long size);
 // Sets bv_sum of every site of the asymmetric unit (rebuilds site_all first).
 int ZEMU_calc_bv_sum(ZEMU_cif* cif, ZEMU_bv_bin* bin);
 int ZEMU_print_bv_sum(ZEMU_cif* cif, FILE* fpw);

@@ -1,5 +1,5 @@
 // Built-in data tables: bond-valence pair parameters (data/bv_params.csv),
-// per-element data (data/elements.csv) and the bond-valence parameter file of
+// per-element data (data/elements.csv, data/electronegativity.csv) and the bond-valence parameter file of
 // the structure reports (bin/database_binary.dat), compiled into the program at
 // build time so that tools working from any directory need no data files.
 // The tables are parsed once, on first use, and are read-only afterwards (safe
@@ -52,6 +52,10 @@ int ZEMU_data_element_count(void);
 const ZEMU_element* ZEMU_data_elements(void);
 // The element with this symbol (exact case); NULL when unknown.
 const ZEMU_element* ZEMU_data_find_element(const char* symbol);
+
+// Pauling electronegativity of an element (data/electronegativity.csv); 0 when the
+// table has no value for it.
+double ZEMU_data_electronegativity(const char* symbol);
 
 // ---------------------------------------------------------------------------
 // Bond-valence parameter file of the structure reports

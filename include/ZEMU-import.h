@@ -5,6 +5,7 @@
 #ifndef ZEMU_IMPORT_H
 #define ZEMU_IMPORT_H
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,17 @@ typedef struct {
     std::vector<std::string> warnings;          // notes worth showing a user, one line each
 } ZEMU_import_report;
 
+// One site of the asymmetric unit between reading and the structure record.
+typedef struct {
+    std::string label;    // unique label, at most 9 characters
+    std::string element;  // element symbol, e.g. "Fe"
+    double x, y, z;       // fractional coordinates as written
+    double occ;           // occupancy
+    int mul;              // images in the cell
+    int has_ox;           // 1 when ox is set (from the file, by hand or assigned)
+    double ox;            // oxidation state
+} ZEMU_import_site;
+
 // ---------------------------------------------------------------------------
 // Import
 // ---------------------------------------------------------------------------
@@ -53,5 +65,29 @@ int ZEMU_import_structure(const char* path, const ZEMU_import_options* options, 
 // The same for CIF text in memory; name stands for the file in messages.
 int ZEMU_import_structure_text(const char* text, size_t size, const char* name, const ZEMU_import_options* options,
                                ZEMU_cif* cif, ZEMU_import_report* report);
+
+// The structure record of sites on the cell and operations already in cif (sites and
+// types of cif are replaced): the same record ZEMU_load_cif gives on the file that
+// ZEMU_write_cif_exact writes from it. 0 on success.
+int ZEMU_import_build_record(ZEMU_cif* cif, const std::vector<ZEMU_import_site>& sites);
+
+// Oxidation states: keeps the states of sites with has_ox, fixes those of the elements
+// in the "Fe=2,O=-2" text given (overriding the file), and assigns the others by charge
+// balance and the lowest global instability index on the cell and operations of cif.
+// Fills report->states and report->oxidation. 0 on success; 1 with report->error set.
+int ZEMU_import_assign_oxidation(ZEMU_cif* cif, std::vector<ZEMU_import_site>& sites, const std::string& given,
+                                 int z, ZEMU_import_report* report);
+// Global instability index of cif with the built-in bond-valence parameters (sets the
+// bond valence sums of its sites); -1.0 when it cannot be computed.
+double ZEMU_import_gii(ZEMU_cif* cif);
+
+// ---------------------------------------------------------------------------
+// Reports
+// ---------------------------------------------------------------------------
+
+// Short human summary (formula, Z, space group, cell, sites, states).
+void ZEMU_import_print_summary(FILE* fpw, const ZEMU_cif* cif, const ZEMU_import_report* report);
+// The same as one JSON object, on one line.
+std::string ZEMU_import_summary_json(const ZEMU_cif* cif, const ZEMU_import_report* report);
 
 #endif

@@ -1,5 +1,6 @@
 // Bond valence sums, global instability index, cell charge and the GII
-// optimiser, with the parameter matrix read from "bin/database_binary.dat".
+// optimiser, with the parameter matrix read from "bin/database_binary.dat" (or the
+// same text built into the program).
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -177,19 +178,13 @@ int ZEMU_free_bv_bin(ZEMU_bv_bin* bin)
     return 0;
 }
 
-int ZEMU_build_bv_bin(ZEMU_cif* cif, ZEMU_bv_bin* bin)
-{
-    FILE* fp = fopen(BV_DATABASE_FILE, "r");
-    if (fp == nullptr) {
-        fprintf(stderr, "Error: Cannot load database_binary.dat!\n");
-        return 1;
-    }
-    std::vector<BvParamLine> lines;
-    bv_read_param_lines(fp, lines);
-    fclose(fp);
+namespace {
 
+// Fills the matrix for the types of cif from the parameter lines.
+int bv_fill_bin(ZEMU_cif* cif, ZEMU_bv_bin* bin, const std::vector<BvParamLine>& lines, const char* caller)
+{
     if (bin->total != cif->type_no || (bin->total > 0 && bin->item == nullptr)) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_build_bv_bin()\n");
+        fprintf(stderr, "Error: Invalid input to %s()\n", caller);
         return 1;
     }
     for (int i = 0; i < bin->total; i++) {
@@ -215,6 +210,37 @@ int ZEMU_build_bv_bin(ZEMU_cif* cif, ZEMU_bv_bin* bin)
         }
     }
     return 0;
+}
+
+}  // namespace
+
+int ZEMU_build_bv_bin(ZEMU_cif* cif, ZEMU_bv_bin* bin)
+{
+    FILE* fp = fopen(BV_DATABASE_FILE, "r");
+    if (fp == nullptr) {
+        fprintf(stderr, "Error: Cannot load database_binary.dat!\n");
+        return 1;
+    }
+    std::vector<BvParamLine> lines;
+    bv_read_param_lines(fp, lines);
+    fclose(fp);
+    return bv_fill_bin(cif, bin, lines, "ZEMU_build_bv_bin");
+}
+
+int ZEMU_build_bv_bin_text(ZEMU_cif* cif, ZEMU_bv_bin* bin, const char* text, unsigned long size)
+{
+    // The text is read through a memory stream so that its lines split exactly as the file's do.
+    std::vector<BvParamLine> lines;
+    if (size > 0) {
+        FILE* fp = fmemopen(const_cast<char*>(text), (size_t)size, "r");
+        if (fp == nullptr) {
+            fprintf(stderr, "Error: Cannot read the bond-valence parameters\n");
+            return 1;
+        }
+        bv_read_param_lines(fp, lines);
+        fclose(fp);
+    }
+    return bv_fill_bin(cif, bin, lines, "ZEMU_build_bv_bin_text");
 }
 
 // ---------------------------------------------------------------------------

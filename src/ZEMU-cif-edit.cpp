@@ -575,7 +575,9 @@ int ZEMU_print_cif_types(ZEMU_cif* cif, FILE* fpw) {
     return 0;
 }
 
-int ZEMU_print_cif_sites(ZEMU_cif* cif, FILE* fpw) {
+namespace {
+
+void print_site_loop_header(FILE* fpw) {
     fprintf(fpw, "loop_\n");
     fprintf(fpw, "_atom_site_label\n");
     fprintf(fpw, "_atom_site_type_symbol\n");
@@ -585,10 +587,52 @@ int ZEMU_print_cif_sites(ZEMU_cif* cif, FILE* fpw) {
     fprintf(fpw, "_atom_site_fract_y\n");
     fprintf(fpw, "_atom_site_fract_z\n");
     fprintf(fpw, "_atom_site_occupancy\n");
+}
+
+}  // namespace
+
+int ZEMU_print_cif_sites(ZEMU_cif* cif, FILE* fpw) {
+    print_site_loop_header(fpw);
     for (int s = 0; s < cif->site_no; s++) {
         const ZEMU_site& site = cif->site[s];
         fprintf(fpw, "%-12.9s %-8.9s %3d %c %7.5f %7.5f %7.5f %4.3f\n", site.label, site.type, site.mul, site.Wyckoff,
                 site.x, site.y, site.z, site.occ);
     }
+    return 0;
+}
+
+int ZEMU_cif_exact_number(double value, char* text, size_t size) {
+    // Fixed notation: the reader's atof needs no exponent, and 6 decimals at least keep the file readable.
+    int n = 0;
+    for (int digits = 6; digits <= 17; digits++) {
+        n = snprintf(text, size, "%.*f", digits, value);
+        if (n < 0 || (size_t)n >= size) return 1;
+        if (strtod(text, nullptr) == value) return 0;
+    }
+    return 0;
+}
+
+int ZEMU_print_cif_sites_exact(ZEMU_cif* cif, FILE* fpw) {
+    print_site_loop_header(fpw);
+    for (int s = 0; s < cif->site_no; s++) {
+        const ZEMU_site& site = cif->site[s];
+        char v[4][ZEMU_CIF_NUMBER_SIZE];
+        const double values[4] = {site.x, site.y, site.z, site.occ};
+        for (int k = 0; k < 4; k++)
+            if (ZEMU_cif_exact_number(values[k], v[k], sizeof v[k])) return 1;
+        fprintf(fpw, "%-12.9s %-8.9s %3d %c %s %s %s %s\n", site.label, site.type, site.mul, site.Wyckoff, v[0], v[1],
+                v[2], v[3]);
+    }
+    return 0;
+}
+
+int ZEMU_write_cif_exact(ZEMU_cif* cif, FILE* fpw) {
+    fprintf(fpw, "data_ZEMU\n");
+    ZEMU_print_cif_latt_param(cif, fpw);
+    if (cif->ICSD[0] != '\0') fprintf(fpw, "_database_code_ICSD %.*s\n", (int)sizeof cif->ICSD - 1, cif->ICSD);
+    ZEMU_print_cif_symops(cif, fpw);
+    ZEMU_print_cif_types(cif, fpw);
+    if (ZEMU_print_cif_sites_exact(cif, fpw)) return 1;
+    fprintf(fpw, "#End of data_ZEMU\n");
     return 0;
 }

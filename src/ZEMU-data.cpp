@@ -12,6 +12,8 @@ extern const char ZEMU_embedded_elements[];
 extern const unsigned long ZEMU_embedded_elements_size;
 extern const char ZEMU_embedded_bv_database[];
 extern const unsigned long ZEMU_embedded_bv_database_size;
+extern const char ZEMU_embedded_electronegativity[];
+extern const unsigned long ZEMU_embedded_electronegativity_size;
 
 namespace {
 
@@ -57,9 +59,12 @@ void copy_symbol(char* dst, const std::string& src)
 struct Tables {
     std::vector<ZEMU_bv_pair> pairs;
     std::vector<ZEMU_element> elements;
+    std::vector<std::pair<std::string, double>> electronegativity;
 
     Tables()
     {
+        for (const auto& f : csv_rows(ZEMU_embedded_electronegativity, ZEMU_embedded_electronegativity_size))
+            if (f.size() >= 2) electronegativity.push_back({f[0], strtod(f[1].c_str(), nullptr)});
         for (const auto& f : csv_rows(ZEMU_embedded_bv_params, ZEMU_embedded_bv_params_size)) {
             if (f.size() < 8) continue;
             ZEMU_bv_pair p{};
@@ -116,6 +121,13 @@ const ZEMU_element* ZEMU_data_find_element(const char* symbol)
     for (const ZEMU_element& e : tables().elements)
         if (strcmp(e.symbol, symbol) == 0) return &e;
     return nullptr;
+}
+
+double ZEMU_data_electronegativity(const char* symbol)
+{
+    for (const auto& e : tables().electronegativity)
+        if (e.first == symbol) return e.second;
+    return 0.0;
 }
 
 const char* ZEMU_data_bv_database_text(unsigned long* size)

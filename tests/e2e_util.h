@@ -1,4 +1,4 @@
-// Helpers for end-to-end tests: run the zemu executable in a fresh temporary
+// Helpers for end-to-end tests: run the zemu executable (or another one of the build) in a fresh temporary
 // working directory (with bin/ data linked in) and capture everything it does.
 #ifndef ZEMU_TESTS_E2E_UTIL_H
 #define ZEMU_TESTS_E2E_UTIL_H
