@@ -18,24 +18,6 @@ int fail(const std::string& file, const std::string& cause) {
     return 1;
 }
 
-// Writes through a temporary file renamed into place, so a failure leaves no partial output.
-int write_output(ZEMU_cif* cif, const std::string& path, std::string* cause) {
-    const std::string tmp = path + ".tmp";
-    FILE* fp = fopen(tmp.c_str(), "w");
-    if (!fp) {
-        *cause = "cannot write " + tmp;
-        return 1;
-    }
-    const int failed = ZEMU_write_cif_exact(cif, fp);
-    const int closed = fclose(fp);
-    if (failed || closed != 0 || rename(tmp.c_str(), path.c_str()) != 0) {
-        remove(tmp.c_str());
-        *cause = "cannot write " + path;
-        return 1;
-    }
-    return 0;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -66,7 +48,7 @@ int main(int argc, char** argv) {
     }
     if (!output.empty()) {
         std::string cause;
-        if (write_output(&cif, output, &cause)) {
+        if (ZEMU_import_write_cif(&cif, output.c_str(), &cause)) {
             ZEMU_free_cif(&cif);
             return fail(input, cause);
         }

@@ -89,5 +89,8 @@ double ZEMU_import_gii(ZEMU_cif* cif);
 void ZEMU_import_print_summary(FILE* fpw, const ZEMU_cif* cif, const ZEMU_import_report* report);
 // The same as one JSON object, on one line.
 std::string ZEMU_import_summary_json(const ZEMU_cif* cif, const ZEMU_import_report* report);
+// Writes cif (ZEMU_write_cif_exact) to path through a temporary file renamed into
+// place, so a failure leaves no partial file. 0 on success; 1 with *error set.
+int ZEMU_import_write_cif(ZEMU_cif* cif, const char* path, std::string* error);
 
 #endif

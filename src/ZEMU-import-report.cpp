@@ -78,3 +78,21 @@ std::string ZEMU_import_summary_json(const ZEMU_cif* cif, const ZEMU_import_repo
     j["warnings"] = report->warnings;
     return j.dump();
 }
+
+int ZEMU_import_write_cif(ZEMU_cif* cif, const char* path, std::string* error) {
+    const std::string target = path;
+    const std::string tmp = target + ".tmp";
+    FILE* fp = fopen(tmp.c_str(), "w");
+    if (!fp) {
+        *error = "cannot write " + tmp;
+        return 1;
+    }
+    const int failed = ZEMU_write_cif_exact(cif, fp);
+    const int closed = fclose(fp);
+    if (failed || closed != 0 || rename(tmp.c_str(), target.c_str()) != 0) {
+        remove(tmp.c_str());
+        *error = "cannot write " + target;
+        return 1;
+    }
+    return 0;
+}

@@ -86,14 +86,8 @@ void ZEMU_screen_structure(const std::string& file, const ZEMU_screen_options& o
             fail(row, error);
             return;
         }
-        FILE* fp = fopen((dir / "structure.cif").c_str(), "w");
-        if (fp == nullptr) {
-            fail(row, (dir / "structure.cif").string() + ": " + strerror(errno));
-            return;
-        }
-        ZEMU_write_cif(&job.cif, fp);
-        if (fclose(fp) != 0) {
-            fail(row, (dir / "structure.cif").string() + ": write failed");
+        if (ZEMU_import_write_cif(&job.cif, (dir / "structure.cif").c_str(), &error)) {
+            fail(row, error);
             return;
         }
     }
