@@ -81,8 +81,10 @@ int main(int argc, char** argv)
         return refuse(structure_file, error);
     }
     const std::string title = import_report.formula + " site-energy landscape of the mobile ion (bond-valence site energy, eV)";
-    if (ZEMU_bvse_write_cube(&cube, ion.c_str(), title.c_str(), cube_file.c_str(), &error))
-        status = refuse(cube_file, error);
+    if (ZEMU_bvse_write_cube(&cube, ion.c_str(), title.c_str(), cube_file.c_str(), &error)) {
+        fprintf(stderr, "Error: %s\n", error.c_str());  // the cause names the file
+        status = 1;
+    }
     else
         printf("%s: %dx%dx%d grid, %lld points computed, written to %s\n", structure_file.c_str(), report.grid[0],
                report.grid[1], report.grid[2], report.representatives, cube_file.c_str());
