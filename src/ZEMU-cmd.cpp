@@ -609,13 +609,19 @@ struct ExportOptions {
 };
 
 // The stream and the private copy of one export, released together.
+// An export that ends without writing the structure (refused or failed) removes
+// the files it opened, so that no empty file is left behind.
 struct ExportState {
     ZEMU_cif copy;
     bool have_copy = false;
     FILE* out = nullptr;
+    std::vector<std::string> opened;  // every file opened by this export
+    bool written = false;             // the structure went to the last one
 
     ~ExportState() {
         if (out) fclose(out);
+        if (!written)
+            for (const std::string& name : opened) remove(name.c_str());
         if (have_copy) ZEMU_free_cif(&copy);
         fflush(stdout);
     }
@@ -629,6 +635,7 @@ int open_output(ExportState* st, const char* name) {
         cmd_error("Error: Unable to write to %s\n", name);
         return 1;
     }
+    st->opened.push_back(name);
     return 0;
 }
 
@@ -974,6 +981,7 @@ int ZEMU_cmd_export_cif(char* cmd, ZEMU_cube* cube, ZEMU_cif* cif) {
         if (build_export_supercell(&st, cif, &opt)) return 0;
     }
     ZEMU_write_cif(&st.copy, st.out);
+    st.written = true;
     puts("Finished exporting.");
     return 0;
 }
