@@ -350,7 +350,11 @@ CmdResult cmd_frac(CmdContext* ctx, const char* line, const Words& w) {
 
 // Nearest grid index of a fractional coordinate, wrapped into the cell.
 int nearest_grid_index(double frac, int count) {
-    double g = fmod(floor(frac * count + 0.5), (double)count);
+    double g = floor(frac * count + 0.5);
+    // A coordinate so large that frac * count overflows is a whole number (every
+    // double from 2^53 on is), so it lies on the cell origin.
+    if (!std::isfinite(g)) return 0;
+    g = fmod(g, (double)count);
     if (g < 0.0) g += count;
     return (int)g;
 }
