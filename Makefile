@@ -4,7 +4,10 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 DEMO ?= LiFePO4
 DEMO_ION ?= Li1+
 
-.PHONY: all deps build test demo bench clean
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 30
+
+.PHONY: all deps configure build test demo bench fuzz clean
 
 all: build
 
@@ -12,14 +15,18 @@ all: build
 deps:
 	@bash .ci/deps
 
-build: deps
+configure: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
+
+build: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
-demo: build
+# The demo needs only the program, not the test suite.
+demo: configure
+	cmake --build $(BUILD) --target zemu -j $(JOBS)
 	@rm -rf demo-out && mkdir -p demo-out
 	@ln -sfn ../bin demo-out/bin
 	cd demo-out && ../$(BUILD)/zemu --cube ../examples/$(DEMO)/landscape.cube \
@@ -33,5 +40,12 @@ bench: build
 	cmake --build $(BUILD) --target zemu_bench -j $(JOBS)
 	cd $(BUILD) && ./zemu_bench
 
+# libFuzzer harnesses (clang), each run for FUZZ_SECONDS over its seed corpus.
+fuzz:
+	@bash .ci/deps clang libclang-rt-14-dev
+	CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=Release -DZEMU_FUZZ=ON -DZEMU_TESTS=OFF >/dev/null
+	cmake --build $(FUZZ_BUILD) -j $(JOBS)
+	tests/fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
 clean:
-	rm -rf $(BUILD) build-asan demo-out
+	rm -rf $(BUILD) build-asan $(FUZZ_BUILD) demo-out

@@ -350,7 +350,11 @@ CmdResult cmd_frac(CmdContext* ctx, const char* line, const Words& w) {
 
 // Nearest grid index of a fractional coordinate, wrapped into the cell.
 int nearest_grid_index(double frac, int count) {
-    double g = fmod(floor(frac * count + 0.5), (double)count);
+    double g = floor(frac * count + 0.5);
+    // A coordinate so large that frac * count overflows is a whole number (every
+    // double from 2^53 on is), so it lies on the cell origin.
+    if (!std::isfinite(g)) return 0;
+    g = fmod(g, (double)count);
     if (g < 0.0) g += count;
     return (int)g;
 }
@@ -609,13 +613,19 @@ struct ExportOptions {
 };
 
 // The stream and the private copy of one export, released together.
+// An export that ends without writing the structure (refused or failed) removes
+// the files it opened, so that no empty file is left behind.
 struct ExportState {
     ZEMU_cif copy;
     bool have_copy = false;
     FILE* out = nullptr;
+    std::vector<std::string> opened;  // every file opened by this export
+    bool written = false;             // the structure went to the last one
 
     ~ExportState() {
         if (out) fclose(out);
+        if (!written)
+            for (const std::string& name : opened) remove(name.c_str());
         if (have_copy) ZEMU_free_cif(&copy);
         fflush(stdout);
     }
@@ -629,6 +639,7 @@ int open_output(ExportState* st, const char* name) {
         cmd_error("Error: Unable to write to %s\n", name);
         return 1;
     }
+    st->opened.push_back(name);
     return 0;
 }
 
@@ -974,6 +985,7 @@ int ZEMU_cmd_export_cif(char* cmd, ZEMU_cube* cube, ZEMU_cif* cif) {
         if (build_export_supercell(&st, cif, &opt)) return 0;
     }
     ZEMU_write_cif(&st.copy, st.out);
+    st.written = true;
     puts("Finished exporting.");
     return 0;
 }

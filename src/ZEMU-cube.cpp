@@ -158,6 +158,8 @@ bool stream_can_hold_lines(FILE* stream, double lines)
     return end < 0 || lines <= static_cast<double>(end - here);
 }
 
+int load_energy_values(FILE* fptr, ZEMU_cube* cube, long long first_line);
+
 // Closes the cube file on every way out of the loader.
 struct FileCloser {
     FILE* f;
@@ -207,11 +209,13 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
     // A physical line longer than the buffer arrives in several pieces, each
     // counting as a line of its own (the header and every energy line alike).
     char line[ZEMU_CUBE_LINE_SIZE];
+    long long file_line = 1;  // the file's own line number of the next piece, for messages
     for (int line_no = 1; line_no <= 6; line_no++) {
         if (fgets(line, sizeof(line), fptr) == nullptr) {
             fprintf(stderr, "Error: Invalid CUBE file - missing header lines\n");
             return 1;
         }
+        if (strchr(line, '\n') != nullptr) file_line++;
         if (line_no == 2) {
             for (const char* p = line; *p != '\0'; p++) {
                 if (*p >= '0' && *p <= '9') {
@@ -269,6 +273,7 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
             fprintf(stderr, "Error: Invalid CUBE file - missing header lines\n");
             return 1;
         }
+        if (strchr(line, '\n') != nullptr) file_line++;
     }
 
     // A few bytes of header must not claim gigabytes: when the rest of the file
@@ -284,7 +289,7 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
     }
 
     if (ZEMU_alloc_cube_energy(cube) != 0) return 1;
-    if (ZEMU_load_cube_energy(fptr, cube) != 0) return 1;
+    if (load_energy_values(fptr, cube, file_line) != 0) return 1;
 
     return ZEMU_set_energy_ceiling(cube, 0);
 }
@@ -352,6 +357,15 @@ void ZEMU_calc_cell_parameter(ZEMU_cube* cube)
 
 int ZEMU_load_cube_energy(FILE* fptr, ZEMU_cube* cube)
 {
+    return load_energy_values(fptr, cube, 1);  // lines numbered from the stream's position
+}
+
+namespace {
+
+// The energy values, one per line from the stream's position on; first_line is
+// the file's line number of the first value line (used in messages only).
+int load_energy_values(FILE* fptr, ZEMU_cube* cube, long long first_line)
+{
     const int nx = cube->a_grid;
     const int ny = cube->b_grid;
     const int nz = cube->c_grid;
@@ -370,6 +384,7 @@ int ZEMU_load_cube_energy(FILE* fptr, ZEMU_cube* cube)
     CubeLineReader reader(fptr);
     const char* begin;
     const char* end;
+    long long file_line = first_line;  // line of the piece being read
     for (int i = 0; i < nx; i++) {
         for (int j = 0; j < ny; j++) {
             double* row = (odd && (i == nx - 1 || j == ny - 1)) ? nullptr : cube->energy[i][j];
@@ -379,8 +394,18 @@ int ZEMU_load_cube_energy(FILE* fptr, ZEMU_cube* cube)
                     fprintf(stderr, "Error: Invalid CUBE file - missing energy values\n");
                     return 1;
                 }
+                const long long value_line = file_line;
+                if (end[-1] == '\n') file_line++;  // a longer line comes in several pieces
                 if (row == nullptr || (odd && k == nz - 1)) continue;  // repeated boundary plane
                 double value = leading_number_of_first_field(begin, end);
+                // nan, inf or an overflowing number would poison the minimum and every
+                // energy comparison after it
+                if (!std::isfinite(value)) {
+                    cube->global_minimum = global_minimum;
+                    fprintf(stderr, "Error: Invalid CUBE file - energy on line %lld is not a finite number\n",
+                            value_line);
+                    return 1;
+                }
                 row[k] = value;
                 if (value < global_minimum) global_minimum = value;
             }
@@ -389,6 +414,8 @@ int ZEMU_load_cube_energy(FILE* fptr, ZEMU_cube* cube)
     cube->global_minimum = global_minimum;
     return 0;
 }
+
+}  // namespace
 
 int ZEMU_alloc_cube_energy(ZEMU_cube* cube)
 {

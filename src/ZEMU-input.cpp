@@ -2,9 +2,53 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ZEMU-version.h"
 #include "ZEMU.h"
 
 namespace {
+
+const char kUsage[] =
+    "Usage: zemu --cube landscape.cube --cif structure.cif [ION] [options]\n"
+    "\n"
+    "Analyses the energy landscape of a mobile ion (site energies in eV on a grid,\n"
+    "a cube file) in a crystal structure (a CIF file): minima, saddle points,\n"
+    "migration paths, percolation and activation energies.\n"
+    "\n"
+    "Input:\n"
+    "  --cube FILE      energy landscape, one value per line after the header\n"
+    "  --cif FILE [ION] crystal structure; a following word that is no flag names\n"
+    "                   the mobile ion, such as Li1+\n"
+    "  --scale EXPR     energy scaling in E (default 0.5695*E^(0.6946) for Na1+,\n"
+    "                   E for other ions)\n"
+    "  --max ENERGY     energy ceiling above the global minimum, scaled eV (default 5)\n"
+    "  --smooth-cube    smooth the landscape symmetrically before the search\n"
+    "\n"
+    "Analysis and reports:\n"
+    "  --path           migration paths, network analysis, activation energies;\n"
+    "                   writes ZEMU_events.txt and ZEMU_rp.csv\n"
+    "  --print-minima   list the minima\n"
+    "  --print-saddle   list the saddle points\n"
+    "  --print-path     list the path library\n"
+    "  --print-perc     print the network analysis\n"
+    "  --print-act      print the activation energies\n"
+    "  --calc-charge    print the unit-cell charge\n"
+    "  --calc-bvsum     print the bond valence sums\n"
+    "  --calc-gii       print the global instability index\n"
+    "  --check-sub      check whether the mobile ion's site is shared\n"
+    "  --check-subs     check whether any site is shared\n"
+    "  --summary        write ZEMU_summary.txt\n"
+    "  --gui            write ZEMU_gui.csv (with --path)\n"
+    "  --vesta          write ZEMU.vesta\n"
+    "  --cmd            interactive command mode after the run, reading commands\n"
+    "                   from standard input (help lists them)\n"
+    "  --hk             accepted, no effect\n"
+    "\n"
+    "  -h, --help       this text (as the only word)\n"
+    "  --version        the version (as the only word)\n"
+    "\n"
+    "Output files are written into the working directory. Data files are read from\n"
+    "bin/ below the working directory. Unknown words are ignored.\n"
+    "More: ZEMU_readme.txt and the manual page zemu(1).\n";
 
 const char* const kFlagWords[] = {
     "--cif",        "--cube",         "--scale",       "--max",          "--cmd",         "--path",
@@ -65,9 +109,19 @@ int ZEMU_isflag(char* flag) {
 
 void ZEMU_process_command(ZEMU_input* input, int argc, char** argv) {
     if (argc == 1) {
-        printf(" Zemulator (ZEMU) version 3.0\n");
+        printf(" Zemulator (ZEMU) version %s\n", ZEMU_VERSION);
         printf(" > Please consult ZEMU_readme.txt for more details on available commands.\n");
         printf(" > Please report bugs or send suggestions to the maintainers through the project's issue tracker.\n");
+        return;
+    }
+    // Help and version only as the one word of the line; elsewhere they are
+    // unknown words (or, after a structure path, the ion type) as before.
+    if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
+        fputs(kUsage, stdout);
+        return;
+    }
+    if (argc == 2 && strcmp(argv[1], "--version") == 0) {
+        printf("zemu (Zemulator) %s\n", ZEMU_VERSION);
         return;
     }
     for (int i = 1; i < argc; i++) {

@@ -92,6 +92,20 @@ TEST(CommandMode, HostileArgumentsNeverCrash) {
     EXPECT_TRUE(contains(r.out, "Exit command mode...\n"));
 }
 
+// Inputs the command-mode fuzz harness found (tests/data/fuzz/cmd_*.txt), replayed
+// as typed, with the answers they must give.
+TEST(CommandMode, FuzzFindingsStayFixed) {
+    Session s;
+    // "grid" with a coordinate whose product with the grid count overflows: the
+    // whole-number coordinate lies on the origin.
+    auto r = s.run(zemu_test::slurp(zemu_test::data_file("fuzz/cmd_grid_overflow.txt")) + "\n" +
+                   "grid 1e308 -1e308 1.7e308\ngrid 0.125 1e307 -0.25\n");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, "");
+    EXPECT_TRUE(contains(command_output(r.out), "Grid coordinates: 0 0 2\n\nGrid coordinates: 0 0 0\n\n"
+                                                "Grid coordinates: 1 0 6\n\n"));
+}
+
 // ---------------------------------------------------------------------------
 // Help
 // ---------------------------------------------------------------------------

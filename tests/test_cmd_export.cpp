@@ -179,6 +179,20 @@ TEST(ExportCif, MissingArgumentsAndUnwritableFilesAreReported) {
     EXPECT_EQ(r.status, 0);
 }
 
+TEST(ExportCif, RefusedExportsLeaveNoFileBehind) {
+    Session s;
+    auto r = s.run("export cif supercell 20 20 20 -o big.cif\nexport cif supercell 11 10 10\n"
+                   "export cif -o half.cif supercell 2 2\nexport cif -o first.cif -o\n"
+                   "export cif supercell 1 1 2 -o fine.cif\n");
+    const std::string invalid =
+        "Error: Invalid input to export cif. Please check 'help export cif' for more information.\n";
+    EXPECT_EQ(r.err, "Error: Invalid supercell dimension\nError: Invalid supercell dimension\n" + invalid + invalid);
+    EXPECT_TRUE(contains(command_output(r.out), "> Exporting to big.cif\n> Building supercell 20 x 20 x 20\n"
+                                                "Exporting to CIF file...\n"));
+    for (const char* name : {"big.cif", "ZEMU.cif", "half.cif", "first.cif"}) EXPECT_FALSE(s.dir.exists(name)) << name;
+    EXPECT_TRUE(contains(s.dir.read("fine.cif"), "_cell_length_c                    16.000000\n"));
+}
+
 TEST(ExportCif, SupercellIsBuiltFromTheLoadedStructureWithWholeAtoms) {
     // Li1 half occupied (one Li per cell) balanced by F1- at the origin.
     Session s(cmd_test::p1bar_cif("Li1", 0.25, 0.5, "F1-", -1));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -124,4 +125,48 @@ TEST(CommandLineRun, NoArgumentsPrintsTheBannerAndInertFlagsPrintNothing) {
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(r.err, "");
     EXPECT_EQ(r.status, 0);
+}
+
+TEST(CommandLineRun, HelpAndVersionOnlyAsTheOneWord) {
+    zemu_test::WorkDir wd;
+    zemu_test::RunResult help = wd.run({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.err, "");
+    EXPECT_EQ(help.out.rfind("Usage: zemu ", 0), 0u);
+    // Every flag the scan knows is explained.
+    const char* flags[] = {"--cif",         "--cube",        "--scale",       "--max",        "--cmd",
+                           "--path",        "--vesta",       "--summary",     "--gui",        "--hk",
+                           "--calc-charge", "--calc-bvsum",  "--calc-gii",    "--print-minima", "--print-saddle",
+                           "--print-path",  "--print-perc",  "--print-act",   "--smooth-cube", "--check-sub",
+                           "--check-subs"};
+    for (const char* flag : flags) {
+        std::string word = flag;
+        EXPECT_EQ(ZEMU_isflag(&word[0]), 1) << flag;
+        EXPECT_NE(help.out.find("  " + word + " "), std::string::npos) << flag;
+    }
+    for (const std::string& line : {std::string("ZEMU_readme.txt"), std::string("zemu(1)")})
+        EXPECT_NE(help.out.find(line), std::string::npos) << line;
+    EXPECT_EQ(wd.run({"-h"}).out, help.out);
+
+    // The version is the project's, as the banner shows it.
+    std::smatch m;
+    std::string cmake = zemu_test::slurp(zemu_test::source_file("CMakeLists.txt"));
+    ASSERT_TRUE(std::regex_search(cmake, m, std::regex("project\\(ZEMU VERSION ([0-9.]+)")));
+    zemu_test::RunResult version = wd.run({"--version"});
+    EXPECT_EQ(version.out, "zemu (Zemulator) " + m[1].str() + "\n");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(wd.run({}).out.find(" Zemulator (ZEMU) version " + m[1].str() + "\n"), 0u);
+
+    // Anywhere else they are ordinary words: skipped, or taken as the ion type.
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"--help", "--hk"},
+                                                  std::vector<std::string>{"--hk", "-h"},
+                                                  std::vector<std::string>{"--version", "--version"}}) {
+        zemu_test::RunResult r = wd.run(args);
+        EXPECT_EQ(r.out + r.err, "") << args[0] << " " << args[1];
+        EXPECT_EQ(r.status, 0);
+    }
+    ZEMU_input in;
+    EXPECT_EQ(parse(&in, {"--cif", "s.cif", "--help"}), "");
+    EXPECT_EQ(in.ion, 1);
+    EXPECT_STREQ(in.ion_type, "--help");
 }

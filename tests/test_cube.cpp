@@ -147,6 +147,45 @@ TEST(CubeReader, RejectsBrokenFilesWithOneMessage) {
     EXPECT_EQ(bare.cube.energy[1][1][1], 0.0);
 }
 
+TEST(CubeReader, NonFiniteEnergiesAreRefusedNamingTheirLine) {
+    auto message = [](int line) {
+        return "Error: Invalid CUBE file - energy on line " + std::to_string(line) + " is not a finite number\n";
+    };
+    // Values 0..7 of a 2 x 2 x 2 grid start on line 7 (no atom lines).
+    std::string vals = values(8);
+    auto with = [&](int index, const std::string& field) {
+        std::string text = vals;
+        size_t at = 0;
+        for (int n = 0; n < index; n++) at = text.find('\n', at) + 1;
+        return text.substr(0, at) + field + "\n" + text.substr(text.find('\n', at) + 1);
+    };
+    const std::pair<std::string, int> cases[] = {
+        {header("x", 2, 2, 2) + with(0, "nan"), 7},
+        {header("x", 2, 2, 2) + with(3, " inf"), 10},
+        {header("x", 2, 2, 2) + with(7, "-INFINITY"), 14},
+        {header("x", 2, 2, 2) + with(5, "1e999"), 12},  // overflows to infinity
+        {header("x", 2, 2, 2) + with(1, "NaN(7) 1.0"), 8},
+        // two atom lines move the values down
+        {"t\nx\n 2 0 0 0\n 2 1.889726 0 0\n 2 0 1.889726 0\n 2 0 0 1.889726\natom 1\natom 2\n" + with(2, "-inf"),
+         11},
+        // a line longer than the read buffer is still one line of the file
+        // (its second piece reads as the next value, as every piece does)
+        {header("x", 2, 2, 2) + "0.5" + std::string(1200, ' ') + "1\n" + values(5) + "nan\n" + values(1), 13},
+    };
+    for (const auto& cs : cases) {
+        SCOPED_TRACE(cs.second);
+        Loaded lc(cs.first);
+        EXPECT_EQ(lc.status, 1);
+        EXPECT_EQ(lc.err, message(cs.second));
+    }
+    // The repeated boundary plane of an odd grid is not used, so it is not checked.
+    std::string odd = values(27);
+    odd.replace(odd.rfind('\n', odd.size() - 2) + 1, std::string::npos, "nan\n");
+    Loaded lc(header("x", 3, 3, 3) + odd);
+    ASSERT_EQ(lc.status, 0) << lc.err;
+    EXPECT_TRUE(std::isfinite(lc.cube.global_minimum));
+}
+
 TEST(CubeReader, SecondLineGivesTheIonChargeDigitAndThirdAxisFieldsTheSixthLineLacks) {
     const std::pair<const char*, double> cases[] = {
         {"Li2+", 2.0}, {"-1", 1.0}, {"12", 1.0}, {"charge 3", 3.0}, {"no digits", 1.0}};

@@ -80,6 +80,17 @@ TEST(RunCube, LoadErrorsEndTheRunWithTheirMessageOnly) {
     parallel.replace(parallel.find("    8 0.000000 1.000000 0.000000"), 32, "    8 2.000000 0.000000 0.000000");
     w.dir.write("w.cube", parallel);
     expect_failure(w.run({}), "Invalid CUBE file - invalid cell angles\n");
+
+    // One nan at grid point (0,0,0) of a real landscape ends the run before any analysis.
+    std::string cube = zemu_test::slurp(zemu_test::source_file("examples/LiFePO4/landscape.cube"));
+    size_t first_value = 0;
+    for (int line = 0; line < 6; line++) first_value = cube.find('\n', first_value) + 1;
+    cube.replace(first_value, cube.find('\n', first_value) - first_value, "nan");
+    w.dir.write("nan.cube", cube);
+    w.dir.write("LiFePO4.cif", zemu_test::slurp(zemu_test::source_file("examples/LiFePO4/structure.cif")));
+    expect_failure(w.dir.run({"--cube", "nan.cube", "--cif", "LiFePO4.cif", "Li1+", "--path", "--print-minima",
+                              "--print-act"}),
+                   "Error: Invalid CUBE file - energy on line 7 is not a finite number\n");
 }
 
 TEST(RunCube, OddFileWithRepeatedBoundaryPlanesAndCrLfLineEndsGiveTheSameAnalysis) {
