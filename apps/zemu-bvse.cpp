@@ -8,6 +8,7 @@
 
 #include "ZEMU-bvse.h"
 #include "ZEMU-import.h"
+#include "ZEMU-version.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ int main(int argc, char** argv)
         ->check(CLI::NonNegativeNumber);
     app.add_option("--oxi", oxi, "oxidation states fixed by hand, such as Fe=2,P=5,O=-2");
     app.add_option("--cif-out", cif_out, "also write the imported structure as a CIF file zemu reads");
-    app.set_version_flag("--version", "zemu-bvse (ZEMU 3.0)");
+    app.set_version_flag("--version", "zemu-bvse (ZEMU " ZEMU_VERSION ")");
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& e) {

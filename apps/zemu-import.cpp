@@ -8,10 +8,11 @@
 
 #include "ZEMU-cif.h"
 #include "ZEMU-import.h"
+#include "ZEMU-version.h"
 
 namespace {
 
-const char* const kVersion = "zemu-import (ZEMU 3.0)";
+const char* const kVersion = "zemu-import (ZEMU " ZEMU_VERSION ")";
 
 int fail(const std::string& file, const std::string& cause) {
     fprintf(stderr, "Error: %s: %s\n", file.c_str(), cause.c_str());

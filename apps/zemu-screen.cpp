@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "ZEMU-screen.h"
+#include "ZEMU-version.h"
 
 int main(int argc, char** argv) {
     ZEMU_screen_options options;
@@ -29,11 +30,12 @@ int main(int argc, char** argv) {
         ->check(CLI::NonNegativeNumber);
     app.add_option("--shard", shard, "K/N: take every N-th file of the sorted list from the K-th on");
     app.add_flag("--resume", resume, "skip the files already in the output file and append");
+    app.set_version_flag("--version", "zemu-screen (ZEMU " ZEMU_VERSION ")");
     app.add_option("inputs", inputs, "CIF files and folders searched for *.cif")->required();
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& e) {
-        return app.exit(e);  // --help
+        return app.exit(e);  // --help, --version
     } catch (const CLI::ParseError& e) {
         fprintf(stderr, "Error: %s\n", e.what());
         return 1;
