@@ -11,6 +11,7 @@
 
 #include "ZEMU-bvse.h"
 #include "ZEMU-data.h"
+#include "ZEMU-triplet.h"
 
 namespace {
 
@@ -96,7 +97,7 @@ int ZEMU_bvse_parse_symop(const char* text, ZEMU_bvse_symop* op, std::string* er
 {
     gemmi::Op g;
     try {
-        g = gemmi::parse_triplet(text ? text : "");
+        g = ZEMU_parse_triplet(text ? text : "");
     } catch (const std::exception& e) {
         *error = std::string("symmetry operation '") + (text ? text : "") + "' cannot be read (" + e.what() + ")";
         return 1;

@@ -17,6 +17,7 @@
 #include <gemmi/symmetry.hpp>
 
 #include "ZEMU-import-internal.h"
+#include "ZEMU-triplet.h"
 
 namespace cif = gemmi::cif;
 
@@ -122,7 +123,7 @@ std::string hm_with_setting(const std::string& hm) {
 gemmi::Op parse_operation(const std::string& text, int line) {
     gemmi::Op op;
     try {
-        op = gemmi::parse_triplet(decimals_to_fractions(without_blanks(text)));
+        op = ZEMU_parse_triplet(decimals_to_fractions(without_blanks(text)));
     } catch (const Refusal&) {
         throw;
     } catch (const std::exception&) {
@@ -183,7 +184,11 @@ void read_symmetry(cif::Block& block, double alpha, double gamma, Symmetry& sym,
         if (!cif::is_null(*v)) hall = cif::as_string(*v);
     if (const std::string* v = find_value(block, {"_symmetry_Int_Tables_number", "_space_group_IT_number",
                                                   "_space_group.IT_number", "_symmetry.Int_Tables_number"}))
-        if (!cif::is_null(*v)) sym.file_number = (int)cif::as_number(*v, 0.0);
+        if (!cif::is_null(*v)) {
+            const double n = cif::as_number(*v, 0.0);
+            // Only a whole number of the tables names a group; anything else is ignored.
+            if (n >= 1.0 && n <= 230.0 && n == std::floor(n)) sym.file_number = (int)n;
+        }
 
     // The group the file names, for the centring check and the fallbacks.
     gemmi::GroupOps hall_ops;

@@ -441,6 +441,8 @@ TEST(ImportWild, SpellingsOfOperationsChargesAndSymmetryGiveOneStructure) {
         // Latin-1 and UTF-8 bytes unquoted, a tag the import does not use given twice
         kHeader + "_publ_author_name M\xfc" "ller\n_journal_volume 385\x96" "386\n_publ_author_name 'M\xc3\xbc" "ller'\n" +
             kP21c + kSites,
+        // a group number no table has (found by fuzzing: it overflowed an int) is ignored
+        kHeader + "_symmetry_Int_Tables_number 1.2e65\n" + kP21c + kSites,
     };
     for (size_t v = 0; v < variants.size(); v++) {
         SCOPED_TRACE(v);
@@ -523,6 +525,9 @@ TEST(ImportRefusal, BadFilesAreRefusedWithTheirCause) {
         {kHeader + sites1 + "loop_\n_space_group_symop_magn_operation.id\n_space_group_symop_magn_operation.xyz\n"
                             "1 x,y,z\n",
          "magnetic symmetry operation"},
+        // Found by fuzzing: a number that overflows the triplet parser's arithmetic.
+        {kHeader + "loop_\n_symmetry_equiv_pos_as_xyz\nx,y,z\nx+99999999999999999999/2,y,z\n" + sites1,
+         "cannot be read"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
