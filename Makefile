@@ -24,11 +24,22 @@ build: configure
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
-# The demo needs only the program, not the test suite.
+# The demo needs only the programs it runs, not the test suite: the screening of
+# the bundled structures (import, landscape, analysis, in one command), then the
+# classic analysis of the bundled LiFePO4 landscape with every output file.
 demo: configure
-	cmake --build $(BUILD) --target zemu -j $(JOBS)
+	cmake --build $(BUILD) --target zemu zemu-screen -j $(JOBS)
 	@rm -rf demo-out && mkdir -p demo-out
 	@ln -sfn ../bin demo-out/bin
+	@echo "== Screening the bundled structures from their CIF files alone"
+	$(BUILD)/zemu-screen --ion Li1+ --keep demo-out/kept-Li -o demo-out/screen-Li.csv examples/LiFePO4
+	$(BUILD)/zemu-screen --ion Na1+ --keep demo-out/kept-Na -o demo-out/screen-Na.csv examples/Na2UO4
+	@echo
+	@(cat demo-out/screen-Li.csv; tail -n +2 demo-out/screen-Na.csv) | \
+	  awk -F, '{ printf "%-31s %-6s %-14s %-10s %-5s %-9s %-9s %-9s %-9s %-9s %-9s %-9s %s\n", \
+	    $$1, $$2, $$4, $$5, $$7, $$9, $$13, $$14, $$15, $$16, $$17, $$18, $$19 }'
+	@echo
+	@echo "== The classic analysis of the bundled $(DEMO) landscape"
 	cd demo-out && ../$(BUILD)/zemu --cube ../examples/$(DEMO)/landscape.cube \
 	  --cif ../examples/$(DEMO)/structure.cif $(DEMO_ION) --summary --print-minima --print-saddle \
 	  --path --print-act --gui --vesta
