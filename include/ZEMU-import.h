@@ -57,9 +57,9 @@ typedef struct {
 // Import
 // ---------------------------------------------------------------------------
 
-// Reads the CIF file at path into cif (initialised here; release with ZEMU_free_cif
-// whatever the result). 0 on success; 1 on refusal, with report->error set and cif
-// released.
+// Reads the CIF file at path into cif (initialised here; release it with ZEMU_free_cif
+// whatever the result). 0 on success; 1 on refusal, with report->error set and cif left
+// empty (initialised).
 int ZEMU_import_structure(const char* path, const ZEMU_import_options* options, ZEMU_cif* cif,
                           ZEMU_import_report* report);
 // The same for CIF text in memory; name stands for the file in messages.

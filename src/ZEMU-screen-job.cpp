@@ -41,7 +41,7 @@ void ZEMU_screen_structure(const std::string& file, const ZEMU_screen_options& o
     import.sg_number = 0;
     import.z = 0;
     int refused = ZEMU_import_structure(file.c_str(), &import_options, &job.cif, &import);
-    job.cif_ready = refused == 0;
+    job.cif_ready = true;  // initialised by the import whatever its result
     if (refused) {
         fail(row, import.error.empty() ? "import failed" : import.error);
         return;
