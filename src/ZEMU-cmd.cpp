@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -48,17 +49,7 @@ typedef std::vector<std::string> Words;
 Words split_words(const char* line) {
     std::string text(line);
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-    Words words;
-    size_t pos = 0;
-    while (pos < text.size()) {
-        size_t start = text.find_first_not_of(' ', pos);
-        if (start == std::string::npos) break;
-        size_t end = text.find(' ', start);
-        if (end == std::string::npos) end = text.size();
-        words.push_back(text.substr(start, end - start));
-        pos = end;
-    }
-    return words;
+    return zemu_kernel::split_words(text);
 }
 
 // Plain decimal conversions: a non-number reads as 0.
@@ -267,7 +258,7 @@ CmdResult neighbour_search(CmdContext* ctx, const Words& w, bool minima) {
     else
         ZEMU_get_nearest_saddle(cube, &list);
     for (int r = 0; r < list.total; r++) {
-        if (list.distance[r] >= 999999.0) break;  // fewer points than asked for
+        if (list.distance[r] >= zemu_kernel::kNoValue) break;  // fewer points than asked for
         int di = list.i[r] * cube->a_grid, dj = list.j[r] * cube->b_grid, dk = list.k[r] * cube->c_grid;
         if (minima) {
             const ZEMU_minima& m = cube->minima[list.index[r]];

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -31,15 +32,11 @@ int minimum_frac(ZEMU_cube* cube, ZEMU_minima* m, double* fx, double* fy, double
         ZEMU_free_same_energy_grid_list(&plateau);
         return status != 0 ? status : 1;
     }
-    double sx = 0.0, sy = 0.0, sz = 0.0;
-    for (int p = 0; p < plateau.total; p++) {
-        sx += (double)plateau.item[p].x / cube->a_grid;
-        sy += (double)plateau.item[p].y / cube->b_grid;
-        sz += (double)plateau.item[p].z / cube->c_grid;
-    }
-    *fx = sx / plateau.total;
-    *fy = sy / plateau.total;
-    *fz = sz / plateau.total;
+    double mean[3];
+    zemu_kernel::plateau_mean(&plateau, cube->a_grid, cube->b_grid, cube->c_grid, mean);
+    *fx = mean[0];
+    *fy = mean[1];
+    *fz = mean[2];
     ZEMU_free_same_energy_grid_list(&plateau);
     return 0;
 }
