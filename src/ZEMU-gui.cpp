@@ -162,7 +162,7 @@ void print_activation_energies(ZEMU_pathlib* pathlib, FILE* fpw)
 
 }  // namespace
 
-int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib)
+int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib)
 {
     FILE* fpw = fopen(GUI_FILE, "w");
     if (fpw == nullptr) {

@@ -529,7 +529,7 @@ private:
 // Builders
 // ---------------------------------------------------------------------------
 
-int ZEMU_build_path(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib) {
+int ZEMU_build_path(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib) {
     free(pathlib->path);
     pathlib->path = nullptr;
     pathlib->total_path = 0;
@@ -544,7 +544,7 @@ int ZEMU_build_path(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib) {
     return 0;
 }
 
-int ZEMU_build_allpaths(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib) {
+int ZEMU_build_allpaths(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib) {
     if (debug_flag) printf("Calling build_allpaths \n");
     free(pathlib->allpath);
     pathlib->allpath = nullptr;

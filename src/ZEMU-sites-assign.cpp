@@ -169,7 +169,7 @@ int ZEMU_assign_ion_to_sites(ZEMU_cube* cube, ZEMU_cif* cif) {
     return 0;
 }
 
-void ZEMU_assign_interstitial_labels(ZEMU_cube* cube, ZEMU_cif* cif) {
+void ZEMU_assign_interstitial_labels(ZEMU_cube* cube, ZEMU_cif*) {
     int counter = 0;
     int i = 0;
     while (i < cube->total_minima) {
