@@ -471,18 +471,14 @@ CmdResult cmd_network(CmdContext* ctx, const char*, const Words& w) {
 }
 
 CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
-    FILE* fp = fopen("ZEMU_rp_manual.csv", "w");
+    zemu_kernel::File fp(fopen("ZEMU_rp_manual.csv", "w"));
     if (!fp) {
         cmd_error("Error: Unable to write to ZEMU_rp_manual.csv\n");
         return CMD_CONTINUE;
     }
-    if (!need_grid(ctx) || !need_current_pathlib(ctx)) {
-        fclose(fp);
-        return CMD_CONTINUE;
-    }
+    if (!need_grid(ctx) || !need_current_pathlib(ctx)) return CMD_CONTINUE;
     if (w.size() < 2) {
         cmd_error("Error: Format connect <path1> <path2> ... (path numbers, negative for a reversed path)\n");
-        fclose(fp);
         return CMD_CONTINUE;
     }
     ZEMU_pathlib* pathlib = ctx->pathlib;
@@ -495,14 +491,12 @@ CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
             cmd_error("Error: Input path type must be greater than 0 and smaller than %d...\n",
                       pathlib->total_path + 1);
             ZEMU_free_connect_list(&list);
-            fclose(fp);
             return CMD_CONTINUE;
         }
         int* grown = (int*)realloc(list.item, sizeof(int) * (size_t)(list.total + 1));
         if (!grown) {
             cmd_error("Error: Memory allocation problem\n");
             ZEMU_free_connect_list(&list);
-            fclose(fp);
             return CMD_FAIL;
         }
         list.item = grown;
@@ -514,13 +508,12 @@ CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
     if (ZEMU_concatenate_path(ctx->cube, pathlib, &path, &list)) {
         ZEMU_free_grid_path(&path);
         ZEMU_free_connect_list(&list);
-        fclose(fp);
         return CMD_FAIL;
     }
     puts("Constructing user-defined reaction pathway...");
-    ZEMU_print_path(ctx->cube, &path, pathlib, fp, 0, 0.0);
-    fputs("END\n", fp);
-    fclose(fp);
+    ZEMU_print_path(ctx->cube, &path, pathlib, fp.get(), 0, 0.0);
+    fputs("END\n", fp.get());
+    fp.close();
     puts("User-defined reaction pathway successfully written to ZEMU_rp_manual.csv.");
     ZEMU_free_grid_path(&path);
     ZEMU_free_connect_list(&list);

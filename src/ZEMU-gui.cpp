@@ -4,7 +4,6 @@
 // energies. Energies are in the scaled measure; positions are fractional.
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 
 #include "ZEMU.h"
 #include "ZEMU-kernel.h"
@@ -13,7 +12,6 @@ namespace {
 
 const char* const GUI_FILE = "ZEMU_gui.csv";
 
-using FilePtr = std::unique_ptr<FILE, int (*)(FILE*)>;
 
 // Label text of a minimum type, released when it goes out of scope.
 struct MinimaLabel {
@@ -171,7 +169,7 @@ int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib)
     }
     // On a failed plateau flood the table stays incomplete; the stream is closed
     // all the same so that what was written reaches the file.
-    FilePtr closer(fpw, fclose);
+    zemu_kernel::File closer(fpw);
 
     if (print_minimum_types(cube, fpw) != 0) return 1;
     if (print_minima(cube, fpw) != 0) return 1;
@@ -181,7 +179,7 @@ int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib)
     print_activation_energies(pathlib, fpw);
 
     fflush(fpw);
-    closer.reset();
+    closer.close();
     printf("GUI output done.\n");
     fflush(stdout);
     return 0;

@@ -483,9 +483,9 @@ double ZEMU_find_loc_distance_celledge(ZEMU_cube* cube, ZEMU_cubeloc loc) {
     printf("%.3f \n", best);
 
     ZEMU_cubeloc cell = loc;
-    if (cube->a_grid > 0) cell.x = ((loc.x % cube->a_grid) + cube->a_grid) % cube->a_grid;
-    if (cube->b_grid > 0) cell.y = ((loc.y % cube->b_grid) + cube->b_grid) % cube->b_grid;
-    if (cube->c_grid > 0) cell.z = ((loc.z % cube->c_grid) + cube->c_grid) % cube->c_grid;
+    if (cube->a_grid > 0) cell.x = zemu_kernel::wrap_onto_grid(loc.x, cube->a_grid);
+    if (cube->b_grid > 0) cell.y = zemu_kernel::wrap_onto_grid(loc.y, cube->b_grid);
+    if (cube->c_grid > 0) cell.z = zemu_kernel::wrap_onto_grid(loc.z, cube->c_grid);
 
     ZEMU_cubeloc face = cell;
     face.x = 2 * cell.x > cube->a_grid ? cube->a_grid : 0;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -372,7 +373,7 @@ bool near_periodic(ZEMU_cube* cube, int x, int y, int z, int px, int py, int pz)
 }
 
 // Wraps v into 0..n-1 (any integer, any number of cells); v itself without a grid.
-int wrap_index(int v, int n) { return n > 0 ? ((v % n) + n) % n : v; }
+int wrap_index(int v, int n) { return n > 0 ? zemu_kernel::wrap_onto_grid(v, n) : v; }
 
 // The saddle clean-up removes types and single points in a fixed order. The
 // removals are marked here and carried out in one pass at the end; the result
