@@ -99,6 +99,15 @@ std::shared_ptr<Record> record(void (*init)(Record*), void (*release)(Record*)) 
     });
 }
 
+// An append through a bare growth function, as its callers do it: count up,
+// grow, count back down when growing fails.
+int count_up_and_grow(int* count, const std::function<int()>& grow) {
+    ++*count;
+    if (grow() == 0) return 0;
+    --*count;
+    return 1;
+}
+
 void init_cube_points(ZEMU_cube* cube) { ZEMU_init_cube_stationary_points(cube); }
 void free_cube_points(ZEMU_cube* cube) { ZEMU_free_cube_stationary_points(cube); }
 void init_cif(ZEMU_cif* cif) { ZEMU_init_cif(cif); }
@@ -136,11 +145,7 @@ std::vector<ListCase> list_cases() {
         auto t = record(ZEMU_init_RPN_token, ZEMU_free_RPN_token);
         return std::make_shared<GrowableList>(GrowableList{
             [t](int i) {
-                t->size++;
-                if (ZEMU_alloc_RPN_token(t.get()) != 0) {
-                    t->size--;
-                    return 1;
-                }
+                if (count_up_and_grow(&t->size, [&] { return ZEMU_alloc_RPN_token(t.get()); })) return 1;
                 t->item[i].d = i;
                 return 0;
             },
@@ -150,11 +155,7 @@ std::vector<ListCase> list_cases() {
         auto hk = record(ZEMU_init_hk_grid, ZEMU_free_hk_grid);
         return std::make_shared<GrowableList>(GrowableList{
             [hk](int i) {
-                hk->wrap_total++;
-                if (ZEMU_alloc_hk_wrap(hk.get()) != 0) {
-                    hk->wrap_total--;
-                    return 1;
-                }
+                if (count_up_and_grow(&hk->wrap_total, [&] { return ZEMU_alloc_hk_wrap(hk.get()); })) return 1;
                 hk->wrap[i].total = i;
                 return 0;
             },
