@@ -703,16 +703,10 @@ int ZEMU_printminima(ZEMU_cube* cube, FILE* fptr)
             ZEMU_minima* m = &cube->minima[n];
             if (m->type != t) continue;
             members++;
-            ZEMU_same_energy_grid_list plateau;
-            ZEMU_init_same_energy_grid_list(&plateau);
-            if (ZEMU_find_same_energy_neighbours(cube, &plateau, m->x, m->y, m->z) != 0) {
-                ZEMU_free_same_energy_grid_list(&plateau);
-                return 1;
-            }
             double f[3];
-            zemu_kernel::plateau_mean(&plateau, cube->a_grid, cube->b_grid, cube->c_grid, f);
+            if (zemu_kernel::plateau_mean_at(cube, m->x, m->y, m->z, cube->a_grid, cube->b_grid, cube->c_grid, f) != 0)
+                return 1;
             const double fx = f[0], fy = f[1], fz = f[2];
-            ZEMU_free_same_energy_grid_list(&plateau);
             fprintf(fptr, "    %5d   %3d %3d %3d   %5.1f %5.1f %5.1f   %5.3f %5.3f %5.3f   ", n, m->x, m->y, m->z,
                     fx * cube->a_grid, fy * cube->b_grid, fz * cube->c_grid, fx, fy, fz);
             bool first = true;
@@ -754,16 +748,9 @@ int ZEMU_printsaddle(ZEMU_cube* cube, FILE* fptr)
             double fx = static_cast<double>(s->x) / cube->a_grid;
             double fy = static_cast<double>(s->y) / cube->b_grid;
             double fz = static_cast<double>(s->z) / cube->c_grid;
-            ZEMU_same_energy_grid_list plateau;
-            ZEMU_init_same_energy_grid_list(&plateau);
-            if (ZEMU_find_same_energy_neighbours(cube, &plateau, s->x, s->y, s->z) != 0) {
-                ZEMU_free_same_energy_grid_list(&plateau);
-                return 1;
-            }
             double mean[3];
-            zemu_kernel::plateau_mean(&plateau, 1, 1, 1, mean);
+            if (zemu_kernel::plateau_mean_at(cube, s->x, s->y, s->z, 1, 1, 1, mean) != 0) return 1;
             const double tx = mean[0], ty = mean[1], tz = mean[2];
-            ZEMU_free_same_energy_grid_list(&plateau);
             fprintf(fptr, "    %5d   %3d %3d %3d   %5.1f %5.1f %5.1f   %5.3f %5.3f %5.3f   %5.3f %5.3f %5.3f\r\n", n,
                     s->x, s->y, s->z, tx, ty, tz, fx, fy, fz, tx / cube->a_grid, ty / cube->b_grid,
                     tz / cube->c_grid);

@@ -23,19 +23,14 @@ struct MinimaLabel {
 // flood's non-zero result.
 int minimum_frac(ZEMU_cube* cube, ZEMU_minima* m, double* fx, double* fy, double* fz)
 {
-    ZEMU_same_energy_grid_list plateau;
-    ZEMU_init_same_energy_grid_list(&plateau);
-    int status = ZEMU_find_same_energy_neighbours(cube, &plateau, m->x, m->y, m->z);
-    if (status != 0 || plateau.total <= 0) {
-        ZEMU_free_same_energy_grid_list(&plateau);
-        return status != 0 ? status : 1;
-    }
+    zemu_kernel::ScopedPlateau plateau;
+    int status = ZEMU_find_same_energy_neighbours(cube, plateau.get(), m->x, m->y, m->z);
+    if (status != 0 || plateau->total <= 0) return status != 0 ? status : 1;
     double mean[3];
-    zemu_kernel::plateau_mean(&plateau, cube->a_grid, cube->b_grid, cube->c_grid, mean);
+    zemu_kernel::plateau_mean(plateau.get(), cube->a_grid, cube->b_grid, cube->c_grid, mean);
     *fx = mean[0];
     *fy = mean[1];
     *fz = mean[2];
-    ZEMU_free_same_energy_grid_list(&plateau);
     return 0;
 }
 

@@ -180,6 +180,17 @@ private:
 };
 
 using ScopedPathlib = Scoped<ZEMU_pathlib, ZEMU_init_pathlib, ZEMU_free_pathlib>;
+using ScopedPlateau =
+    Scoped<ZEMU_same_energy_grid_list, ZEMU_init_same_energy_grid_list, ZEMU_free_same_energy_grid_list>;
+
+// The plateau_mean of the plateau around grid point (x, y, z). The flood's
+// result: 0, or non-zero with mean untouched.
+inline int plateau_mean_at(ZEMU_cube* cube, int x, int y, int z, int na, int nb, int nc, double mean[3]) {
+    ScopedPlateau plateau;
+    int status = ZEMU_find_same_energy_neighbours(cube, plateau.get(), x, y, z);
+    if (status == 0) plateau_mean(plateau.get(), na, nb, nc, mean);
+    return status;
+}
 
 }  // namespace zemu_kernel
 
