@@ -15,25 +15,6 @@ namespace {
 // Line fields
 // ---------------------------------------------------------------------------
 
-// Splits a line in place into its blank-separated fields exactly as
-// strtok(line, " ") does: runs of ' ' separate, leading blanks are skipped,
-// tabs and line ends stay inside the fields. Returns the number of fields
-// stored (at most max_fields).
-int split_blank_fields(char* line, char** fields, int max_fields)
-{
-    int n = 0;
-    char* p = line;
-    while (n < max_fields) {
-        while (*p == ' ') p++;
-        if (*p == '\0') break;
-        fields[n++] = p;
-        while (*p != ' ' && *p != '\0') p++;
-        if (*p == '\0') break;
-        *p++ = '\0';
-    }
-    return n;
-}
-
 // Powers of ten that are exact in a double.
 const double kExactPow10[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
@@ -226,7 +207,7 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
             }
         }
         char* field[4];
-        int n = split_blank_fields(line, field, 4);
+        int n = zemu_kernel::split_words_in_place(line, field, 4);
         if (line_no == 3) {
             if (n >= 1) cube->lines_to_ignore = atoi(field[0]);
             continue;

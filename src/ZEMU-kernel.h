@@ -140,6 +140,23 @@ inline std::vector<std::string> split_words(const std::string& line) {
     return words;
 }
 
+// The same words cut out of the line in place, as strtok(line, " ") would:
+// blanks after each stored word become '\0'. Stores at most max_words
+// pointers into the line; returns how many.
+inline int split_words_in_place(char* line, char** words, int max_words) {
+    int n = 0;
+    char* p = line;
+    while (n < max_words) {
+        while (*p == ' ') p++;
+        if (*p == '\0') break;
+        words[n++] = p;
+        while (*p != ' ' && *p != '\0') p++;
+        if (*p == '\0') break;
+        *p++ = '\0';
+    }
+    return n;
+}
+
 // ---------------------------------------------------------------------------
 // Scoped handles
 // ---------------------------------------------------------------------------

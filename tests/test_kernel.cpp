@@ -2,8 +2,10 @@
 // metric, and every growable list when an allocation fails.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -67,6 +69,24 @@ TEST(Kernel, MetricLengthIsTheCartesianLength) {
         double v[3];
         for (int k = 0; k < 3; k++) v[k] = s[0] * a[k] + s[1] * b[k] + s[2] * c[k];
         EXPECT_NEAR(zemu_kernel::metric_length(&cell, s[0], s[1], s[2]), std::sqrt(dot(v, v)), 1e-12);
+    }
+}
+
+TEST(Kernel, BothWordSplittersCutWhereStrtokCuts) {
+    const char* lines[] = {"", "   ", "one", "  two  words ", "tab\tinside a word", "line end\r\n", "a b c d e f g h"};
+    for (const char* text : lines) {
+        std::vector<std::string> expected;
+        std::string copy = text;
+        for (char* w = strtok(&copy[0], " "); w != nullptr; w = strtok(nullptr, " ")) expected.push_back(w);
+        EXPECT_EQ(zemu_kernel::split_words(text), expected) << text;
+        for (int max_words : {1, 3, 100}) {
+            std::string line = text;
+            char* words[100];
+            int n = zemu_kernel::split_words_in_place(&line[0], words, max_words);
+            const size_t kept = std::min(expected.size(), static_cast<size_t>(max_words));
+            ASSERT_EQ(static_cast<size_t>(n), kept) << text;
+            for (size_t k = 0; k < kept; k++) EXPECT_EQ(words[k], expected[k]) << text;
+        }
     }
 }
 
