@@ -493,13 +493,11 @@ CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
             ZEMU_free_connect_list(&list);
             return CMD_CONTINUE;
         }
-        int* grown = (int*)realloc(list.item, sizeof(int) * (size_t)(list.total + 1));
-        if (!grown) {
+        if (zemu_kernel::resize_array(&list.item, list.total + 1)) {
             cmd_error("Error: Memory allocation problem\n");
             ZEMU_free_connect_list(&list);
             return CMD_FAIL;
         }
-        list.item = grown;
         list.item[list.total++] = id;
     }
 

@@ -1,7 +1,9 @@
 // Small pieces shared by the library's sources: list growth (with the hook
 // that lets tests fail an allocation), the periodic wrap of grid indices, the
-// cell metric, the image of a minimum, the "no value yet" bound and scoped
-// handles for files and records. Internal: not installed.
+// cell metric, plateau means, the image of a minimum, word splitting, the
+// "no value yet" bound and scoped handles for files and records. Internal:
+// not installed. The hook is read by every allocation here and written only
+// by tests, so worker threads share it safely.
 #ifndef ZEMU_KERNEL_H
 #define ZEMU_KERNEL_H
 

@@ -67,12 +67,10 @@ void ZEMU_init_graph(ZEMU_graph* graph) {
 }
 
 int ZEMU_add_edge(ZEMU_graph* graph, int a, int b, double w) {
-    void* grown = realloc(graph->edge, sizeof(ZEMU_graph_edge) * (size_t)(graph->total_edge + 1));
-    if (grown == nullptr) {
+    if (zemu_kernel::resize_array(&graph->edge, graph->total_edge + 1)) {
         fputs("Error: Memory allocation problem in ZEMU_add_edge()\n", stderr);
         return 1;
     }
-    graph->edge = (ZEMU_graph_edge*)grown;
     graph->edge[graph->total_edge].a = a;
     graph->edge[graph->total_edge].b = b;
     graph->edge[graph->total_edge].w = w;

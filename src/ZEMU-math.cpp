@@ -129,12 +129,10 @@ int ZEMU_get_variable_value(ZEMU_variable_list* var_list, char s, double* value)
 // ---------------------------------------------------------------------------
 
 int ZEMU_RPN_push_number_stack(ZEMU_RPN_number_stack* stack, double f) {
-    void* grown = realloc(stack->item, sizeof(double) * (size_t)(stack->size + 1));
-    if (grown == nullptr) {
+    if (zemu_kernel::resize_array(&stack->item, stack->size + 1)) {
         fputs("Error: Memory allocation problem in ZEMU_RPN_push_number_stack()\n", stderr);
         return 1;
     }
-    stack->item = (double*)grown;
     stack->item[stack->size] = f;
     stack->size++;
     return 0;

@@ -73,9 +73,7 @@ int find_hop_end(ZEMU_cube* cube, ZEMU_nearest_neighbour* nn, int from, ZEMU_cub
 
 int append_path(ZEMU_pathlib* pathlib, const ZEMU_path& path) {
     int count = pathlib->total_path > 0 ? pathlib->total_path : 0;
-    ZEMU_path* grown = static_cast<ZEMU_path*>(realloc(pathlib->path, sizeof(ZEMU_path) * (static_cast<size_t>(count) + 1)));
-    if (grown == nullptr) return 1;
-    pathlib->path = grown;
+    if (zemu_kernel::resize_array(&pathlib->path, count + 1)) return 1;
     pathlib->path[count] = path;
     pathlib->total_path = count + 1;
     return 0;

@@ -35,10 +35,7 @@ bool cluster_has_path(ZEMU_cluster* c, int k) {
 // Grows the pathway array by one empty pathway. 0 or 1 (array unchanged).
 int append_empty_pathway(ZEMU_reaction_pathway_overall* rp_all) {
     int count = rp_all->total > 0 ? rp_all->total : 0;
-    ZEMU_reaction_pathway* grown = static_cast<ZEMU_reaction_pathway*>(
-        realloc(rp_all->rp, sizeof(ZEMU_reaction_pathway) * static_cast<size_t>(count + 1)));
-    if (grown == nullptr) return 1;
-    rp_all->rp = grown;
+    if (zemu_kernel::resize_array(&rp_all->rp, count + 1)) return 1;
     memset(&rp_all->rp[count], 0, sizeof(ZEMU_reaction_pathway));
     rp_all->rp[count].path = nullptr;
     rp_all->total = count + 1;
@@ -51,14 +48,12 @@ int make_library(ZEMU_pathlib* source, const std::vector<int>& paths, const std:
                  ZEMU_pathlib* target) {
     ZEMU_free_pathlib(target);
     if (!paths.empty()) {
-        target->path = static_cast<ZEMU_path*>(malloc(sizeof(ZEMU_path) * paths.size()));
-        if (target->path == nullptr) return 1;
+        if (zemu_kernel::resize_array(&target->path, static_cast<int>(paths.size()))) return 1;
         for (size_t i = 0; i < paths.size(); i++) target->path[i] = source->path[paths[i]];
         target->total_path = static_cast<int>(paths.size());
     }
     if (!allpaths.empty()) {
-        target->allpath = static_cast<ZEMU_allpath*>(malloc(sizeof(ZEMU_allpath) * allpaths.size()));
-        if (target->allpath == nullptr) return 1;
+        if (zemu_kernel::resize_array(&target->allpath, static_cast<int>(allpaths.size()))) return 1;
         for (size_t i = 0; i < allpaths.size(); i++) target->allpath[i] = source->allpath[allpaths[i]];
         target->total_allpath = static_cast<int>(allpaths.size());
     }

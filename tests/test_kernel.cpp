@@ -106,6 +106,7 @@ struct GrowableList {
 struct ListCase {
     const char* name;
     const char* message;  // what a failed growth writes on stderr
+    bool by_one;          // grows by one item per append, not by doubling
     std::function<std::shared_ptr<GrowableList>()> make;
 };
 
@@ -138,30 +139,36 @@ void init_minimum(ZEMU_minima* m) {
     m->ion = nullptr;
 }
 void free_minimum(ZEMU_minima* m) { free(m->ion); }
+void init_number_stack(ZEMU_RPN_number_stack* s) {
+    s->size = 0;
+    s->cap = 0;
+    s->item = nullptr;
+}
+void free_number_stack(ZEMU_RPN_number_stack* s) { free(s->item); }
 
 std::vector<ListCase> list_cases() {
     static char label[] = "Li1";
     std::vector<ListCase> cases;
-    cases.push_back({"asymmetric unit", "Error: Memory allocation problem\n", [] {
+    cases.push_back({"asymmetric unit", "Error: Memory allocation problem\n", false, [] {
         auto a = record(ZEMU_init_asymmetric_unit, ZEMU_free_asymmetric_unit);
         return std::make_shared<GrowableList>(GrowableList{
             [a](int i) { return ZEMU_add_asymmetric_unit_grid(a.get(), i, -i, 2 * i); },
             [a] { return a->total; },
             [a](int i) { return a->grid[i].x == i && a->grid[i].y == -i && a->grid[i].z == 2 * i; }});
     }});
-    cases.push_back({"asymmetric unit, low energies", "Error: Memory allocation problem\n", [] {
+    cases.push_back({"asymmetric unit, low energies", "Error: Memory allocation problem\n", false, [] {
         auto a = record(ZEMU_init_asymmetric_unit, ZEMU_free_asymmetric_unit);
         return std::make_shared<GrowableList>(GrowableList{
             [a](int i) { return ZEMU_add_asymmetric_unit_sgrid(a.get(), i, i, i); }, [a] { return a->stotal; },
             [a](int i) { return a->sgrid[i].z == i; }});
     }});
-    cases.push_back({"operator stack", "Error: Memory allocation problem in ZEMU_alloc_char_stack()\n", [] {
+    cases.push_back({"operator stack", "Error: Memory allocation problem in ZEMU_alloc_char_stack()\n", false, [] {
         auto s = record(ZEMU_init_char_stack, ZEMU_free_char_stack);
         return std::make_shared<GrowableList>(GrowableList{
             [s](int i) { return ZEMU_push_char_stack(s.get(), static_cast<char>('a' + i)); }, [s] { return s->size; },
             [s](int i) { return s->item[i] == 'a' + i; }});
     }});
-    cases.push_back({"token list", "Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n", [] {
+    cases.push_back({"token list", "Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n", false, [] {
         auto t = record(ZEMU_init_RPN_token, ZEMU_free_RPN_token);
         return std::make_shared<GrowableList>(GrowableList{
             [t](int i) {
@@ -171,7 +178,7 @@ std::vector<ListCase> list_cases() {
             },
             [t] { return t->size; }, [t](int i) { return t->item[i].d == i; }});
     }});
-    cases.push_back({"wrapping clusters", "Error: Memory allocation problem in ZEMU_alloc_hk_wrap()\n", [] {
+    cases.push_back({"wrapping clusters", "Error: Memory allocation problem in ZEMU_alloc_hk_wrap()\n", false, [] {
         auto hk = record(ZEMU_init_hk_grid, ZEMU_free_hk_grid);
         return std::make_shared<GrowableList>(GrowableList{
             [hk](int i) {
@@ -181,13 +188,13 @@ std::vector<ListCase> list_cases() {
             },
             [hk] { return hk->wrap_total; }, [hk](int i) { return hk->wrap[i].total == i; }});
     }});
-    cases.push_back({"structure sites", "Error: Memory allocation problem\n", [] {
+    cases.push_back({"structure sites", "Error: Memory allocation problem\n", false, [] {
         auto cif = record(init_cif, free_cif);
         return std::make_shared<GrowableList>(GrowableList{
             [cif](int i) { return ZEMU_add_cif_site(cif.get(), label, label, 0.1 * i, 0, 0, 1, 'a', 1.0, 1.0); },
             [cif] { return cif->site_no; }, [cif](int i) { return cif->site[i].x == 0.1 * i; }});
     }});
-    cases.push_back({"structure types", "Error: Memory allocation problem\n", [] {
+    cases.push_back({"structure types", "Error: Memory allocation problem\n", false, [] {
         auto cif = record(init_cif, free_cif);
         return std::make_shared<GrowableList>(GrowableList{
             [cif](int i) {
@@ -196,35 +203,48 @@ std::vector<ListCase> list_cases() {
             },
             [cif] { return cif->type_no; }, [cif](int i) { return cif->type[i].ox == i; }});
     }});
-    cases.push_back({"minima", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_point()\n", [] {
+    cases.push_back({"minima", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_point()\n", false, [] {
         auto cube = record(init_cube_points, free_cube_points);
         return std::make_shared<GrowableList>(GrowableList{
             [cube](int i) { return ZEMU_add_cube_minima_point(cube.get(), i, 0, 0, i, 0, 0, -1.0, 0); },
             [cube] { return cube->total_minima; }, [cube](int i) { return cube->minima[i].x == i; }});
     }});
-    cases.push_back({"saddle points", "Error: Memory allocation problem in ZEMU_alloc_cube_saddle_point()\n", [] {
+    cases.push_back({"saddle points", "Error: Memory allocation problem in ZEMU_alloc_cube_saddle_point()\n", false, [] {
         auto cube = record(init_cube_points, free_cube_points);
         return std::make_shared<GrowableList>(GrowableList{
             [cube](int i) { return ZEMU_add_cube_saddle_point(cube.get(), 0, i, 0, 0.5, 0); },
             [cube] { return cube->total_saddle; }, [cube](int i) { return cube->saddle[i].y == i; }});
     }});
-    cases.push_back({"ions at a minimum", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_ions()\n", [] {
+    cases.push_back({"ions at a minimum", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_ions()\n", false, [] {
         auto m = record(init_minimum, free_minimum);
         return std::make_shared<GrowableList>(GrowableList{
             [m](int i) { return ZEMU_add_cube_minima_ion(m.get(), label, 0.5 * i); }, [m] { return m->total_ions; },
             [m](int i) { return m->ion[i].occ == 0.5 * i; }});
     }});
+    cases.push_back({"graph edges", "Error: Memory allocation problem in ZEMU_add_edge()\n", true, [] {
+        auto g = record(ZEMU_init_graph, ZEMU_free_graph);
+        return std::make_shared<GrowableList>(GrowableList{
+            [g](int i) { return ZEMU_add_edge(g.get(), i, i + 1, 0.5 * i); }, [g] { return g->total_edge; },
+            [g](int i) { return g->edge[i].a == i && g->edge[i].w == 0.5 * i; }});
+    }});
+    cases.push_back({"number stack", "Error: Memory allocation problem in ZEMU_RPN_push_number_stack()\n", true, [] {
+        auto s = record(init_number_stack, free_number_stack);
+        return std::make_shared<GrowableList>(GrowableList{
+            [s](int i) { return ZEMU_RPN_push_number_stack(s.get(), 2.0 * i); }, [s] { return s->size; },
+            [s](int i) { return s->item[i] == 2.0 * i; }});
+    }});
     return cases;
 }
 
 TEST(KernelAllocation, EveryGrowableListSurvivesAFailedGrowth) {
-    // Appending one item at a time from empty, the lists allocate at items 0, 1, 2, 4, 8.
+    // Appending one item at a time from empty, the doubling lists allocate at
+    // items 0, 1, 2, 4, 8, the others at every item.
     const int failing_item[] = {0, 1, 2, 4, 8};
     for (const ListCase& c : list_cases()) {
         for (int nth = 1; nth <= 5; nth++) {
             SCOPED_TRACE(std::string(c.name) + ", allocation " + std::to_string(nth));
             std::shared_ptr<GrowableList> list = c.make();
-            const int fails_at = failing_item[nth - 1];
+            const int fails_at = c.by_one ? nth - 1 : failing_item[nth - 1];
             fail_allocation_countdown = nth;
             for (int i = 0; i < fails_at; i++) ASSERT_EQ(list->append(i), 0);
             testing::internal::CaptureStderr();

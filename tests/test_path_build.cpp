@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 #include "ZEMU-path.h"
 
 namespace pathbuild_test {
@@ -452,6 +453,26 @@ TEST(PathBuild, CopiesNeedBothMinimaNotAboveTheSaddle) {
     g.cube.minima[1].e = 1.5;  // now above the path's saddle energy
     ASSERT_EQ(g.build_copies(), 0);
     EXPECT_EQ(g.lib.total_allpath, 0);
+}
+
+TEST(PathBuild, CopiesThatCannotBeStoredAreReportedAndLeaveNone) {
+    Landscape g;
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 6, 8, 8, 0.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.group();
+    ASSERT_EQ(g.build(), 0);
+    zemu_kernel::fail_allocation_countdown = 1;
+    testing::internal::CaptureStderr();
+    int status = g.build_copies();
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(zemu_kernel::fail_allocation_countdown, 0);
+    zemu_kernel::fail_allocation_countdown = 0;
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(err, "Error: Memory allocation problem in ZEMU_build_allpaths()\n");
+    EXPECT_EQ(g.lib.total_allpath, 0);
+    ASSERT_EQ(g.build_copies(), 0);  // and the next build stores them
+    EXPECT_EQ(g.lib.total_allpath, 1);
 }
 
 // --- Redundancy filtering ---
