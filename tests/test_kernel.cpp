@@ -6,8 +6,6 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -94,37 +92,47 @@ TEST(Kernel, BothWordSplittersCutWhereStrtokCuts) {
 // Allocation failure of the growable lists
 // ---------------------------------------------------------------------------
 
-// One growable list, on a fresh record: append(i) adds the i-th item (0 or 1),
-// count() is the list length, holds(i) says whether item i is still there.
-// The record is released when the object goes.
-struct GrowableList {
-    std::function<int(int)> append;
-    std::function<int()> count;
-    std::function<bool(int)> holds;
+// One growable list of a record of type R: append item i (0 or 1), the list's
+// length, and whether item i holds what was appended.
+template <typename R>
+struct ListOps {
+    int (*append)(R*, int);
+    int (*count)(R*);
+    bool (*holds)(R*, int);
 };
 
-struct ListCase {
-    const char* name;
-    const char* message;  // what a failed growth writes on stderr
-    bool by_one;          // grows by one item per append, not by doubling
-    std::function<std::shared_ptr<GrowableList>()> make;
-};
-
-template <typename Record>
-std::shared_ptr<Record> record(void (*init)(Record*), void (*release)(Record*)) {
-    Record* r = new Record;
-    init(r);
-    return std::shared_ptr<Record>(r, [release](Record* p) {
-        release(p);
-        delete p;
-    });
+// Appends to a fresh record, with its 1st ... 5th allocation failing in turn:
+// the failing append returns 1 and writes `message`, the list keeps its items
+// and grows again once memory is back. Appending one item at a time from
+// empty, a doubling list allocates at items 0, 1, 2, 4, 8, the others
+// (by_one) at every item.
+template <typename R, void (*Init)(R*), void (*Free)(R*)>
+void check_failed_growth(const char* name, const char* message, bool by_one, ListOps<R> ops) {
+    const int doubling_item[] = {0, 1, 2, 4, 8};
+    for (int nth = 1; nth <= 5; nth++) {
+        SCOPED_TRACE(std::string(name) + ", allocation " + std::to_string(nth));
+        zemu_kernel::Scoped<R, Init, Free> list;
+        const int fails_at = by_one ? nth - 1 : doubling_item[nth - 1];
+        fail_allocation_countdown = nth;
+        for (int i = 0; i < fails_at; i++) ASSERT_EQ(ops.append(list.get(), i), 0);
+        testing::internal::CaptureStderr();
+        int status = ops.append(list.get(), fails_at);
+        std::string err = testing::internal::GetCapturedStderr();
+        fail_allocation_countdown = 0;
+        EXPECT_EQ(status, 1);
+        EXPECT_EQ(err, message);
+        ASSERT_EQ(ops.count(list.get()), fails_at);
+        for (int i = 0; i < fails_at; i++) EXPECT_TRUE(ops.holds(list.get(), i)) << i;
+        ASSERT_EQ(ops.append(list.get(), fails_at), 0);
+        EXPECT_EQ(ops.count(list.get()), fails_at + 1);
+        EXPECT_TRUE(ops.holds(list.get(), fails_at));
+    }
 }
 
-// An append through a bare growth function, as its callers do it: count up,
-// grow, count back down when growing fails.
-int count_up_and_grow(int* count, const std::function<int()>& grow) {
-    ++*count;
-    if (grow() == 0) return 0;
+// Callers of a bare growth function count up, grow, and count back down when
+// growing failed (grown != 0): 1 then, else 0.
+int count_back_if_failed(int* count, int grown) {
+    if (grown == 0) return 0;
     --*count;
     return 1;
 }
@@ -145,122 +153,76 @@ void init_number_stack(ZEMU_RPN_number_stack* s) {
     s->item = nullptr;
 }
 void free_number_stack(ZEMU_RPN_number_stack* s) { free(s->item); }
-
-std::vector<ListCase> list_cases() {
-    static char label[] = "Li1";
-    std::vector<ListCase> cases;
-    cases.push_back({"asymmetric unit", "Error: Memory allocation problem\n", false, [] {
-        auto a = record(ZEMU_init_asymmetric_unit, ZEMU_free_asymmetric_unit);
-        return std::make_shared<GrowableList>(GrowableList{
-            [a](int i) { return ZEMU_add_asymmetric_unit_grid(a.get(), i, -i, 2 * i); },
-            [a] { return a->total; },
-            [a](int i) { return a->grid[i].x == i && a->grid[i].y == -i && a->grid[i].z == 2 * i; }});
-    }});
-    cases.push_back({"asymmetric unit, low energies", "Error: Memory allocation problem\n", false, [] {
-        auto a = record(ZEMU_init_asymmetric_unit, ZEMU_free_asymmetric_unit);
-        return std::make_shared<GrowableList>(GrowableList{
-            [a](int i) { return ZEMU_add_asymmetric_unit_sgrid(a.get(), i, i, i); }, [a] { return a->stotal; },
-            [a](int i) { return a->sgrid[i].z == i; }});
-    }});
-    cases.push_back({"operator stack", "Error: Memory allocation problem in ZEMU_alloc_char_stack()\n", false, [] {
-        auto s = record(ZEMU_init_char_stack, ZEMU_free_char_stack);
-        return std::make_shared<GrowableList>(GrowableList{
-            [s](int i) { return ZEMU_push_char_stack(s.get(), static_cast<char>('a' + i)); }, [s] { return s->size; },
-            [s](int i) { return s->item[i] == 'a' + i; }});
-    }});
-    cases.push_back({"token list", "Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n", false, [] {
-        auto t = record(ZEMU_init_RPN_token, ZEMU_free_RPN_token);
-        return std::make_shared<GrowableList>(GrowableList{
-            [t](int i) {
-                if (count_up_and_grow(&t->size, [&] { return ZEMU_alloc_RPN_token(t.get()); })) return 1;
-                t->item[i].d = i;
-                return 0;
-            },
-            [t] { return t->size; }, [t](int i) { return t->item[i].d == i; }});
-    }});
-    cases.push_back({"wrapping clusters", "Error: Memory allocation problem in ZEMU_alloc_hk_wrap()\n", false, [] {
-        auto hk = record(ZEMU_init_hk_grid, ZEMU_free_hk_grid);
-        return std::make_shared<GrowableList>(GrowableList{
-            [hk](int i) {
-                if (count_up_and_grow(&hk->wrap_total, [&] { return ZEMU_alloc_hk_wrap(hk.get()); })) return 1;
-                hk->wrap[i].total = i;
-                return 0;
-            },
-            [hk] { return hk->wrap_total; }, [hk](int i) { return hk->wrap[i].total == i; }});
-    }});
-    cases.push_back({"structure sites", "Error: Memory allocation problem\n", false, [] {
-        auto cif = record(init_cif, free_cif);
-        return std::make_shared<GrowableList>(GrowableList{
-            [cif](int i) { return ZEMU_add_cif_site(cif.get(), label, label, 0.1 * i, 0, 0, 1, 'a', 1.0, 1.0); },
-            [cif] { return cif->site_no; }, [cif](int i) { return cif->site[i].x == 0.1 * i; }});
-    }});
-    cases.push_back({"structure types", "Error: Memory allocation problem\n", false, [] {
-        auto cif = record(init_cif, free_cif);
-        return std::make_shared<GrowableList>(GrowableList{
-            [cif](int i) {
-                int flag = 0;
-                return ZEMU_add_cif_type(cif.get(), label, i, &flag);
-            },
-            [cif] { return cif->type_no; }, [cif](int i) { return cif->type[i].ox == i; }});
-    }});
-    cases.push_back({"minima", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_point()\n", false, [] {
-        auto cube = record(init_cube_points, free_cube_points);
-        return std::make_shared<GrowableList>(GrowableList{
-            [cube](int i) { return ZEMU_add_cube_minima_point(cube.get(), i, 0, 0, i, 0, 0, -1.0, 0); },
-            [cube] { return cube->total_minima; }, [cube](int i) { return cube->minima[i].x == i; }});
-    }});
-    cases.push_back({"saddle points", "Error: Memory allocation problem in ZEMU_alloc_cube_saddle_point()\n", false, [] {
-        auto cube = record(init_cube_points, free_cube_points);
-        return std::make_shared<GrowableList>(GrowableList{
-            [cube](int i) { return ZEMU_add_cube_saddle_point(cube.get(), 0, i, 0, 0.5, 0); },
-            [cube] { return cube->total_saddle; }, [cube](int i) { return cube->saddle[i].y == i; }});
-    }});
-    cases.push_back({"ions at a minimum", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_ions()\n", false, [] {
-        auto m = record(init_minimum, free_minimum);
-        return std::make_shared<GrowableList>(GrowableList{
-            [m](int i) { return ZEMU_add_cube_minima_ion(m.get(), label, 0.5 * i); }, [m] { return m->total_ions; },
-            [m](int i) { return m->ion[i].occ == 0.5 * i; }});
-    }});
-    cases.push_back({"graph edges", "Error: Memory allocation problem in ZEMU_add_edge()\n", true, [] {
-        auto g = record(ZEMU_init_graph, ZEMU_free_graph);
-        return std::make_shared<GrowableList>(GrowableList{
-            [g](int i) { return ZEMU_add_edge(g.get(), i, i + 1, 0.5 * i); }, [g] { return g->total_edge; },
-            [g](int i) { return g->edge[i].a == i && g->edge[i].w == 0.5 * i; }});
-    }});
-    cases.push_back({"number stack", "Error: Memory allocation problem in ZEMU_RPN_push_number_stack()\n", true, [] {
-        auto s = record(init_number_stack, free_number_stack);
-        return std::make_shared<GrowableList>(GrowableList{
-            [s](int i) { return ZEMU_RPN_push_number_stack(s.get(), 2.0 * i); }, [s] { return s->size; },
-            [s](int i) { return s->item[i] == 2.0 * i; }});
-    }});
-    return cases;
-}
+char label[] = "Li1";
 
 TEST(KernelAllocation, EveryGrowableListSurvivesAFailedGrowth) {
-    // Appending one item at a time from empty, the doubling lists allocate at
-    // items 0, 1, 2, 4, 8, the others at every item.
-    const int failing_item[] = {0, 1, 2, 4, 8};
-    for (const ListCase& c : list_cases()) {
-        for (int nth = 1; nth <= 5; nth++) {
-            SCOPED_TRACE(std::string(c.name) + ", allocation " + std::to_string(nth));
-            std::shared_ptr<GrowableList> list = c.make();
-            const int fails_at = c.by_one ? nth - 1 : failing_item[nth - 1];
-            fail_allocation_countdown = nth;
-            for (int i = 0; i < fails_at; i++) ASSERT_EQ(list->append(i), 0);
-            testing::internal::CaptureStderr();
-            int status = list->append(fails_at);
-            std::string err = testing::internal::GetCapturedStderr();
-            fail_allocation_countdown = 0;
-            EXPECT_EQ(status, 1);
-            EXPECT_EQ(err, c.message);
-            // The list is as it was, and grows again once memory is back.
-            ASSERT_EQ(list->count(), fails_at);
-            for (int i = 0; i < fails_at; i++) EXPECT_TRUE(list->holds(i)) << i;
-            ASSERT_EQ(list->append(fails_at), 0);
-            EXPECT_EQ(list->count(), fails_at + 1);
-            EXPECT_TRUE(list->holds(fails_at));
-        }
-    }
+    using Asym = ZEMU_asymmetric_unit;
+    check_failed_growth<Asym, ZEMU_init_asymmetric_unit, ZEMU_free_asymmetric_unit>(
+        "asymmetric unit", "Error: Memory allocation problem\n", false,
+        {[](Asym* a, int i) { return ZEMU_add_asymmetric_unit_grid(a, i, -i, 2 * i); }, [](Asym* a) { return a->total; },
+         [](Asym* a, int i) { return a->grid[i].x == i && a->grid[i].y == -i && a->grid[i].z == 2 * i; }});
+    check_failed_growth<Asym, ZEMU_init_asymmetric_unit, ZEMU_free_asymmetric_unit>(
+        "asymmetric unit, low energies", "Error: Memory allocation problem\n", false,
+        {[](Asym* a, int i) { return ZEMU_add_asymmetric_unit_sgrid(a, i, i, i); }, [](Asym* a) { return a->stotal; },
+         [](Asym* a, int i) { return a->sgrid[i].z == i; }});
+    using Ops = ZEMU_char_stack;
+    check_failed_growth<Ops, ZEMU_init_char_stack, ZEMU_free_char_stack>(
+        "operator stack", "Error: Memory allocation problem in ZEMU_alloc_char_stack()\n", false,
+        {[](Ops* s, int i) { return ZEMU_push_char_stack(s, static_cast<char>('a' + i)); },
+         [](Ops* s) { return s->size; }, [](Ops* s, int i) { return s->item[i] == 'a' + i; }});
+    using Tokens = ZEMU_RPN_token;
+    check_failed_growth<Tokens, ZEMU_init_RPN_token, ZEMU_free_RPN_token>(
+        "token list", "Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n", false,
+        {[](Tokens* t, int i) {
+             t->size++;
+             if (count_back_if_failed(&t->size, ZEMU_alloc_RPN_token(t))) return 1;
+             t->item[i].d = i;
+             return 0;
+         },
+         [](Tokens* t) { return t->size; }, [](Tokens* t, int i) { return t->item[i].d == i; }});
+    using Hk = ZEMU_hk_grid;
+    check_failed_growth<Hk, ZEMU_init_hk_grid, ZEMU_free_hk_grid>(
+        "wrapping clusters", "Error: Memory allocation problem in ZEMU_alloc_hk_wrap()\n", false,
+        {[](Hk* hk, int i) {
+             hk->wrap_total++;
+             if (count_back_if_failed(&hk->wrap_total, ZEMU_alloc_hk_wrap(hk))) return 1;
+             hk->wrap[i].total = i;
+             return 0;
+         },
+         [](Hk* hk) { return hk->wrap_total; }, [](Hk* hk, int i) { return hk->wrap[i].total == i; }});
+    check_failed_growth<ZEMU_cif, init_cif, free_cif>(
+        "structure sites", "Error: Memory allocation problem\n", false,
+        {[](ZEMU_cif* c, int i) { return ZEMU_add_cif_site(c, label, label, 0.1 * i, 0, 0, 1, 'a', 1.0, 1.0); },
+         [](ZEMU_cif* c) { return c->site_no; }, [](ZEMU_cif* c, int i) { return c->site[i].x == 0.1 * i; }});
+    check_failed_growth<ZEMU_cif, init_cif, free_cif>(
+        "structure types", "Error: Memory allocation problem\n", false,
+        {[](ZEMU_cif* c, int i) {
+             int flag = 0;
+             return ZEMU_add_cif_type(c, label, i, &flag);
+         },
+         [](ZEMU_cif* c) { return c->type_no; }, [](ZEMU_cif* c, int i) { return c->type[i].ox == i; }});
+    check_failed_growth<ZEMU_cube, init_cube_points, free_cube_points>(
+        "minima", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_point()\n", false,
+        {[](ZEMU_cube* c, int i) { return ZEMU_add_cube_minima_point(c, i, 0, 0, i, 0, 0, -1.0, 0); },
+         [](ZEMU_cube* c) { return c->total_minima; }, [](ZEMU_cube* c, int i) { return c->minima[i].x == i; }});
+    check_failed_growth<ZEMU_cube, init_cube_points, free_cube_points>(
+        "saddle points", "Error: Memory allocation problem in ZEMU_alloc_cube_saddle_point()\n", false,
+        {[](ZEMU_cube* c, int i) { return ZEMU_add_cube_saddle_point(c, 0, i, 0, 0.5, 0); },
+         [](ZEMU_cube* c) { return c->total_saddle; }, [](ZEMU_cube* c, int i) { return c->saddle[i].y == i; }});
+    check_failed_growth<ZEMU_minima, init_minimum, free_minimum>(
+        "ions at a minimum", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_ions()\n", false,
+        {[](ZEMU_minima* m, int i) { return ZEMU_add_cube_minima_ion(m, label, 0.5 * i); },
+         [](ZEMU_minima* m) { return m->total_ions; }, [](ZEMU_minima* m, int i) { return m->ion[i].occ == 0.5 * i; }});
+    check_failed_growth<ZEMU_graph, ZEMU_init_graph, ZEMU_free_graph>(
+        "graph edges", "Error: Memory allocation problem in ZEMU_add_edge()\n", true,
+        {[](ZEMU_graph* g, int i) { return ZEMU_add_edge(g, i, i + 1, 0.5 * i); },
+         [](ZEMU_graph* g) { return g->total_edge; },
+         [](ZEMU_graph* g, int i) { return g->edge[i].a == i && g->edge[i].w == 0.5 * i; }});
+    using Numbers = ZEMU_RPN_number_stack;
+    check_failed_growth<Numbers, init_number_stack, free_number_stack>(
+        "number stack", "Error: Memory allocation problem in ZEMU_RPN_push_number_stack()\n", true,
+        {[](Numbers* s, int i) { return ZEMU_RPN_push_number_stack(s, 2.0 * i); }, [](Numbers* s) { return s->size; },
+         [](Numbers* s, int i) { return s->item[i] == 2.0 * i; }});
 }
 
 // The appenders have no failure result: a failed growth ends the program.
