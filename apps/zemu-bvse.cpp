@@ -60,8 +60,10 @@ int main(int argc, char** argv)
     import_options.oxi = oxi;
     ZEMU_import_report import_report;
     ZEMU_cif cif;
-    if (ZEMU_import_structure(structure_file.c_str(), &import_options, &cif, &import_report))
+    if (ZEMU_import_structure(structure_file.c_str(), &import_options, &cif, &import_report)) {
+        ZEMU_free_cif(&cif);
         return refuse(structure_file, import_report.error);
+    }
     for (const std::string& w : import_report.warnings) fprintf(stderr, "Warning: %s: %s\n", structure_file.c_str(), w.c_str());
 
     ZEMU_cube cube;
