@@ -581,20 +581,12 @@ double ZEMU_shift_index_dbl(ZEMU_cube* cube, double p, int axis)
 
 ZEMU_cube_triple_index ZEMU_shift_index_xyz(ZEMU_cube* cube, int a, int b, int c)
 {
-    ZEMU_cube_triple_index r;
-    r.x = ZEMU_shift_index(cube, a, 1);
-    r.y = ZEMU_shift_index(cube, b, 2);
-    r.z = ZEMU_shift_index(cube, c, 3);
-    return r;
+    return {ZEMU_shift_index(cube, a, 1), ZEMU_shift_index(cube, b, 2), ZEMU_shift_index(cube, c, 3)};
 }
 
 ZEMU_cube_triple_index_dbl ZEMU_shift_index_xyz_dbl(ZEMU_cube* cube, double a, double b, double c)
 {
-    ZEMU_cube_triple_index_dbl r;
-    r.x = ZEMU_shift_index_dbl(cube, a, 1);
-    r.y = ZEMU_shift_index_dbl(cube, b, 2);
-    r.z = ZEMU_shift_index_dbl(cube, c, 3);
-    return r;
+    return {ZEMU_shift_index_dbl(cube, a, 1), ZEMU_shift_index_dbl(cube, b, 2), ZEMU_shift_index_dbl(cube, c, 3)};
 }
 
 double ZEMU_cube_energy(ZEMU_cube* cube, int x, int y, int z)
