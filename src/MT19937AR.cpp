@@ -22,33 +22,6 @@ void init_genrand(unsigned long s) {
     }
 }
 
-void init_by_array(unsigned long init_key[], int key_length) {
-    init_genrand(19650218UL);
-    int i = 1, j = 0;
-    int k = (N > key_length ? N : key_length);
-    for (; k; k--) {
-        mt[i] = (mt[i] ^ ((mt[i - 1] ^ (mt[i - 1] >> 30)) * 1664525UL)) + init_key[j] + j;
-        mt[i] &= 0xffffffffUL;
-        i++;
-        j++;
-        if (i >= N) {
-            mt[0] = mt[N - 1];
-            i = 1;
-        }
-        if (j >= key_length) j = 0;
-    }
-    for (k = N - 1; k; k--) {
-        mt[i] = (mt[i] ^ ((mt[i - 1] ^ (mt[i - 1] >> 30)) * 1566083941UL)) - i;
-        mt[i] &= 0xffffffffUL;
-        i++;
-        if (i >= N) {
-            mt[0] = mt[N - 1];
-            i = 1;
-        }
-    }
-    mt[0] = 0x80000000UL;  // MSB is 1, assuring a non-zero initial array
-}
-
 unsigned long genrand_int32(void) {
     static const unsigned long mag01[2] = {0x0UL, MATRIX_A};
     unsigned long y;
@@ -77,15 +50,4 @@ unsigned long genrand_int32(void) {
     return y;
 }
 
-long genrand_int31(void) { return (long)(genrand_int32() >> 1); }
-
 double genrand_real1(void) { return genrand_int32() * (1.0 / 4294967295.0); }
-
-double genrand_real2(void) { return genrand_int32() * (1.0 / 4294967296.0); }
-
-double genrand_real3(void) { return (((double)genrand_int32()) + 0.5) * (1.0 / 4294967296.0); }
-
-double genrand_res53(void) {
-    unsigned long a = genrand_int32() >> 5, b = genrand_int32() >> 6;
-    return (a * 67108864.0 + b) * (1.0 / 9007199254740992.0);
-}

@@ -12,6 +12,7 @@
 
 #include "MT19937AR.h"
 #include "ZEMU-cif.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -125,11 +126,7 @@ int ZEMU_bv_database_words(char* line, char** word, int max_words)
 {
     size_t len = strlen(line);
     while (len > 0 && (line[len - 1] == '\n' || line[len - 1] == '\r')) line[--len] = '\0';
-    int words = 0;
-    char* save = nullptr;
-    for (char* w = strtok_r(line, " ", &save); w != nullptr && words < max_words; w = strtok_r(nullptr, " ", &save))
-        word[words++] = w;
-    return words;
+    return zemu_kernel::split_words_in_place(line, word, max_words);
 }
 
 // ---------------------------------------------------------------------------

@@ -8,24 +8,16 @@
 #include <vector>
 
 #include "ZEMU-cif.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
-// Grows an array to hold `count` elements: a capacity of 0 becomes the count,
-// any other capacity doubles (as often as needed).
+// Grows an array to hold `count` elements, saying so when memory runs out.
 template <typename T>
 int grow_to_count(T** array, int count, int* cap) {
-    if (count <= *cap) return 0;
-    long long new_cap = *cap == 0 ? count : *cap;
-    while (new_cap < count) new_cap *= 2;
-    void* grown = realloc(*array, sizeof(T) * (size_t)new_cap);
-    if (!grown) {
-        fprintf(stderr, "Error: Memory allocation problem\n");
-        return 1;
-    }
-    *array = (T*)grown;
-    *cap = (int)new_cap;
-    return 0;
+    if (zemu_kernel::grow_array(array, count, cap) == 0) return 0;
+    fprintf(stderr, "Error: Memory allocation problem\n");
+    return 1;
 }
 
 // Labels and type symbols longer than 9 characters are cut to their field.
@@ -368,7 +360,7 @@ int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc) {
         return fabs(cif->site[k].occ - (int_occ[k] + d) / places) - fabs(cif->site[k].occ - int_occ[k] / places);
     };
     const int deltas[4] = {-2, -1, 1, 2};
-    double best = 999999.0;
+    double best = zemu_kernel::kNoValue;
     int best_i = -1, best_di = 0, best_j = -1, best_dj = 0;
     for (int i = 0; i < n; i++) {
         if (!adjustable[i]) continue;

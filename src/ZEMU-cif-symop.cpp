@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ZEMU-cif.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -121,12 +122,10 @@ int ZEMU_symmetry_generate_equivalent_copies(ZEMU_cif* cif, ZEMU_equiv_pos* equi
         for (int k = 0; k < equiv_pos->total_copies && !duplicate; k++)
             duplicate = same_frac_copy(equiv_pos->copy[k], v[0], v[1], v[2]);
         if (duplicate) continue;
-        void* grown = realloc(equiv_pos->copy, sizeof(ZEMU_equiv_pos_frac_coor) * (equiv_pos->total_copies + 1));
-        if (!grown) {
+        if (zemu_kernel::resize_array(&equiv_pos->copy, equiv_pos->total_copies + 1)) {
             fprintf(stderr, "Error: Memory allocation problem\n");
             return 1;
         }
-        equiv_pos->copy = (ZEMU_equiv_pos_frac_coor*)grown;
         equiv_pos->copy[equiv_pos->total_copies++] = {v[0], v[1], v[2]};
     }
     return 0;
@@ -207,13 +206,11 @@ int ZEMU_add_P1_to_cif(ZEMU_cif* cif) {
             return 1;
         }
         for (int k = 0; k < pos.total_copies; k++) {
-            void* grown = realloc(cif->site_all, sizeof(ZEMU_site) * (cif->site_all_no + 1));
-            if (!grown) {
+            if (zemu_kernel::resize_array(&cif->site_all, cif->site_all_no + 1)) {
                 ZEMU_free_equiv_pos(&pos);
                 fprintf(stderr, "Error: Memory allocation problem\n");
                 return 1;
             }
-            cif->site_all = (ZEMU_site*)grown;
             ZEMU_site copy = cif->site[s];
             copy.x = pos.copy[k].a;
             copy.y = pos.copy[k].b;

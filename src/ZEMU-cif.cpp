@@ -1,6 +1,7 @@
 // CIF reader: line normalisation, tag and loop recognition, oxidation states,
 // cell checks and metric terms.
 #include "ZEMU-cif.h"
+#include "ZEMU-kernel.h"
 
 #include <cctype>
 #include <cmath>
@@ -16,19 +17,7 @@ const double kPi = 3.141592653589793;
 
 bool begins_with(const char* line, const char* tag) { return std::strncmp(line, tag, std::strlen(tag)) == 0; }
 
-// Words of a normalised line (words are separated by single blanks).
-std::vector<std::string> split_words(const char* line) {
-    std::vector<std::string> words;
-    const char* p = line;
-    while (*p) {
-        while (*p == ' ') p++;
-        if (!*p) break;
-        const char* start = p;
-        while (*p && *p != ' ') p++;
-        words.emplace_back(start, p - start);
-    }
-    return words;
-}
+using zemu_kernel::split_words;
 
 // Number of non-empty comma-separated parts of a text.
 int count_comma_parts(const std::string& text) {

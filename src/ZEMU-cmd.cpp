@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -48,17 +49,7 @@ typedef std::vector<std::string> Words;
 Words split_words(const char* line) {
     std::string text(line);
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-    Words words;
-    size_t pos = 0;
-    while (pos < text.size()) {
-        size_t start = text.find_first_not_of(' ', pos);
-        if (start == std::string::npos) break;
-        size_t end = text.find(' ', start);
-        if (end == std::string::npos) end = text.size();
-        words.push_back(text.substr(start, end - start));
-        pos = end;
-    }
-    return words;
+    return zemu_kernel::split_words(text);
 }
 
 // Plain decimal conversions: a non-number reads as 0.
@@ -146,22 +137,22 @@ double scaled_energy(ZEMU_cube* cube, int i, int j, int k) {
 // Reports and structure queries
 // ---------------------------------------------------------------------------
 
-CmdResult cmd_vesta(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_vesta(CmdContext* ctx, const char*, const Words&) {
     ZEMU_print_vesta_output(ctx->cube, ctx->cif, ctx->pathlib, ctx->input);
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_print_minima(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_print_minima(CmdContext* ctx, const char*, const Words&) {
     if (need_grid(ctx)) ZEMU_printminima(ctx->cube, stdout);
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_print_saddle(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_print_saddle(CmdContext* ctx, const char*, const Words&) {
     if (need_grid(ctx)) ZEMU_printsaddle(ctx->cube, stdout);
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_print_pathlib(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_print_pathlib(CmdContext* ctx, const char*, const Words&) {
     if (!ctx->pathlib->pathlib) {
         cmd_error("%s", kNoPathway);
         return CMD_CONTINUE;
@@ -170,26 +161,26 @@ CmdResult cmd_print_pathlib(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_print_ion_types(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_print_ion_types(CmdContext* ctx, const char*, const Words&) {
     if (need_structure(ctx)) ZEMU_print_cif_types(ctx->cif, stdout);
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_print_symops(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_print_symops(CmdContext* ctx, const char*, const Words&) {
     if (need_structure(ctx)) ZEMU_print_cif_symops(ctx->cif, stdout);
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_totalgrid(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_totalgrid(CmdContext* ctx, const char*, const Words&) {
     if (need_grid(ctx))
         printf("Number of grid elements [a,b,c] = [%d,%d,%d]\n", ctx->cube->a_grid, ctx->cube->b_grid,
                ctx->cube->c_grid);
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_hk(CmdContext* ctx, const char* line, const Words& w) { return CMD_CONTINUE; }
+CmdResult cmd_hk(CmdContext*, const char*, const Words&) { return CMD_CONTINUE; }
 
-CmdResult cmd_diff_neigh(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_diff_neigh(CmdContext* ctx, const char*, const Words&) {
     if (ctx->cif->diff_neigh)
         puts("Environment of two symmetrically equivalent grid points (in terms of their 26 neighbours) can be "
              "different.");
@@ -199,17 +190,17 @@ CmdResult cmd_diff_neigh(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_gii(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_gii(CmdContext* ctx, const char*, const Words&) {
     if (need_structure(ctx)) ZEMU_print_GII(ctx->cif, stdout);
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_bv(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_bv(CmdContext* ctx, const char*, const Words&) {
     if (need_structure(ctx)) ZEMU_print_bv_sum(ctx->cif, stdout);
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_charge(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_charge(CmdContext* ctx, const char*, const Words&) {
     if (need_structure(ctx)) ZEMU_print_unit_cell_charge(ctx->cif);
     return CMD_CONTINUE;
 }
@@ -225,7 +216,7 @@ bool need_words(const Words& w, size_t count, const char* usage) {
     return false;
 }
 
-CmdResult cmd_angle(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_angle(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) ||
         !need_words(w, 10, "angle <x1> <y1> <z1> <x2> <y2> <z2> <x3> <y3> <z3> (grid coordinates of three points)"))
         return CMD_CONTINUE;
@@ -267,7 +258,7 @@ CmdResult neighbour_search(CmdContext* ctx, const Words& w, bool minima) {
     else
         ZEMU_get_nearest_saddle(cube, &list);
     for (int r = 0; r < list.total; r++) {
-        if (list.distance[r] >= 999999.0) break;  // fewer points than asked for
+        if (list.distance[r] >= zemu_kernel::kNoValue) break;  // fewer points than asked for
         int di = list.i[r] * cube->a_grid, dj = list.j[r] * cube->b_grid, dk = list.k[r] * cube->c_grid;
         if (minima) {
             const ZEMU_minima& m = cube->minima[list.index[r]];
@@ -289,15 +280,15 @@ CmdResult neighbour_search(CmdContext* ctx, const Words& w, bool minima) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_neighbour_minima(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_neighbour_minima(CmdContext* ctx, const char*, const Words& w) {
     return neighbour_search(ctx, w, true);
 }
 
-CmdResult cmd_neighbour_saddle(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_neighbour_saddle(CmdContext* ctx, const char*, const Words& w) {
     return neighbour_search(ctx, w, false);
 }
 
-CmdResult cmd_energy_neighbour(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_energy_neighbour(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) || !need_words(w, 5, "energy neighbour <x> <y> <z> (grid coordinates)")) return CMD_CONTINUE;
     int x = read_int(w[2]), y = read_int(w[3]), z = read_int(w[4]);
     for (int i = x - 1; i <= x + 1; i++)
@@ -307,7 +298,7 @@ CmdResult cmd_energy_neighbour(CmdContext* ctx, const char* line, const Words& w
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_energy_max(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_energy_max(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx)) return CMD_CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     if (w.size() < 3) {
@@ -334,14 +325,14 @@ CmdResult cmd_energy_max(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_energy(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_energy(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) || !need_words(w, 4, "energy <x> <y> <z> (grid coordinates)")) return CMD_CONTINUE;
     int x = read_int(w[1]), y = read_int(w[2]), z = read_int(w[3]);
     printf("Energy of %d %d %d : %.6f eV\n", x, y, z, scaled_energy(ctx->cube, x, y, z));
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_frac(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_frac(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) || !need_words(w, 4, "frac <x> <y> <z> (grid coordinates)")) return CMD_CONTINUE;
     printf("Fractional coordinates: %f %f %f\n\n", (double)read_int(w[1]) / ctx->cube->a_grid,
            (double)read_int(w[2]) / ctx->cube->b_grid, (double)read_int(w[3]) / ctx->cube->c_grid);
@@ -359,7 +350,7 @@ int nearest_grid_index(double frac, int count) {
     return (int)g;
 }
 
-CmdResult cmd_grid(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_grid(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) || !need_words(w, 4, "grid <x> <y> <z> (fractional coordinates)")) return CMD_CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     printf("Grid coordinates: %d %d %d\n\n", nearest_grid_index(read_real(w[1]), cube->a_grid),
@@ -367,7 +358,7 @@ CmdResult cmd_grid(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_index(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_index(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) || !need_words(w, 4, "index <x> <y> <z> (grid coordinates)")) return CMD_CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     int x = read_int(w[1]), y = read_int(w[2]), z = read_int(w[3]);
@@ -377,7 +368,7 @@ CmdResult cmd_index(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_distance(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_distance(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) ||
         !need_words(w, 7, "distance <x1> <y1> <z1> <x2> <y2> <z2> (grid coordinates of two points)"))
         return CMD_CONTINUE;
@@ -388,7 +379,7 @@ CmdResult cmd_distance(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_isminimum(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_isminimum(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx)) return CMD_CONTINUE;
     if (w.size() != 4) {
         cmd_error("Error: Format isminimum <x> <y> <z> (grid coordinates)\n");
@@ -407,7 +398,7 @@ CmdResult cmd_isminimum(CmdContext* ctx, const char* line, const Words& w) {
 // Symmetric copies
 // ---------------------------------------------------------------------------
 
-CmdResult cmd_fastgensym(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_fastgensym(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) || !need_structure(ctx)) return CMD_CONTINUE;
     if (w.size() < 4) {
         cmd_error("Error: Format gensym x y z\n");
@@ -424,7 +415,7 @@ CmdResult cmd_fastgensym(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_gensymf(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_gensymf(CmdContext* ctx, const char*, const Words& w) {
     if (!need_structure(ctx) || !need_words(w, 4, "gensymf <x> <y> <z> (fractional coordinates)"))
         return CMD_CONTINUE;
     ZEMU_equiv_pos equiv;
@@ -440,7 +431,7 @@ CmdResult cmd_gensymf(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_gensym(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_gensym(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx) || !need_structure(ctx) || !need_words(w, 4, "gensym <x> <y> <z> (grid coordinates)"))
         return CMD_CONTINUE;
     ZEMU_cube* cube = ctx->cube;
@@ -466,7 +457,7 @@ CmdResult cmd_gensym(CmdContext* ctx, const char* line, const Words& w) {
 // Network, paths and editing
 // ---------------------------------------------------------------------------
 
-CmdResult cmd_network(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_network(CmdContext* ctx, const char*, const Words& w) {
     if (w.size() != 2) {
         cmd_error("Error: Format is network [energy]\n");
         return CMD_CONTINUE;
@@ -479,19 +470,15 @@ CmdResult cmd_network(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_connect(CmdContext* ctx, const char* line, const Words& w) {
-    FILE* fp = fopen("ZEMU_rp_manual.csv", "w");
+CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
+    zemu_kernel::File fp(fopen("ZEMU_rp_manual.csv", "w"));
     if (!fp) {
         cmd_error("Error: Unable to write to ZEMU_rp_manual.csv\n");
         return CMD_CONTINUE;
     }
-    if (!need_grid(ctx) || !need_current_pathlib(ctx)) {
-        fclose(fp);
-        return CMD_CONTINUE;
-    }
+    if (!need_grid(ctx) || !need_current_pathlib(ctx)) return CMD_CONTINUE;
     if (w.size() < 2) {
         cmd_error("Error: Format connect <path1> <path2> ... (path numbers, negative for a reversed path)\n");
-        fclose(fp);
         return CMD_CONTINUE;
     }
     ZEMU_pathlib* pathlib = ctx->pathlib;
@@ -504,17 +491,13 @@ CmdResult cmd_connect(CmdContext* ctx, const char* line, const Words& w) {
             cmd_error("Error: Input path type must be greater than 0 and smaller than %d...\n",
                       pathlib->total_path + 1);
             ZEMU_free_connect_list(&list);
-            fclose(fp);
             return CMD_CONTINUE;
         }
-        int* grown = (int*)realloc(list.item, sizeof(int) * (size_t)(list.total + 1));
-        if (!grown) {
+        if (zemu_kernel::resize_array(&list.item, list.total + 1)) {
             cmd_error("Error: Memory allocation problem\n");
             ZEMU_free_connect_list(&list);
-            fclose(fp);
             return CMD_FAIL;
         }
-        list.item = grown;
         list.item[list.total++] = id;
     }
 
@@ -523,13 +506,12 @@ CmdResult cmd_connect(CmdContext* ctx, const char* line, const Words& w) {
     if (ZEMU_concatenate_path(ctx->cube, pathlib, &path, &list)) {
         ZEMU_free_grid_path(&path);
         ZEMU_free_connect_list(&list);
-        fclose(fp);
         return CMD_FAIL;
     }
     puts("Constructing user-defined reaction pathway...");
-    ZEMU_print_path(ctx->cube, &path, pathlib, fp, 0, 0.0);
-    fputs("END\n", fp);
-    fclose(fp);
+    ZEMU_print_path(ctx->cube, &path, pathlib, fp.get(), 0, 0.0);
+    fputs("END\n", fp.get());
+    fp.close();
     puts("User-defined reaction pathway successfully written to ZEMU_rp_manual.csv.");
     ZEMU_free_grid_path(&path);
     ZEMU_free_connect_list(&list);
@@ -539,7 +521,7 @@ CmdResult cmd_connect(CmdContext* ctx, const char* line, const Words& w) {
 // The number after the two words of a "del" command (missing: 0).
 int del_argument(const Words& w) { return w.size() >= 3 ? read_int(w[2]) : 0; }
 
-CmdResult cmd_del_pathlib(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_del_pathlib(CmdContext* ctx, const char*, const Words& w) {
     ZEMU_pathlib* pathlib = ctx->pathlib;
     int index = del_argument(w);
     if (index < 1 || index > pathlib->total_path) {
@@ -551,7 +533,7 @@ CmdResult cmd_del_pathlib(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_del_minimum(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_del_minimum(CmdContext* ctx, const char*, const Words& w) {
     int type = del_argument(w);
     if (type < 1 || type > ctx->cube->total_minima_type) {
         cmd_error("Error: Minimum type must be > 0 and <= %d...\n", ctx->cube->total_minima_type);
@@ -561,7 +543,7 @@ CmdResult cmd_del_minimum(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_del_saddletype(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_del_saddletype(CmdContext* ctx, const char*, const Words& w) {
     int type = del_argument(w);
     if (type < 1 || type > ctx->cube->total_saddle_type) {
         cmd_error("Error: Saddle type must be > 0 and <= %d...\n", ctx->cube->total_saddle_type);
@@ -571,7 +553,7 @@ CmdResult cmd_del_saddletype(CmdContext* ctx, const char* line, const Words& w) 
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_isdirectpath(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_isdirectpath(CmdContext* ctx, const char*, const Words& w) {
     if (!need_grid(ctx)) return CMD_CONTINUE;
     if (w.size() != 7) {
         cmd_error("Error: Format isdirectpath <x1> <y1> <z1> <x2> <y2> <z2> (grid coordinates of two minima)\n");
@@ -663,7 +645,7 @@ int build_export_supercell(ExportState* st, ZEMU_cif* cif, ExportOptions* opt) {
 // Exports
 // ---------------------------------------------------------------------------
 
-CmdResult cmd_export_cif(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_export_cif(CmdContext* ctx, const char* line, const Words&) {
     if (!need_structure(ctx)) return CMD_CONTINUE;
     char copy[kLineSize];
     snprintf(copy, sizeof copy, "%s", line);
@@ -672,7 +654,7 @@ CmdResult cmd_export_cif(CmdContext* ctx, const char* line, const Words& w) {
     return CMD_CONTINUE;
 }
 
-CmdResult cmd_slice_plane(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_slice_plane(CmdContext* ctx, const char*, const Words& w) {
     if (w.size() < 4) return CMD_CONTINUE;
     char axis = w[2][0];
     if (axis != 'x' && axis != 'y' && axis != 'z') {
@@ -773,7 +755,7 @@ int restart_summary(CmdContext* ctx) {
     return 0;
 }
 
-CmdResult cmd_restart(CmdContext* ctx, const char* line, const Words& w) {
+CmdResult cmd_restart(CmdContext* ctx, const char*, const Words& w) {
     bool cube = false, pathlib = false, reacpath = false;
     for (size_t n = 1; n < w.size(); n++) {
         if (w[n].compare(0, 4, "cube") == 0) cube = true;

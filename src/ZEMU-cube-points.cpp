@@ -2,6 +2,7 @@
 // (minimum, lower-neighbour groups, plateau flood), the whole-grid search,
 // minimum site labels, nearest-neighbour queries and the two reports.
 #include "ZEMU-cube.h"
+#include "ZEMU-kernel.h"
 
 #include <cmath>
 #include <cstdint>
@@ -11,21 +12,7 @@
 
 namespace {
 
-// Growth shared by every list here: after the caller incremented the count,
-// a capacity below it becomes the count (from 0) or is doubled.
-template <typename T>
-int grow_list(T** array, int count, int* cap)
-{
-    if (count <= *cap) return 0;
-    long long new_cap = *cap <= 0 ? count : *cap;
-    while (new_cap < count) new_cap *= 2;
-    if (new_cap > 0x7fffffff) new_cap = count;  // doubling past the int range: take what is needed
-    T* grown = static_cast<T*>(realloc(*array, static_cast<size_t>(new_cap) * sizeof(T)));
-    if (grown == nullptr) return 1;
-    *array = grown;
-    *cap = static_cast<int>(new_cap);
-    return 0;
-}
+using zemu_kernel::grow_array;
 
 // Offsets of the 26 neighbours, index 0..26 with 13 the centre: first axis
 // outermost, each axis ascending from -1.
@@ -42,8 +29,7 @@ void read_block(ZEMU_cube* cube, int i, int j, int k, double block[27])
     const int centre[3] = {i, j, k};
     for (int axis = 0; axis < 3; axis++) {
         for (int d = 0; d < 3; d++) {
-            int w = ZEMU_shift_index(cube, centre[axis] + d - 1, axis + 1);
-            wrapped[axis][d] = w == counts[axis] ? 0 : w;  // -2n, -3n ... wrap onto n: read plane 0
+            wrapped[axis][d] = zemu_kernel::wrap_onto_grid(centre[axis] + d - 1, counts[axis]);
         }
     }
     for (int a = 0; a < 3; a++)
@@ -141,7 +127,7 @@ int ZEMU_alloc_cube_minima_point(ZEMU_cube* cube)
         fprintf(stderr, "Error: Invalid input to ZEMU_alloc_cube_minima_point()\n");
         return 1;
     }
-    if (grow_list(&cube->minima, cube->total_minima, &cube->total_minima_cap) != 0) {
+    if (grow_array(&cube->minima, cube->total_minima, &cube->total_minima_cap) != 0) {
         fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_cube_minima_point()\n");
         return 1;
     }
@@ -154,7 +140,7 @@ int ZEMU_alloc_cube_saddle_point(ZEMU_cube* cube)
         fprintf(stderr, "Error: Invalid input to ZEMU_alloc_cube_saddle_point()\n");
         return 1;
     }
-    if (grow_list(&cube->saddle, cube->total_saddle, &cube->total_saddle_cap) != 0) {
+    if (grow_array(&cube->saddle, cube->total_saddle, &cube->total_saddle_cap) != 0) {
         fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_cube_saddle_point()\n");
         return 1;
     }
@@ -167,7 +153,7 @@ int ZEMU_alloc_cube_minima_ions(ZEMU_minima* minima)
         fprintf(stderr, "Error: Invalid input to ZEMU_alloc_cube_minima_ions()\n");
         return 1;
     }
-    if (grow_list(&minima->ion, minima->total_ions, &minima->total_ions_cap) != 0) {
+    if (grow_array(&minima->ion, minima->total_ions, &minima->total_ions_cap) != 0) {
         fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_cube_minima_ions()\n");
         return 1;
     }
@@ -393,7 +379,7 @@ void ZEMU_init_same_energy_grid_list(ZEMU_same_energy_grid_list* list)
 
 int ZEMU_alloc_same_energy_grid_list(ZEMU_same_energy_grid_list* list)
 {
-    if (list->total < 0 || grow_list(&list->item, list->total, &list->cap) != 0) {
+    if (list->total < 0 || grow_array(&list->item, list->total, &list->cap) != 0) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }
@@ -515,15 +501,11 @@ int ZEMU_find_stationary_points3(ZEMU_cube* cube)
                         }
                     }
                     if (!skip) {
-                        double sx = 0.0, sy = 0.0, sz = 0.0;
-                        for (int p = 0; p < plateau.total; p++) {
-                            sx += plateau.item[p].x;
-                            sy += plateau.item[p].y;
-                            sz += plateau.item[p].z;
-                        }
-                        tx = sx / plateau.total;
-                        ty = sy / plateau.total;
-                        tz = sz / plateau.total;
+                        double mean[3];
+                        zemu_kernel::plateau_mean(&plateau, 1, 1, 1, mean);
+                        tx = mean[0];
+                        ty = mean[1];
+                        tz = mean[2];
                     }
                     ZEMU_free_same_energy_grid_list(&plateau);
                     if (skip) continue;
@@ -576,7 +558,7 @@ int ZEMU_init_nearest_neighbour(ZEMU_nearest_neighbour* list, int total, double 
     list->include_target = include_target;
     if (ZEMU_alloc_nearest_neighbour(list) != 0) return 1;
     for (int n = 0; n < total; n++) {
-        list->distance[n] = 999999.0;
+        list->distance[n] = zemu_kernel::kNoValue;
         list->index[n] = -1;  // empty entries point nowhere
         list->i[n] = list->j[n] = list->k[n] = 0;
     }
@@ -721,22 +703,10 @@ int ZEMU_printminima(ZEMU_cube* cube, FILE* fptr)
             ZEMU_minima* m = &cube->minima[n];
             if (m->type != t) continue;
             members++;
-            ZEMU_same_energy_grid_list plateau;
-            ZEMU_init_same_energy_grid_list(&plateau);
-            if (ZEMU_find_same_energy_neighbours(cube, &plateau, m->x, m->y, m->z) != 0) {
-                ZEMU_free_same_energy_grid_list(&plateau);
+            double f[3];
+            if (zemu_kernel::plateau_mean_at(cube, m->x, m->y, m->z, cube->a_grid, cube->b_grid, cube->c_grid, f) != 0)
                 return 1;
-            }
-            double fx = 0.0, fy = 0.0, fz = 0.0;
-            for (int p = 0; p < plateau.total; p++) {
-                fx += static_cast<double>(plateau.item[p].x) / cube->a_grid;
-                fy += static_cast<double>(plateau.item[p].y) / cube->b_grid;
-                fz += static_cast<double>(plateau.item[p].z) / cube->c_grid;
-            }
-            fx /= plateau.total;
-            fy /= plateau.total;
-            fz /= plateau.total;
-            ZEMU_free_same_energy_grid_list(&plateau);
+            const double fx = f[0], fy = f[1], fz = f[2];
             fprintf(fptr, "    %5d   %3d %3d %3d   %5.1f %5.1f %5.1f   %5.3f %5.3f %5.3f   ", n, m->x, m->y, m->z,
                     fx * cube->a_grid, fy * cube->b_grid, fz * cube->c_grid, fx, fy, fz);
             bool first = true;
@@ -778,22 +748,9 @@ int ZEMU_printsaddle(ZEMU_cube* cube, FILE* fptr)
             double fx = static_cast<double>(s->x) / cube->a_grid;
             double fy = static_cast<double>(s->y) / cube->b_grid;
             double fz = static_cast<double>(s->z) / cube->c_grid;
-            ZEMU_same_energy_grid_list plateau;
-            ZEMU_init_same_energy_grid_list(&plateau);
-            if (ZEMU_find_same_energy_neighbours(cube, &plateau, s->x, s->y, s->z) != 0) {
-                ZEMU_free_same_energy_grid_list(&plateau);
-                return 1;
-            }
-            double tx = 0.0, ty = 0.0, tz = 0.0;
-            for (int p = 0; p < plateau.total; p++) {
-                tx += plateau.item[p].x;
-                ty += plateau.item[p].y;
-                tz += plateau.item[p].z;
-            }
-            tx /= plateau.total;
-            ty /= plateau.total;
-            tz /= plateau.total;
-            ZEMU_free_same_energy_grid_list(&plateau);
+            double mean[3];
+            if (zemu_kernel::plateau_mean_at(cube, s->x, s->y, s->z, 1, 1, 1, mean) != 0) return 1;
+            const double tx = mean[0], ty = mean[1], tz = mean[2];
             fprintf(fptr, "    %5d   %3d %3d %3d   %5.1f %5.1f %5.1f   %5.3f %5.3f %5.3f   %5.3f %5.3f %5.3f\r\n", n,
                     s->x, s->y, s->z, tx, ty, tz, fx, fy, fz, tx / cube->a_grid, ty / cube->b_grid,
                     tz / cube->c_grid);

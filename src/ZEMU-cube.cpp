@@ -1,6 +1,7 @@
 // Energy grid: cube file reader, grid model, 3-D arrays, periodic indexing,
 // distances, energy scaling and cube export.
 #include "ZEMU-cube.h"
+#include "ZEMU-kernel.h"
 
 #include <cmath>
 #include <cstdint>
@@ -13,25 +14,6 @@ namespace {
 // ---------------------------------------------------------------------------
 // Line fields
 // ---------------------------------------------------------------------------
-
-// Splits a line in place into its blank-separated fields exactly as
-// strtok(line, " ") does: runs of ' ' separate, leading blanks are skipped,
-// tabs and line ends stay inside the fields. Returns the number of fields
-// stored (at most max_fields).
-int split_blank_fields(char* line, char** fields, int max_fields)
-{
-    int n = 0;
-    char* p = line;
-    while (n < max_fields) {
-        while (*p == ' ') p++;
-        if (*p == '\0') break;
-        fields[n++] = p;
-        while (*p != ' ' && *p != '\0') p++;
-        if (*p == '\0') break;
-        *p++ = '\0';
-    }
-    return n;
-}
 
 // Powers of ten that are exact in a double.
 const double kExactPow10[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
@@ -225,7 +207,7 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
             }
         }
         char* field[4];
-        int n = split_blank_fields(line, field, 4);
+        int n = zemu_kernel::split_words_in_place(line, field, 4);
         if (line_no == 3) {
             if (n >= 1) cube->lines_to_ignore = atoi(field[0]);
             continue;
@@ -579,13 +561,7 @@ int axis_count(ZEMU_cube* cube, int axis)
 int ZEMU_shift_index(ZEMU_cube* cube, int p, int axis)
 {
     if (axis < 1 || axis > 3) return -1;
-    int n = axis_count(cube, axis);
-    if (p >= 0 && p < n) return p;  // already inside
-    if (n <= 0) return 0;           // no grid: nothing to wrap onto
-    long long lp = p;
-    if (lp > 0) return static_cast<int>(lp % n);
-    if (-lp == n) return 0;
-    return static_cast<int>(n - ((-lp) % n));  // -2n, -3n ... give n
+    return zemu_kernel::wrap_index(p, axis_count(cube, axis));
 }
 
 double ZEMU_shift_index_dbl(ZEMU_cube* cube, double p, int axis)
@@ -605,32 +581,18 @@ double ZEMU_shift_index_dbl(ZEMU_cube* cube, double p, int axis)
 
 ZEMU_cube_triple_index ZEMU_shift_index_xyz(ZEMU_cube* cube, int a, int b, int c)
 {
-    ZEMU_cube_triple_index r;
-    r.x = ZEMU_shift_index(cube, a, 1);
-    r.y = ZEMU_shift_index(cube, b, 2);
-    r.z = ZEMU_shift_index(cube, c, 3);
-    return r;
+    return {ZEMU_shift_index(cube, a, 1), ZEMU_shift_index(cube, b, 2), ZEMU_shift_index(cube, c, 3)};
 }
 
 ZEMU_cube_triple_index_dbl ZEMU_shift_index_xyz_dbl(ZEMU_cube* cube, double a, double b, double c)
 {
-    ZEMU_cube_triple_index_dbl r;
-    r.x = ZEMU_shift_index_dbl(cube, a, 1);
-    r.y = ZEMU_shift_index_dbl(cube, b, 2);
-    r.z = ZEMU_shift_index_dbl(cube, c, 3);
-    return r;
+    return {ZEMU_shift_index_dbl(cube, a, 1), ZEMU_shift_index_dbl(cube, b, 2), ZEMU_shift_index_dbl(cube, c, 3)};
 }
 
 double ZEMU_cube_energy(ZEMU_cube* cube, int x, int y, int z)
 {
-    int i = ZEMU_shift_index(cube, x, 1);
-    int j = ZEMU_shift_index(cube, y, 2);
-    int k = ZEMU_shift_index(cube, z, 3);
-    // the wrap maps -2n, -3n ... onto n; read that as plane 0 instead of past the array
-    if (i == cube->a_grid) i = 0;
-    if (j == cube->b_grid) j = 0;
-    if (k == cube->c_grid) k = 0;
-    return cube->energy[i][j][k];
+    using zemu_kernel::wrap_onto_grid;
+    return cube->energy[wrap_onto_grid(x, cube->a_grid)][wrap_onto_grid(y, cube->b_grid)][wrap_onto_grid(z, cube->c_grid)];
 }
 
 int ZEMU_cube_equal_dbl(double a, double b)
@@ -640,20 +602,13 @@ int ZEMU_cube_equal_dbl(double a, double b)
 
 double ZEMU_distance_grid(ZEMU_cube* cube, double x1, double y1, double z1, double x2, double y2, double z2)
 {
-    double du = x1 / cube->a_grid - x2 / cube->a_grid;
-    double dv = y1 / cube->b_grid - y2 / cube->b_grid;
-    double dw = z1 / cube->c_grid - z2 / cube->c_grid;
-    return sqrt(du * du * cube->d1 + dv * dv * cube->d2 + dw * dw * cube->d3 + du * dv * cube->d4 +
-                dv * dw * cube->d5 + du * dw * cube->d6);
+    return zemu_kernel::metric_length(cube, x1 / cube->a_grid - x2 / cube->a_grid, y1 / cube->b_grid - y2 / cube->b_grid,
+                                      z1 / cube->c_grid - z2 / cube->c_grid);
 }
 
 double ZEMU_distance_frac(ZEMU_cube* cube, double x1, double y1, double z1, double x2, double y2, double z2)
 {
-    double du = x1 - x2;
-    double dv = y1 - y2;
-    double dw = z1 - z2;
-    return sqrt(du * du * cube->d1 + dv * dv * cube->d2 + dw * dw * cube->d3 + du * dv * cube->d4 +
-                dv * dw * cube->d5 + du * dw * cube->d6);
+    return zemu_kernel::metric_length(cube, x1 - x2, y1 - y2, z1 - z2);
 }
 
 double ZEMU_angle(ZEMU_cube* cube, int x1, int y1, int z1, int x2, int y2, int z2, int x3, int y3, int z3)

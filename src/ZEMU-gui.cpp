@@ -4,15 +4,14 @@
 // energies. Energies are in the scaled measure; positions are fractional.
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
 const char* const GUI_FILE = "ZEMU_gui.csv";
 
-using FilePtr = std::unique_ptr<FILE, int (*)(FILE*)>;
 
 // Label text of a minimum type, released when it goes out of scope.
 struct MinimaLabel {
@@ -24,23 +23,14 @@ struct MinimaLabel {
 // flood's non-zero result.
 int minimum_frac(ZEMU_cube* cube, ZEMU_minima* m, double* fx, double* fy, double* fz)
 {
-    ZEMU_same_energy_grid_list plateau;
-    ZEMU_init_same_energy_grid_list(&plateau);
-    int status = ZEMU_find_same_energy_neighbours(cube, &plateau, m->x, m->y, m->z);
-    if (status != 0 || plateau.total <= 0) {
-        ZEMU_free_same_energy_grid_list(&plateau);
-        return status != 0 ? status : 1;
-    }
-    double sx = 0.0, sy = 0.0, sz = 0.0;
-    for (int p = 0; p < plateau.total; p++) {
-        sx += (double)plateau.item[p].x / cube->a_grid;
-        sy += (double)plateau.item[p].y / cube->b_grid;
-        sz += (double)plateau.item[p].z / cube->c_grid;
-    }
-    *fx = sx / plateau.total;
-    *fy = sy / plateau.total;
-    *fz = sz / plateau.total;
-    ZEMU_free_same_energy_grid_list(&plateau);
+    zemu_kernel::ScopedPlateau plateau;
+    int status = ZEMU_find_same_energy_neighbours(cube, plateau.get(), m->x, m->y, m->z);
+    if (status != 0 || plateau->total <= 0) return status != 0 ? status : 1;
+    double mean[3];
+    zemu_kernel::plateau_mean(plateau.get(), cube->a_grid, cube->b_grid, cube->c_grid, mean);
+    *fx = mean[0];
+    *fy = mean[1];
+    *fz = mean[2];
     return 0;
 }
 
@@ -165,7 +155,7 @@ void print_activation_energies(ZEMU_pathlib* pathlib, FILE* fpw)
 
 }  // namespace
 
-int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib)
+int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib)
 {
     FILE* fpw = fopen(GUI_FILE, "w");
     if (fpw == nullptr) {
@@ -174,7 +164,7 @@ int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib)
     }
     // On a failed plateau flood the table stays incomplete; the stream is closed
     // all the same so that what was written reaches the file.
-    FilePtr closer(fpw, fclose);
+    zemu_kernel::File closer(fpw);
 
     if (print_minimum_types(cube, fpw) != 0) return 1;
     if (print_minima(cube, fpw) != 0) return 1;
@@ -184,7 +174,7 @@ int ZEMU_print_GUI_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib)
     print_activation_energies(pathlib, fpw);
 
     fflush(fpw);
-    closer.reset();
+    closer.close();
     printf("GUI output done.\n");
     fflush(stdout);
     return 0;

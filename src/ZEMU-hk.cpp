@@ -1,5 +1,6 @@
 // Grid percolation by cluster labelling (union-find with lattice offsets).
 #include "ZEMU-hk.h"
+#include "ZEMU-kernel.h"
 
 #include <algorithm>
 #include <cmath>
@@ -109,17 +110,9 @@ int ZEMU_alloc_hk_grid(ZEMU_hk_grid* hk, ZEMU_cube* cube)
 
 int ZEMU_alloc_hk_wrap(ZEMU_hk_grid* hk)
 {
-    if (hk->wrap_total <= hk->wrap_cap) return 0;
-    int cap = hk->wrap_cap == 0 ? hk->wrap_total : 2 * hk->wrap_cap;
-    if (cap < hk->wrap_total) cap = hk->wrap_total;
-    ZEMU_hk_wrap* grown = static_cast<ZEMU_hk_wrap*>(realloc(hk->wrap, static_cast<size_t>(cap) * sizeof(ZEMU_hk_wrap)));
-    if (grown == nullptr) {
-        fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_hk_wrap()\n");
-        return 1;
-    }
-    hk->wrap = grown;
-    hk->wrap_cap = cap;
-    return 0;
+    if (zemu_kernel::grow_array(&hk->wrap, hk->wrap_total, &hk->wrap_cap) == 0) return 0;
+    fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_hk_wrap()\n");
+    return 1;
 }
 
 void ZEMU_free_hk_grid(ZEMU_hk_grid* hk)
@@ -291,13 +284,9 @@ int insert_point(ZEMU_hk_grid* hk, ZEMU_cube* cube, int i, int j, int k, RootRec
         fprintf(stderr, "Error: Invalid input to ZEMU_hk_insert_grid_point()\n");
         return 1;
     }
-    i = ZEMU_shift_index(cube, i, 1);
-    j = ZEMU_shift_index(cube, j, 2);
-    k = ZEMU_shift_index(cube, k, 3);
-    // the wrap maps -2n, -3n ... onto n: that is plane 0
-    if (i == hk->a_grid) i = 0;
-    if (j == hk->b_grid) j = 0;
-    if (k == hk->c_grid) k = 0;
+    i = zemu_kernel::wrap_onto_grid(i, hk->a_grid);
+    j = zemu_kernel::wrap_onto_grid(j, hk->b_grid);
+    k = zemu_kernel::wrap_onto_grid(k, hk->c_grid);
     int p = (i * hk->b_grid + j) * hk->c_grid + k;
     if (hk->parent[p] >= 0) return 0;
     hk->parent[p] = p;

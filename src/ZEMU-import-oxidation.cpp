@@ -237,11 +237,11 @@ int ZEMU_import_assign_oxidation(ZEMU_cif* cif, std::vector<ZEMU_import_site>& s
         // Sign of each unknown element: anion when the table knows it only as one or when
         // it is the most electronegative element present; either when the table allows.
         std::string most_negative;
-        double best = -1.0;
+        double highest = -1.0;
         for (const std::string& el : elements) {
             const double en = ZEMU_data_electronegativity(el.c_str());
-            if (en > best) {
-                best = en;
+            if (en > highest) {
+                highest = en;
                 most_negative = el;
             }
         }

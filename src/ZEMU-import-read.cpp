@@ -259,9 +259,9 @@ int ZEMU_import_build_record(ZEMU_cif* cif, const std::vector<ZEMU_import_site>&
         // The reader adds 1 to a negative coordinate, once; coordinates are stored so that
         // this leaves them unchanged, where the reader would have put them.
         double v[4] = {s.x, s.y, s.z, s.occ};
-        for (int k = 0; k < 3; k++) {
-            if (v[k] < 0.0) v[k] += 1.0;
-            if (v[k] < 0.0) v[k] -= std::floor(v[k]);
+        for (int axis = 0; axis < 3; axis++) {
+            if (v[axis] < 0.0) v[axis] += 1.0;
+            if (v[axis] < 0.0) v[axis] -= std::floor(v[axis]);
         }
         for (double& d : v) {
             char text[ZEMU_CIF_NUMBER_SIZE];

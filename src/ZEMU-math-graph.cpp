@@ -2,6 +2,7 @@
 // multigraph with its vertex bookkeeping and Dijkstra shortest paths, and Euler
 // walks built over odd vertices paired by duplicated shortest paths.
 #include "ZEMU-math.h"
+#include "ZEMU-kernel.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -66,12 +67,10 @@ void ZEMU_init_graph(ZEMU_graph* graph) {
 }
 
 int ZEMU_add_edge(ZEMU_graph* graph, int a, int b, double w) {
-    void* grown = realloc(graph->edge, sizeof(ZEMU_graph_edge) * (size_t)(graph->total_edge + 1));
-    if (grown == nullptr) {
+    if (zemu_kernel::resize_array(&graph->edge, graph->total_edge + 1)) {
         fputs("Error: Memory allocation problem in ZEMU_add_edge()\n", stderr);
         return 1;
     }
-    graph->edge = (ZEMU_graph_edge*)grown;
     graph->edge[graph->total_edge].a = a;
     graph->edge[graph->total_edge].b = b;
     graph->edge[graph->total_edge].w = w;
@@ -285,7 +284,7 @@ void dijkstra_tree(const ZEMU_graph* graph, int source, ShortestPathTree& tree) 
 
     int current = source;
     for (int step = 0; step < nv - 1; ++step) {
-        double best = 999999.0;
+        double best = zemu_kernel::kNoValue;
         int chosen = -1;
         for (int i = 0; i < nv; ++i) {
             if (tree.dist[(size_t)i] >= 0.0 && !tree.visited[(size_t)i] && tree.dist[(size_t)i] < best) {
@@ -488,7 +487,7 @@ int odd_vertex_pairings(const ZEMU_graph* graph, const int* excl, int excl_no, s
 // first combination is used.
 size_t cheapest_pairing(const std::vector<std::vector<int>>& combos, PathOracle& oracle) {
     size_t chosen = 0;
-    double best = 999999.0;
+    double best = zemu_kernel::kNoValue;
     for (size_t c = 0; c < combos.size(); ++c) {
         double penalty = 0.0;
         for (size_t k = 0; k + 1 < combos[c].size(); k += 2) penalty += oracle.dist(combos[c][k], combos[c][k + 1]);
@@ -502,7 +501,7 @@ size_t cheapest_pairing(const std::vector<std::vector<int>>& combos, PathOracle&
 
 // Smallest weight among the edges joining labels u and v in either orientation (bound 999999).
 double joining_weight(const ZEMU_graph* graph, int u, int v) {
-    double w = 999999.0;
+    double w = zemu_kernel::kNoValue;
     for (int e = 0; e < graph->total_edge; ++e) {
         const ZEMU_graph_edge& edge = graph->edge[e];
         if (((edge.a == u && edge.b == v) || (edge.a == v && edge.b == u)) && edge.w < w) w = edge.w;
@@ -642,7 +641,7 @@ struct WalkPlan {
 // on ties; the first pair when no total falls below the 999999 bound).
 int plan_exact(ZEMU_graph* graph, const std::vector<int>& odd, PathOracle& oracle, WalkPlan& plan) {
     const double base = ZEMU_graph_total_distance(graph);
-    double best = 999999.0;
+    double best = zemu_kernel::kNoValue;
     plan.start = odd[0];
     plan.end = odd[1];
     for (size_t i = 0; i < odd.size(); ++i) {

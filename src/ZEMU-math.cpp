@@ -2,6 +2,7 @@
 // extended regular expression, turned into reverse Polish notation by a
 // shunting-yard pass and evaluated against 52 one-letter variables.
 #include "ZEMU-math.h"
+#include "ZEMU-kernel.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -81,17 +82,9 @@ void ZEMU_init_RPN_token(ZEMU_RPN_token* token) {
 }
 
 int ZEMU_alloc_RPN_token(ZEMU_RPN_token* token) {
-    if (token->size <= token->cap) return 0;
-    int cap = token->cap == 0 ? token->size : token->cap * 2;
-    if (cap < token->size) cap = token->size;
-    void* grown = realloc(token->item, sizeof(ZEMU_RPN_token_item) * (size_t)cap);
-    if (grown == nullptr) {
-        fputs("Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n", stderr);
-        return 1;
-    }
-    token->item = (ZEMU_RPN_token_item*)grown;
-    token->cap = cap;
-    return 0;
+    if (zemu_kernel::grow_array(&token->item, token->size, &token->cap) == 0) return 0;
+    fputs("Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n", stderr);
+    return 1;
 }
 
 // The pointer is reset as well, so that a second release is harmless.
@@ -136,12 +129,10 @@ int ZEMU_get_variable_value(ZEMU_variable_list* var_list, char s, double* value)
 // ---------------------------------------------------------------------------
 
 int ZEMU_RPN_push_number_stack(ZEMU_RPN_number_stack* stack, double f) {
-    void* grown = realloc(stack->item, sizeof(double) * (size_t)(stack->size + 1));
-    if (grown == nullptr) {
+    if (zemu_kernel::resize_array(&stack->item, stack->size + 1)) {
         fputs("Error: Memory allocation problem in ZEMU_RPN_push_number_stack()\n", stderr);
         return 1;
     }
-    stack->item = (double*)grown;
     stack->item[stack->size] = f;
     stack->size++;
     return 0;
@@ -175,17 +166,9 @@ void ZEMU_init_char_stack(ZEMU_char_stack* stack) {
 }
 
 int ZEMU_alloc_char_stack(ZEMU_char_stack* stack) {
-    if (stack->size <= stack->cap) return 0;
-    int cap = stack->cap == 0 ? stack->size : stack->cap * 2;
-    if (cap < stack->size) cap = stack->size;
-    void* grown = realloc(stack->item, (size_t)cap);
-    if (grown == nullptr) {
-        fputs("Error: Memory allocation problem in ZEMU_alloc_char_stack()\n", stderr);
-        return 1;
-    }
-    stack->item = (char*)grown;
-    stack->cap = cap;
-    return 0;
+    if (zemu_kernel::grow_array(&stack->item, stack->size, &stack->cap) == 0) return 0;
+    fputs("Error: Memory allocation problem in ZEMU_alloc_char_stack()\n", stderr);
+    return 1;
 }
 
 int ZEMU_push_char_stack(ZEMU_char_stack* stack, char s) {

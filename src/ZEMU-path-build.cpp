@@ -2,6 +2,7 @@
 // of it over the grid, removal of redundant path types, and the single-hop
 // connection test between two minimum images.
 #include "ZEMU-path.h"
+#include "ZEMU-kernel.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,16 +21,9 @@ constexpr double kMaxHopDistance = 3.5;          // Angstrom, saddle to either m
 constexpr double kMinHopAngle = 90.0;            // degrees, minimum - saddle - minimum
 constexpr double kDegreesPerRadian = 180 / 3.141592653589793;
 constexpr int kCandidateCapacity = 160;          // initial size of the copy candidate lists
-constexpr double kNoDeviation = 999999.0;        // starting best deviation of the candidate search
 constexpr double kDeviationTie = 0.001;          // Angstrom; deviations this close to the best are ties
 
-// Unwrapped grid location of minimum m shifted by whole cells (p, q, r).
-ZEMU_cubeloc minimum_image(ZEMU_cube* cube, int m, int p, int q, int r) {
-    ZEMU_cubeloc loc;
-    ZEMU_assign_loc(&loc, cube->minima[m].x + p * cube->a_grid, cube->minima[m].y + q * cube->b_grid,
-                    cube->minima[m].z + r * cube->c_grid);
-    return loc;
-}
+using zemu_kernel::minimum_image;
 
 double loc_distance_grid(ZEMU_cube* cube, ZEMU_cubeloc a, ZEMU_cubeloc b) {
     return ZEMU_distance_grid(cube, a.x, a.y, a.z, b.x, b.y, b.z);
@@ -79,9 +73,7 @@ int find_hop_end(ZEMU_cube* cube, ZEMU_nearest_neighbour* nn, int from, ZEMU_cub
 
 int append_path(ZEMU_pathlib* pathlib, const ZEMU_path& path) {
     int count = pathlib->total_path > 0 ? pathlib->total_path : 0;
-    ZEMU_path* grown = static_cast<ZEMU_path*>(realloc(pathlib->path, sizeof(ZEMU_path) * (static_cast<size_t>(count) + 1)));
-    if (grown == nullptr) return 1;
-    pathlib->path = grown;
+    if (zemu_kernel::resize_array(&pathlib->path, count + 1)) return 1;
     pathlib->path[count] = path;
     pathlib->total_path = count + 1;
     return 0;
@@ -205,7 +197,7 @@ void build_copies_of_path(ZEMU_cube* cube, const ZEMU_path& path, ZEMU_cellcross
         ZEMU_assign_loc(&sk, cube->saddle[k].x, cube->saddle[k].y, cube->saddle[k].z);
         start_list->len = 0;
         end_list->len = 0;
-        double best_start = kNoDeviation, best_end = kNoDeviation;
+        double best_start = zemu_kernel::kNoValue, best_end = zemu_kernel::kNoValue;
 
         for (int m : candidates) {
             for (int dx = -1; dx <= 1; dx++)
@@ -535,7 +527,7 @@ private:
 // Builders
 // ---------------------------------------------------------------------------
 
-int ZEMU_build_path(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib) {
+int ZEMU_build_path(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib) {
     free(pathlib->path);
     pathlib->path = nullptr;
     pathlib->total_path = 0;
@@ -550,7 +542,7 @@ int ZEMU_build_path(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib) {
     return 0;
 }
 
-int ZEMU_build_allpaths(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib) {
+int ZEMU_build_allpaths(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib) {
     if (debug_flag) printf("Calling build_allpaths \n");
     free(pathlib->allpath);
     pathlib->allpath = nullptr;
@@ -572,16 +564,17 @@ int ZEMU_build_allpaths(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib) {
         std::vector<std::vector<int>> by_saddle(static_cast<size_t>(cube->total_saddle > 0 ? cube->total_saddle : 0));
         for (int p = 0; p < pathlib->total_path; p++)
             build_copies_of_path(cube, pathlib->path[p], &start_list, &end_list, copies, by_saddle);
-        if (!copies.empty()) {
-            pathlib->allpath = static_cast<ZEMU_allpath*>(malloc(sizeof(ZEMU_allpath) * copies.size()));
-            if (pathlib->allpath == nullptr) throw std::bad_alloc();
+        const int count = static_cast<int>(copies.size());
+        if (zemu_kernel::resize_array(&pathlib->allpath, count) != 0) {
+            result = 1;
+        } else if (count > 0) {
             memcpy(pathlib->allpath, copies.data(), sizeof(ZEMU_allpath) * copies.size());
-            pathlib->total_allpath = static_cast<int>(copies.size());
+            pathlib->total_allpath = count;
         }
     } catch (const std::bad_alloc&) {
-        fprintf(stderr, "Error: Memory allocation problem in ZEMU_build_allpaths()\n");
         result = 1;
     }
+    if (result != 0) fprintf(stderr, "Error: Memory allocation problem in ZEMU_build_allpaths()\n");
     ZEMU_free_cellcross_list(&start_list);
     ZEMU_free_cellcross_list(&end_list);
     return result;

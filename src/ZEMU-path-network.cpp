@@ -4,6 +4,7 @@
 // over saddle-energy thresholds and the activation energies of 1-D, 2-D and
 // 3-D migration. Also the plot attributes the network stages set on paths.
 #include "ZEMU-path.h"
+#include "ZEMU-kernel.h"
 
 #include <cmath>
 #include <cstdio>
@@ -503,13 +504,10 @@ int ZEMU_generate_path_vectors(ZEMU_cube* cube, int listnum, ZEMU_path_triple_in
                 if (is_zero_vector(d)) continue;
                 if (d.x % cube->a_grid != 0 || d.y % cube->b_grid != 0 || d.z % cube->c_grid != 0) continue;
                 if (!known.insert(sign_free(d)).second) continue;
-                ZEMU_path_triple_index* grown = static_cast<ZEMU_path_triple_index*>(
-                    realloc(*listvec, sizeof(ZEMU_path_triple_index) * static_cast<size_t>(*listvecnum + 1)));
-                if (grown == nullptr) {
+                if (zemu_kernel::resize_array(listvec, *listvecnum + 1)) {
                     fputs("Error: Memory allocation problem in ZEMU_generate_path_vectors()\n", stderr);
                     return 1;
                 }
-                *listvec = grown;
                 (*listvec)[*listvecnum] = d;
                 (*listvecnum)++;
             }

@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
 const double kEnergyTolerance = 1e-10;  // eV: saddle energies this close are the same
-const double kNoRoute = 999999.0;       // starting bound of a shortest-path search
 
 bool valid_path_index(ZEMU_pathlib* pathlib, int k) { return k >= 0 && k < pathlib->total_path; }
 
@@ -35,10 +35,7 @@ bool cluster_has_path(ZEMU_cluster* c, int k) {
 // Grows the pathway array by one empty pathway. 0 or 1 (array unchanged).
 int append_empty_pathway(ZEMU_reaction_pathway_overall* rp_all) {
     int count = rp_all->total > 0 ? rp_all->total : 0;
-    ZEMU_reaction_pathway* grown = static_cast<ZEMU_reaction_pathway*>(
-        realloc(rp_all->rp, sizeof(ZEMU_reaction_pathway) * static_cast<size_t>(count + 1)));
-    if (grown == nullptr) return 1;
-    rp_all->rp = grown;
+    if (zemu_kernel::resize_array(&rp_all->rp, count + 1)) return 1;
     memset(&rp_all->rp[count], 0, sizeof(ZEMU_reaction_pathway));
     rp_all->rp[count].path = nullptr;
     rp_all->total = count + 1;
@@ -51,14 +48,12 @@ int make_library(ZEMU_pathlib* source, const std::vector<int>& paths, const std:
                  ZEMU_pathlib* target) {
     ZEMU_free_pathlib(target);
     if (!paths.empty()) {
-        target->path = static_cast<ZEMU_path*>(malloc(sizeof(ZEMU_path) * paths.size()));
-        if (target->path == nullptr) return 1;
+        if (zemu_kernel::resize_array(&target->path, static_cast<int>(paths.size()))) return 1;
         for (size_t i = 0; i < paths.size(); i++) target->path[i] = source->path[paths[i]];
         target->total_path = static_cast<int>(paths.size());
     }
     if (!allpaths.empty()) {
-        target->allpath = static_cast<ZEMU_allpath*>(malloc(sizeof(ZEMU_allpath) * allpaths.size()));
-        if (target->allpath == nullptr) return 1;
+        if (zemu_kernel::resize_array(&target->allpath, static_cast<int>(allpaths.size()))) return 1;
         for (size_t i = 0; i < allpaths.size(); i++) target->allpath[i] = source->allpath[allpaths[i]];
         target->total_allpath = static_cast<int>(allpaths.size());
     }
@@ -317,6 +312,86 @@ void ZEMU_reorder_int_list(int* list, int total, int k) {
 // Percolating backbone
 // ---------------------------------------------------------------------------
 
+namespace {
+
+// The backbone of cluster `clust` of `pathlib` as the two libraries (the
+// kept path types with all their copies; the same types with only the copies
+// of the piece that carries the top path). 0, 1 when memory runs out, -1 when
+// a network analysis fails (it has said why).
+int find_backbone(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_cluster* clust, ZEMU_pathlib* backbone_pathlib_sym,
+                  ZEMU_pathlib* backbone_pathlib, int complete) {
+    const int top = clust->ID;
+    const int dimension = clust->dimension;
+    const int ribbon = clust->ribbon;
+    zemu_kernel::ScopedPathlib trial;
+    std::vector<char> kept(static_cast<size_t>(pathlib->total_path > 0 ? pathlib->total_path : 0), 0);
+    for (int i = 0; i < clust->total_path; i++)
+        if (valid_path_index(pathlib, clust->path[i])) kept[clust->path[i]] = 1;
+
+    // Candidates: every type but the top one, highest saddle first, then the higher index.
+    std::vector<int> candidates;
+    for (int k = 0; k < pathlib->total_path; k++)
+        if (kept[k] && k != top) candidates.push_back(k);
+    std::sort(candidates.begin(), candidates.end(), [pathlib](int a, int b) {
+        double ea = pathlib->path[a].saddle_energy, eb = pathlib->path[b].saddle_energy;
+        if (ea != eb) return ea > eb;
+        return a > b;
+    });
+
+    const std::vector<int> type = allpath_types(pathlib);
+    std::vector<int> all_paths(kept.size());
+    for (size_t k = 0; k < kept.size(); k++) all_paths[k] = static_cast<int>(k);
+    auto kept_allpaths = [&]() {
+        std::vector<int> members;
+        for (size_t z = 0; z < type.size(); z++)
+            if (type[z] >= 0 && kept[type[z]]) members.push_back(static_cast<int>(z));
+        return members;
+    };
+
+    bool dropped = true;
+    while (dropped) {
+        dropped = false;
+        for (int k : candidates) {
+            if (!kept[k]) continue;
+            kept[k] = 0;
+            if (make_library(pathlib, all_paths, kept_allpaths(), trial.get())) return 1;
+            int verdict = library_percolates_like(cube, trial.get(), top, dimension, ribbon);
+            if (verdict < 0) return -1;
+            if (verdict == 1)
+                dropped = true;
+            else
+                kept[k] = 1;
+        }
+        if (!complete) break;
+    }
+
+    // The one connected piece that carries the top path: the first that
+    // percolates like the cluster on its own, else the first that carries it.
+    std::vector<int> piece_taken;
+    bool have_piece = false;
+    for (const std::vector<int>& piece : flood_pieces(pathlib, kept_allpaths())) {
+        bool has_top = false;
+        for (int z : piece) has_top = has_top || type[z] == top;
+        if (!has_top) continue;
+        if (make_library(pathlib, all_paths, piece, trial.get())) return 1;
+        int verdict = library_percolates_like(cube, trial.get(), top, dimension, ribbon);
+        if (verdict < 0) return -1;
+        if (!have_piece || verdict == 1) piece_taken = piece;
+        have_piece = true;
+        if (verdict == 1) break;
+    }
+
+    std::vector<int> kept_paths;
+    for (size_t k = 0; k < kept.size(); k++)
+        if (kept[k]) kept_paths.push_back(static_cast<int>(k));
+    if (make_library(pathlib, kept_paths, std::vector<int>(), backbone_pathlib_sym) ||
+        make_library(pathlib, kept_paths, piece_taken, backbone_pathlib))
+        return 1;
+    return 0;
+}
+
+}  // namespace
+
 int ZEMU_get_percolating_cluster_backbone(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_cluster* clust,
                                           ZEMU_pathlib* backbone_pathlib_sym, ZEMU_cluster_list* backbone_clust_sym,
                                           ZEMU_pathlib* backbone_pathlib, ZEMU_cluster_list* backbone_clust,
@@ -328,84 +403,14 @@ int ZEMU_get_percolating_cluster_backbone(ZEMU_cube* cube, ZEMU_pathlib* pathlib
     backbone_clust_sym->total = 0;
     backbone_clust->total = 0;
 
-    const int top = clust->ID;
-    const int dimension = clust->dimension;
-    const int ribbon = clust->ribbon;
-    ZEMU_pathlib trial;
-    ZEMU_init_pathlib(&trial);
+    int status;
     try {
-        std::vector<char> kept(static_cast<size_t>(pathlib->total_path > 0 ? pathlib->total_path : 0), 0);
-        for (int i = 0; i < clust->total_path; i++)
-            if (valid_path_index(pathlib, clust->path[i])) kept[clust->path[i]] = 1;
-
-        // Candidates: every type but the top one, highest saddle first, then the higher index.
-        std::vector<int> candidates;
-        for (int k = 0; k < pathlib->total_path; k++)
-            if (kept[k] && k != top) candidates.push_back(k);
-        std::sort(candidates.begin(), candidates.end(), [pathlib](int a, int b) {
-            double ea = pathlib->path[a].saddle_energy, eb = pathlib->path[b].saddle_energy;
-            if (ea != eb) return ea > eb;
-            return a > b;
-        });
-
-        const std::vector<int> type = allpath_types(pathlib);
-        std::vector<int> all_paths(kept.size());
-        for (size_t k = 0; k < kept.size(); k++) all_paths[k] = static_cast<int>(k);
-        auto kept_allpaths = [&]() {
-            std::vector<int> members;
-            for (size_t z = 0; z < type.size(); z++)
-                if (type[z] >= 0 && kept[type[z]]) members.push_back(static_cast<int>(z));
-            return members;
-        };
-
-        bool dropped = true;
-        while (dropped) {
-            dropped = false;
-            for (int k : candidates) {
-                if (!kept[k]) continue;
-                kept[k] = 0;
-                if (make_library(pathlib, all_paths, kept_allpaths(), &trial)) throw std::bad_alloc();
-                int verdict = library_percolates_like(cube, &trial, top, dimension, ribbon);
-                if (verdict < 0) {
-                    ZEMU_free_pathlib(&trial);
-                    return 1;
-                }
-                if (verdict == 1)
-                    dropped = true;
-                else
-                    kept[k] = 1;
-            }
-            if (!complete) break;
-        }
-
-        // The one connected piece that carries the top path: the first that
-        // percolates like the cluster on its own, else the first that carries it.
-        std::vector<int> piece_taken;
-        bool have_piece = false;
-        for (const std::vector<int>& piece : flood_pieces(pathlib, kept_allpaths())) {
-            bool has_top = false;
-            for (int z : piece) has_top = has_top || type[z] == top;
-            if (!has_top) continue;
-            if (make_library(pathlib, all_paths, piece, &trial)) throw std::bad_alloc();
-            int verdict = library_percolates_like(cube, &trial, top, dimension, ribbon);
-            if (verdict < 0) {
-                ZEMU_free_pathlib(&trial);
-                return 1;
-            }
-            if (!have_piece || verdict == 1) piece_taken = piece;
-            have_piece = true;
-            if (verdict == 1) break;
-        }
-        ZEMU_free_pathlib(&trial);
-
-        std::vector<int> kept_paths;
-        for (size_t k = 0; k < kept.size(); k++)
-            if (kept[k]) kept_paths.push_back(static_cast<int>(k));
-        if (make_library(pathlib, kept_paths, std::vector<int>(), backbone_pathlib_sym) ||
-            make_library(pathlib, kept_paths, piece_taken, backbone_pathlib))
-            throw std::bad_alloc();
+        status = find_backbone(cube, pathlib, clust, backbone_pathlib_sym, backbone_pathlib, complete);
     } catch (const std::bad_alloc&) {
-        ZEMU_free_pathlib(&trial);
+        status = 1;
+    }
+    if (status < 0) return 1;
+    if (status > 0) {
         fprintf(stderr, "Error: Memory allocation problem in ZEMU_get_percolating_cluster_backbone()\n");
         return 1;
     }
@@ -445,7 +450,7 @@ struct Backbone {
 
 // The best joining walk found so far.
 struct BestRoute {
-    double dist = kNoRoute;
+    double dist = zemu_kernel::kNoValue;
     int* path = nullptr;
     int length = 0;
     ~BestRoute() { free(path); }
@@ -453,7 +458,7 @@ struct BestRoute {
         free(path);
         path = nullptr;
         length = 0;
-        dist = kNoRoute;
+        dist = zemu_kernel::kNoValue;
     }
     int find(ZEMU_graph* graph, int source, int target) {
         return ZEMU_find_best_shortest_path(&dist, &path, &length, graph, source, target);
@@ -524,7 +529,7 @@ int extend_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway
             ZEMU_path* P = &pathlib->path[pk];
             if (best.find(graph, P->start_type, S) || best.find(graph, P->end_type, S)) return 1;
             if (S != T && (best.find(graph, P->end_type, T) || best.find(graph, P->start_type, T))) return 1;
-            if (best.dist < kNoRoute && best.length > 0) last_vertex = best.path[best.length - 1];
+            if (best.dist < zemu_kernel::kNoValue && best.length > 0) last_vertex = best.path[best.length - 1];
         }
         if (best.length > 0) {
             for (int i = 0; i < r->total_path; i++) {
@@ -538,7 +543,7 @@ int extend_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway
     } else if (r->total_path > 0 && reference_path_index(pathlib, r->path[r->total_path - 1]) >= 0) {
         int from = exit_type(pathlib, r->path[r->total_path - 1]);
         if (best.find(graph, from, S) || best.find(graph, from, T)) return 1;
-        if (best.dist < kNoRoute && best.length > 0) last_vertex = best.path[best.length - 1];
+        if (best.dist < zemu_kernel::kNoValue && best.length > 0) last_vertex = best.path[best.length - 1];
     }
 
     if (ZEMU_append_minima_path_to_reaction_pathway(pathlib, r, best.path, best.length)) {
@@ -799,11 +804,7 @@ ZEMU_cubeloc make_loc(int x, int y, int z) {
     return l;
 }
 
-// Image of minimum m shifted by whole cells (cx, cy, cz).
-ZEMU_cubeloc minimum_image(ZEMU_cube* cube, int m, int cx, int cy, int cz) {
-    ZEMU_minima* mm = &cube->minima[m];
-    return make_loc(mm->x + cx * cube->a_grid, mm->y + cy * cube->b_grid, mm->z + cz * cube->c_grid);
-}
+using zemu_kernel::minimum_image;
 
 ZEMU_cubeloc saddle_point(ZEMU_cube* cube, int s) {
     return make_loc(cube->saddle[s].x, cube->saddle[s].y, cube->saddle[s].z);
@@ -952,12 +953,9 @@ int stationary_point_at(const T* list, int total, ZEMU_cube_triple_index p) {
 }
 
 ZEMU_cube_triple_index cell_point(ZEMU_cube* cube, ZEMU_path_triple_index p) {
-    ZEMU_cube_triple_index c = ZEMU_shift_index_xyz(cube, p.x, p.y, p.z);
-    // The wrap maps -2n, -3n ... onto n: that is plane 0.
-    if (c.x == cube->a_grid) c.x = 0;
-    if (c.y == cube->b_grid) c.y = 0;
-    if (c.z == cube->c_grid) c.z = 0;
-    return c;
+    using zemu_kernel::wrap_onto_grid;
+    return ZEMU_cube_triple_index{wrap_onto_grid(p.x, cube->a_grid), wrap_onto_grid(p.y, cube->b_grid),
+                                  wrap_onto_grid(p.z, cube->c_grid)};
 }
 
 double point_distance(ZEMU_cube* cube, ZEMU_path_triple_index a, ZEMU_path_triple_index b) {

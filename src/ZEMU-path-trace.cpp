@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -248,7 +249,7 @@ int ZEMU_concatenate_grid_path(ZEMU_cube* cube, ZEMU_grid_path* path_one, ZEMU_g
 }
 
 void ZEMU_refresh_path_saddle(ZEMU_cube* cube, ZEMU_grid_path* path) {
-    double best = -999999.0;
+    double best = -zemu_kernel::kNoValue;
     path->saddle = 0;
     for (int i = 0; i < path->length; i++) {
         double e = ZEMU_get_gridpath_point_energy(cube, path->grid[i]);

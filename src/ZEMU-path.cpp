@@ -1,5 +1,6 @@
 // Path records, growable lists, the path library and its edits.
 #include "ZEMU-path.h"
+#include "ZEMU-kernel.h"
 
 #include <climits>
 #include <cmath>
@@ -11,31 +12,13 @@ int debug_flag = 0;
 
 namespace {
 
-// Resizes a malloc'ed array to n elements; n = 0 releases it. Returns 0 on
-// success; on failure the old block is kept as it was and 1 is returned.
-template <typename T>
-int resize_array(T** array, int n) {
-    if (n <= 0) {
-        free(*array);
-        *array = nullptr;
-        return 0;
-    }
-    T* grown = static_cast<T*>(realloc(*array, sizeof(T) * static_cast<size_t>(n)));
-    if (grown == nullptr) return 1;
-    *array = grown;
-    return 0;
-}
+using zemu_kernel::grown_capacity;
+using zemu_kernel::resize_array;
 
-// Capacity after appending to a full list: the count when it was empty, else doubled.
+// The appenders have no failure result: running out of memory ends the program.
 [[noreturn]] void append_failed() {
     fprintf(stderr, "Error: Memory allocation problem appending to list \n");
     exit(1);
-}
-
-int grown_capacity(int alloc, int needed) {
-    if (alloc <= 0) return needed;
-    if (alloc > INT_MAX / 2) append_failed();
-    return alloc * 2 >= needed ? alloc * 2 : needed;
 }
 
 }  // namespace
@@ -489,22 +472,20 @@ int ZEMU_bubblesort_pathlib(ZEMU_pathlib* pathlib) {
 // ---------------------------------------------------------------------------
 
 double ZEMU_find_loc_distance(ZEMU_cube* cube, ZEMU_cubeloc loc1, ZEMU_cubeloc loc2) {
-    double fa = static_cast<double>(loc1.x - loc2.x) / cube->a_grid;
-    double fb = static_cast<double>(loc1.y - loc2.y) / cube->b_grid;
-    double fc = static_cast<double>(loc1.z - loc2.z) / cube->c_grid;
-    return sqrt(fa * fa * cube->d1 + fb * fb * cube->d2 + fc * fc * cube->d3 + fa * fb * cube->d4 +
-                fb * fc * cube->d5 + fa * fc * cube->d6);
+    return zemu_kernel::metric_length(cube, static_cast<double>(loc1.x - loc2.x) / cube->a_grid,
+                                      static_cast<double>(loc1.y - loc2.y) / cube->b_grid,
+                                      static_cast<double>(loc1.z - loc2.z) / cube->c_grid);
 }
 
 double ZEMU_find_loc_distance_celledge(ZEMU_cube* cube, ZEMU_cubeloc loc) {
     printf("Finding loc distance to celledge \n");
-    double best = 999999.0;
+    double best = zemu_kernel::kNoValue;
     printf("%.3f \n", best);
 
     ZEMU_cubeloc cell = loc;
-    if (cube->a_grid > 0) cell.x = ((loc.x % cube->a_grid) + cube->a_grid) % cube->a_grid;
-    if (cube->b_grid > 0) cell.y = ((loc.y % cube->b_grid) + cube->b_grid) % cube->b_grid;
-    if (cube->c_grid > 0) cell.z = ((loc.z % cube->c_grid) + cube->c_grid) % cube->c_grid;
+    if (cube->a_grid > 0) cell.x = zemu_kernel::wrap_onto_grid(loc.x, cube->a_grid);
+    if (cube->b_grid > 0) cell.y = zemu_kernel::wrap_onto_grid(loc.y, cube->b_grid);
+    if (cube->c_grid > 0) cell.z = zemu_kernel::wrap_onto_grid(loc.z, cube->c_grid);
 
     ZEMU_cubeloc face = cell;
     face.x = 2 * cell.x > cube->a_grid ? cube->a_grid : 0;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -63,7 +64,6 @@ int collect_ion_positions(ZEMU_cif* cif, std::vector<ZEMU_ion_position>& positio
 // The minima nearest to the copy's grid point, all at the same distance as the
 // nearest (within 1e-7); stored in pos->minima. Returns their count, -1 on failure.
 int find_sharing_minima(ZEMU_cube* cube, ZEMU_ion_position* pos) {
-    const double kEmpty = 999999.0;  // distance of an unfilled search entry
     int gx = grid_index_of_fraction(pos->x, cube->a_grid);
     int gy = grid_index_of_fraction(pos->y, cube->b_grid);
     int gz = grid_index_of_fraction(pos->z, cube->c_grid);
@@ -77,7 +77,7 @@ int find_sharing_minima(ZEMU_cube* cube, ZEMU_ion_position* pos) {
     }
     int n = 0;
     double d0 = nearest.distance[0];
-    while (n < ZEMU_MAX_ION_DELOCALISED_SITES && nearest.distance[n] < kEmpty &&
+    while (n < ZEMU_MAX_ION_DELOCALISED_SITES && nearest.distance[n] < zemu_kernel::kNoValue &&
            ZEMU_cif_equal_dbl(nearest.distance[n], d0)) {
         pos->minima[n] = nearest.index[n];
         ++n;
@@ -169,7 +169,7 @@ int ZEMU_assign_ion_to_sites(ZEMU_cube* cube, ZEMU_cif* cif) {
     return 0;
 }
 
-void ZEMU_assign_interstitial_labels(ZEMU_cube* cube, ZEMU_cif* cif) {
+void ZEMU_assign_interstitial_labels(ZEMU_cube* cube, ZEMU_cif*) {
     int counter = 0;
     int i = 0;
     while (i < cube->total_minima) {

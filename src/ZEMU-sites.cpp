@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -372,7 +373,7 @@ bool near_periodic(ZEMU_cube* cube, int x, int y, int z, int px, int py, int pz)
 }
 
 // Wraps v into 0..n-1 (any integer, any number of cells); v itself without a grid.
-int wrap_index(int v, int n) { return n > 0 ? ((v % n) + n) % n : v; }
+int wrap_index(int v, int n) { return n > 0 ? zemu_kernel::wrap_onto_grid(v, n) : v; }
 
 // The saddle clean-up removes types and single points in a fixed order. The
 // removals are marked here and carried out in one pass at the end; the result
@@ -524,29 +525,23 @@ int thin_saddle_plateaus(ZEMU_cube* cube) {
         if (!saddle_type_run(cube, t, &start, &end)) continue;
         for (int i = start; i < end; ++i) {
             if (removal.removed(i)) continue;
-            ZEMU_same_energy_grid_list plateau;
-            ZEMU_init_same_energy_grid_list(&plateau);
+            zemu_kernel::ScopedPlateau flood;
+            ZEMU_same_energy_grid_list& plateau = *flood.get();
             ZEMU_saddle* s = &cube->saddle[i];
             if (ZEMU_find_same_energy_neighbours(cube, &plateau, s->x, s->y, s->z) == 1) {
-                ZEMU_free_same_energy_grid_list(&plateau);
                 status = 1;
                 break;
             }
             if (plateau.total > kLargestPlateau) {
-                ZEMU_free_same_energy_grid_list(&plateau);
                 removal.remove_type(t, start, end);
                 break;
             }
-            double sx = 0.0, sy = 0.0, sz = 0.0;
-            for (int p = 0; p < plateau.total; ++p) {
-                sx += plateau.item[p].x;
-                sy += plateau.item[p].y;
-                sz += plateau.item[p].z;
-            }
             if (plateau.total > 0) {
-                s->tx = sx / plateau.total;
-                s->ty = sy / plateau.total;
-                s->tz = sz / plateau.total;
+                double mean[3];
+                zemu_kernel::plateau_mean(&plateau, 1, 1, 1, mean);
+                s->tx = mean[0];
+                s->ty = mean[1];
+                s->tz = mean[2];
             }
             for (int p = 0; p < plateau.total; ++p) {
                 const ZEMU_cube_triple_index& q = plateau.item[p];
@@ -559,7 +554,6 @@ int thin_saddle_plateaus(ZEMU_cube* cube) {
                     break;
                 }
             }
-            ZEMU_free_same_energy_grid_list(&plateau);
         }
     }
     if (removal.apply()) return 1;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -20,19 +21,11 @@ const int kSmoothShell = 5;
 const double kSmoothSigma = 0.15;
 const double kSqrtTwoPi = 2.5066282746310002;
 
-// Growth shared by both point arrays: to the count when empty, else doubled (at least to the count).
+// Growth shared by both point arrays, saying so when memory runs out.
 int grow_points(ZEMU_xyz_int** array, int count, int* cap) {
-    if (count <= *cap) return 0;
-    long long wanted = *cap == 0 ? count : 2LL * *cap;
-    if (wanted < count) wanted = count;
-    ZEMU_xyz_int* grown = (ZEMU_xyz_int*)realloc(*array, (size_t)wanted * sizeof(ZEMU_xyz_int));
-    if (grown == nullptr) {
-        fprintf(stderr, "Error: Memory allocation problem\n");
-        return 1;
-    }
-    *array = grown;
-    *cap = (int)wanted;
-    return 0;
+    if (zemu_kernel::grow_array(array, count, cap) == 0) return 0;
+    fprintf(stderr, "Error: Memory allocation problem\n");
+    return 1;
 }
 
 // Replaces both point lists of the grid by empty ones.

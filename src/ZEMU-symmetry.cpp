@@ -172,7 +172,7 @@ int ZEMU_round_copies(double a, int b) {
     return (int)std::lround(a);
 }
 
-void ZEMU_condense_copies(ZEMU_cif* cif, ZEMU_cube* cube, ZEMU_symcopies* copies, int radius) {
+void ZEMU_condense_copies(ZEMU_cif*, ZEMU_cube* cube, ZEMU_symcopies* copies, int radius) {
     if (!grid_is_valid(cube)) return;
     const ZEMU_symcopies input = *copies;
     copies->total = 0;

@@ -9,10 +9,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -24,7 +24,6 @@ const int VESTA_ELEMENT_CHARS = 10;    // characters of a label searched for the
 const int VESTA_SYMOP_CHARS = 30;      // characters of an operation text parsed
 const double VESTA_BOND_VALENCE_SHARE = 4.25;  // bond valence limit: ox / (4.25 cn)
 
-using FilePtr = std::unique_ptr<FILE, int (*)(FILE*)>;
 
 // Text of a fixed-size label field, which need not be terminated when full.
 std::string field_text(const char* field, size_t size)
@@ -131,7 +130,7 @@ double ZEMU_maximum_pair_distance(char* cation, char* anion, double ox_1, double
         fprintf(stderr, "Error: Cannot load database_binary.dat!\n");
         return -1.0;
     }
-    FilePtr closer(fp, fclose);
+    zemu_kernel::File closer(fp);
     const int cation_ox = truncate_to_int(ox_1);
     const int anion_ox = truncate_to_int(ox_2);
 
@@ -312,7 +311,7 @@ int ZEMU_print_vesta_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathli
         fprintf(stderr, "Error: Unable to write to ZEMU.vesta\n");
         return 1;
     }
-    FilePtr closer(fpw, fclose);
+    zemu_kernel::File closer(fpw);
 
     fputs("#VESTA_FORMAT_VERSION 3.3.0\n", fpw);
     fputs("CRYSTAL\n", fpw);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 #include "ZEMU-path.h"
 
 namespace pathbuild_test {
@@ -110,12 +111,7 @@ bool joins(const ZEMU_path& p, int m1, int m2) {
     return (p.start == m1 && p.end == m2) || (p.start == m2 && p.end == m1);
 }
 
-ZEMU_cubeloc image_of(ZEMU_cube* cube, int m, int cx, int cy, int cz) {
-    ZEMU_cubeloc loc;
-    ZEMU_assign_loc(&loc, cube->minima[m].x + cx * cube->a_grid, cube->minima[m].y + cy * cube->b_grid,
-                    cube->minima[m].z + cz * cube->c_grid);
-    return loc;
-}
+using zemu_kernel::minimum_image;
 
 // Reference filter: the redundancy passes as plain scans over every pair,
 // restarting from the first copy after every deletion. `pick` names the copy
@@ -148,10 +144,10 @@ int reference_filter(ZEMU_cube* cube, ZEMU_pathlib* lib) {
     return sweep([cube, lib](int i, int j) {
         ZEMU_allpath *a = &lib->allpath[i], *b = &lib->allpath[j];
         if (!ZEMU_is_allpath_equal(a, b, 5)) return -1;
-        ZEMU_cubeloc si = image_of(cube, a->start, a->start_crossx, a->start_crossy, a->start_crossz);
-        ZEMU_cubeloc ei = image_of(cube, a->end, a->end_crossx, a->end_crossy, a->end_crossz);
-        ZEMU_cubeloc sj = image_of(cube, b->start, b->start_crossx, b->start_crossy, b->start_crossz);
-        ZEMU_cubeloc ej = image_of(cube, b->end, b->end_crossx, b->end_crossy, b->end_crossz);
+        ZEMU_cubeloc si = minimum_image(cube, a->start, a->start_crossx, a->start_crossy, a->start_crossz);
+        ZEMU_cubeloc ei = minimum_image(cube, a->end, a->end_crossx, a->end_crossy, a->end_crossz);
+        ZEMU_cubeloc sj = minimum_image(cube, b->start, b->start_crossx, b->start_crossy, b->start_crossz);
+        ZEMU_cubeloc ej = minimum_image(cube, b->end, b->end_crossx, b->end_crossy, b->end_crossz);
         auto direct = [&](ZEMU_cubeloc p, ZEMU_cubeloc q) {
             return ZEMU_is_direct_path_between_minima(cube, lib, p.x, p.y, p.z, q.x, q.y, q.z) == 1;
         };
@@ -405,8 +401,8 @@ TEST(PathBuild, EverySaddleOfTheTypeGetsItsCopyWithMatchingDistances) {
         const ZEMU_allpath& ap = g.lib.allpath[n];
         ZEMU_cubeloc s;
         ZEMU_assign_loc(&s, g.cube.saddle[ap.saddle].x, g.cube.saddle[ap.saddle].y, g.cube.saddle[ap.saddle].z);
-        ZEMU_cubeloc st = image_of(&g.cube, ap.start, ap.start_crossx, ap.start_crossy, ap.start_crossz);
-        ZEMU_cubeloc en = image_of(&g.cube, ap.end, ap.end_crossx, ap.end_crossy, ap.end_crossz);
+        ZEMU_cubeloc st = minimum_image(&g.cube, ap.start, ap.start_crossx, ap.start_crossy, ap.start_crossz);
+        ZEMU_cubeloc en = minimum_image(&g.cube, ap.end, ap.end_crossx, ap.end_crossy, ap.end_crossz);
         // Each copy joins the two minima next to its own saddle, at the representative's distances.
         EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, st), sqrt(2.0), 1e-12);
         EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, en), sqrt(5.0), 1e-12);
@@ -452,6 +448,26 @@ TEST(PathBuild, CopiesNeedBothMinimaNotAboveTheSaddle) {
     g.cube.minima[1].e = 1.5;  // now above the path's saddle energy
     ASSERT_EQ(g.build_copies(), 0);
     EXPECT_EQ(g.lib.total_allpath, 0);
+}
+
+TEST(PathBuild, CopiesThatCannotBeStoredAreReportedAndLeaveNone) {
+    Landscape g;
+    g.saddle(8, 8, 8, 1.0);
+    g.joined(8, 8, 8, 6, 8, 8, 0.0);
+    g.joined(8, 8, 8, 10, 8, 8, 0.0);
+    g.group();
+    ASSERT_EQ(g.build(), 0);
+    zemu_kernel::fail_allocation_countdown = 1;
+    testing::internal::CaptureStderr();
+    int status = g.build_copies();
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(zemu_kernel::fail_allocation_countdown, 0);
+    zemu_kernel::fail_allocation_countdown = 0;
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(err, "Error: Memory allocation problem in ZEMU_build_allpaths()\n");
+    EXPECT_EQ(g.lib.total_allpath, 0);
+    ASSERT_EQ(g.build_copies(), 0);  // and the next build stores them
+    EXPECT_EQ(g.lib.total_allpath, 1);
 }
 
 // --- Redundancy filtering ---

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ZEMU-kernel.h"
 #include "ZEMU.h"
 #include "ZEMU-path.h"
 #include "cmd_fixtures.h"
@@ -481,6 +482,32 @@ TEST(PercolatingBackbone, RedundantParallelTypeIsDroppedAndTheNeededOneKept) {
         ASSERT_EQ(b.full_clusters.total, 1);
         EXPECT_EQ(b.full_clusters.clust[0].dimension, 1);
     }
+}
+
+TEST(PercolatingBackbone, EachFailedAllocationIsReportedAndLeavesTheLibrariesReleasable) {
+    // The 1st, 2nd ... allocation of the search fails, until the search needs no more.
+    int failures = 0;
+    for (int nth = 1; nth <= 200; nth++) {
+        SCOPED_TRACE(nth);
+        TwoTypeChain net(true);
+        Backbone b;
+        ASSERT_EQ(ZEMU_analyze_network(&net.cube, &net.lib, &b.clusters), 0);
+        zemu_kernel::fail_allocation_countdown = nth;
+        testing::internal::CaptureStderr();
+        int status = ZEMU_get_percolating_cluster_backbone(&net.cube, &net.lib, &b.clusters.clust[0], &b.sym,
+                                                           &b.sym_clusters, &b.full, &b.full_clusters, 1);
+        std::string err = testing::internal::GetCapturedStderr();
+        const bool failed_one = zemu_kernel::fail_allocation_countdown == 0;
+        zemu_kernel::fail_allocation_countdown = 0;
+        if (!failed_one) {
+            EXPECT_EQ(status, 0);
+            break;
+        }
+        EXPECT_EQ(status, 1);
+        EXPECT_NE(err.find("Memory allocation problem"), std::string::npos) << err;
+        failures++;
+    }
+    EXPECT_GE(failures, 3);
 }
 
 TEST(PercolatingBackbone, CopiesOfAnUnconnectedPieceStayOut) {

@@ -122,7 +122,7 @@ TEST_P(InMemoryRun, WritesTheProgramsFilesByteForByte) {
 
 INSTANTIATE_TEST_SUITE_P(Bundled, InMemoryRun,
                          testing::Values(Example{"LiFePO4", "Li1+"}, Example{"Na2UO4", "Na1+"}),
-                         [](const testing::TestParamInfo<Example>& info) { return std::string(info.param.dir); });
+                         [](const testing::TestParamInfo<Example>& example) { return std::string(example.param.dir); });
 
 TEST(InMemoryAnalysis, CeilingTakesTheExactInverseWhereTheProgramKeepsItsOwn) {
     // --max 10 with the identity scaling: the program's inverse gives 1 eV, the exact one 10 eV

@@ -110,7 +110,7 @@ TEST(ScreenCommand, BrokenFilesCostTheirOwnRowsAndKeptFilesArePerStructure) {
     const std::string cif = zemu_test::slurp(zemu_test::source_file("examples/LiFePO4/structure.cif"));
     dir.write("set/truncated.cif", cif.substr(0, cif.size() / 2));
     dir.write("set/empty.cif", "");
-    const char junk[] = "\x7f" "ELF\x01\x02\x00\xff garbage";
+    const char junk[] = "\x7f" "ELF\x01\x02\x00\xff garbage";  // binary, with a NUL inside
     dir.write("set/junk.cif", std::string(junk, sizeof junk - 1));
     RunResult r = screen(dir, {"--ion", "Li1+", "-j", "2", "-o", "rows.csv", "--keep", "kept", "set"});
     ASSERT_EQ(r.status, 0) << r.err;
