@@ -246,6 +246,9 @@ int ZEMU_calc_bv_sum(ZEMU_cif* cif, ZEMU_bv_bin* bin);
 int ZEMU_print_bv_sum(ZEMU_cif* cif, FILE* fpw);
 // Global instability index; -1.0 when the matrix or the sums cannot be computed.
 double ZEMU_calc_GII(ZEMU_cif* cif);
+// Global instability index from the bond valence sums already on the sites; with
+// print_sites, one line per site as ZEMU_calc_GII prints them. -1.0 when no site has weight.
+double ZEMU_GII_from_bv_sums(ZEMU_cif* cif, int print_sites);
 int ZEMU_print_GII(ZEMU_cif* cif, FILE* fpw);
 // Sum of occ * ox * mul over the asymmetric unit (also stored in unit_cell_charge).
 double ZEMU_calc_unit_cell_charge(ZEMU_cif* cif);

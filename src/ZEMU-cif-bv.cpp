@@ -331,6 +331,23 @@ int ZEMU_print_bv_sum(ZEMU_cif* cif, FILE* fpw)
 // Global instability index and cell charge
 // ---------------------------------------------------------------------------
 
+double ZEMU_GII_from_bv_sums(ZEMU_cif* cif, int print_sites)
+{
+    double weighted = 0.0, weight = 0.0;
+    for (int s = 0; s < cif->site_no; s++) {
+        const ZEMU_site& site = cif->site[s];
+        const double dev = site.ox - site.bv_sum;
+        weighted += dev * dev * site.mul * site.occ;
+        weight += site.mul * site.occ;
+        if (print_sites)
+            printf("%.*s : %f Ox %f Mul %d Occ %f\n", (int)sizeof site.label, site.label, site.bv_sum, site.ox,
+                   site.mul, site.occ);
+    }
+    // No sites (or no weight) leave the index undefined: reported as not computable.
+    if (!(weight != 0.0)) return -1.0;
+    return std::sqrt(weighted / weight);
+}
+
 double ZEMU_calc_GII(ZEMU_cif* cif)
 {
     ZEMU_bv_bin bin;
@@ -338,19 +355,7 @@ double ZEMU_calc_GII(ZEMU_cif* cif)
     const int failed = ZEMU_build_bv_bin(cif, &bin) != 0 || ZEMU_calc_bv_sum(cif, &bin) != 0;
     ZEMU_free_bv_bin(&bin);
     if (failed) return -1.0;
-
-    double weighted = 0.0, weight = 0.0;
-    for (int s = 0; s < cif->site_no; s++) {
-        const ZEMU_site& site = cif->site[s];
-        const double dev = site.ox - site.bv_sum;
-        weighted += dev * dev * site.mul * site.occ;
-        weight += site.mul * site.occ;
-        printf("%.*s : %f Ox %f Mul %d Occ %f\n", (int)sizeof site.label, site.label, site.bv_sum, site.ox, site.mul,
-               site.occ);
-    }
-    // No sites (or no weight) leave the index undefined: reported as not computable.
-    if (!(weight != 0.0)) return -1.0;
-    return std::sqrt(weighted / weight);
+    return ZEMU_GII_from_bv_sums(cif, 1);
 }
 
 int ZEMU_print_GII(ZEMU_cif* cif, FILE* fpw)

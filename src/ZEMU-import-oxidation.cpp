@@ -147,15 +147,7 @@ double ZEMU_import_gii(ZEMU_cif* cif) {
     const int failed = ZEMU_build_bv_bin_text(cif, &bin, text, size) != 0 || ZEMU_calc_bv_sum(cif, &bin) != 0;
     ZEMU_free_bv_bin(&bin);
     if (failed) return -1.0;
-    double weighted = 0.0, weight = 0.0;
-    for (int s = 0; s < cif->site_no; s++) {
-        const ZEMU_site& site = cif->site[s];
-        const double dev = site.ox - site.bv_sum;
-        weighted += dev * dev * site.mul * site.occ;
-        weight += site.mul * site.occ;
-    }
-    if (!(weight > 0.0)) return -1.0;
-    return std::sqrt(weighted / weight);
+    return ZEMU_GII_from_bv_sums(cif, 0);
 }
 
 int ZEMU_import_assign_oxidation(ZEMU_cif* cif, std::vector<ZEMU_import_site>& sites, const std::string& given_text,
