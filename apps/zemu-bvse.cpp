@@ -2,6 +2,8 @@
 // from a crystal structure, written as a cube file that zemu reads.
 #include <CLI/CLI.hpp>
 
+#include "ZEMU-cli.h"
+
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -44,14 +46,8 @@ int main(int argc, char** argv)
     app.add_option("--oxi", oxi, "oxidation states fixed by hand, such as Fe=2,P=5,O=-2");
     app.add_option("--cif-out", cif_out, "also write the imported structure as a CIF file zemu reads");
     app.set_version_flag("--version", "zemu-bvse (ZEMU " ZEMU_VERSION ")");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& e) {
-        return app.exit(e);  // --help, --version
-    } catch (const CLI::ParseError& e) {
-        fprintf(stderr, "Error: %s (see --help)\n", e.what());
-        return 1;
-    }
+    int status = 0;
+    if (!ZEMU_cli_parse(app, argc, argv, &status)) return status;
     if (!grid.empty())
         for (int i = 0; i < 3; i++) options.grid[i] = grid[i];
     options.progress = 1;
@@ -76,7 +72,7 @@ int main(int argc, char** argv)
         ZEMU_free_cif(&cif);
         return refuse(structure_file, report.error);
     }
-    int status = 0;
+    status = 0;
     std::string error;
     if (!cif_out.empty() && ZEMU_import_write_cif(&cif, cif_out.c_str(), &error)) {
         ZEMU_free_cube(&cube);

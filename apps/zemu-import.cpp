@@ -6,6 +6,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "ZEMU-cli.h"
+
 #include "ZEMU-cif.h"
 #include "ZEMU-import.h"
 #include "ZEMU-version.h"
@@ -30,14 +32,8 @@ int main(int argc, char** argv) {
     app.add_option("--oxi", oxi, "oxidation states fixed by hand, e.g. Fe=2,P=5,O=-2");
     app.add_flag("--json", json, "print the summary as one JSON object");
     app.set_version_flag("--version", kVersion);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& e) {
-        return app.exit(e);  // --help, --version
-    } catch (const CLI::ParseError& e) {
-        fprintf(stderr, "Error: %s (see --help)\n", e.what());
-        return 1;
-    }
+    int status = 0;
+    if (!ZEMU_cli_parse(app, argc, argv, &status)) return status;
 
     ZEMU_import_options options;
     options.oxi = oxi;

@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "ZEMU-cli.h"
+
 #include "ZEMU-screen.h"
 #include "ZEMU-version.h"
 
@@ -32,14 +34,8 @@ int main(int argc, char** argv) {
     app.add_flag("--resume", resume, "skip the files already in the output file and append");
     app.set_version_flag("--version", "zemu-screen (ZEMU " ZEMU_VERSION ")");
     app.add_option("inputs", inputs, "CIF files and folders searched for *.cif")->required();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& e) {
-        return app.exit(e);  // --help, --version
-    } catch (const CLI::ParseError& e) {
-        fprintf(stderr, "Error: %s\n", e.what());
-        return 1;
-    }
+    int status = 0;
+    if (!ZEMU_cli_parse(app, argc, argv, &status)) return status;
 
     if (!shard.empty()) {
         std::string error;
