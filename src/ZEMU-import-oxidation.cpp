@@ -74,25 +74,18 @@ std::string join(const std::vector<std::string>& names) {
     return out;
 }
 
-// Every assignment of the unknowns that balances the charge, in enumeration order;
-// false when there are too many to try.
-bool balanced(const std::vector<Unknown>& unknowns, double fixed_charge, double tolerance,
-              std::vector<std::vector<int>>& found) {
+// Walks every assignment (one state per unknown) depth first in table order, calling
+// leaf(state, charge) at each complete one; keep(k, charge) may cut the branch below
+// unknown k. False when more than kMaxCombinations states were tried.
+template <class Keep, class Leaf>
+bool walk_assignments(const std::vector<Unknown>& unknowns, double fixed_charge, Keep keep, Leaf leaf) {
     long tried = 0;
-    // Remaining charge range of the unknowns after position k, for pruning.
-    std::vector<double> lo(unknowns.size() + 1, 0.0), hi(unknowns.size() + 1, 0.0);
-    for (size_t k = unknowns.size(); k-- > 0;) {
-        const auto mm = std::minmax_element(unknowns[k].states.begin(), unknowns[k].states.end());
-        lo[k] = lo[k + 1] + unknowns[k].weight * *mm.first;
-        hi[k] = hi[k + 1] + unknowns[k].weight * *mm.second;
-    }
     bool ok = true;
     std::vector<int> state(unknowns.size());
     auto visit = [&](auto&& self, size_t k, double charge) -> void {
-        if (!ok) return;
-        if (charge + lo[k] > tolerance || charge + hi[k] < -tolerance) return;
+        if (!ok || !keep(k, charge)) return;
         if (k == unknowns.size()) {
-            found.push_back(state);
+            leaf(state, charge);
             return;
         }
         for (int s : unknowns[k].states) {
@@ -108,32 +101,35 @@ bool balanced(const std::vector<Unknown>& unknowns, double fixed_charge, double 
     return ok;
 }
 
+// Every assignment of the unknowns that balances the charge, in enumeration order;
+// false when there are too many to try.
+bool balanced(const std::vector<Unknown>& unknowns, double fixed_charge, double tolerance,
+              std::vector<std::vector<int>>& found) {
+    // Remaining charge range of the unknowns after position k, for pruning.
+    std::vector<double> lo(unknowns.size() + 1, 0.0), hi(unknowns.size() + 1, 0.0);
+    for (size_t k = unknowns.size(); k-- > 0;) {
+        const auto mm = std::minmax_element(unknowns[k].states.begin(), unknowns[k].states.end());
+        lo[k] = lo[k + 1] + unknowns[k].weight * *mm.first;
+        hi[k] = hi[k + 1] + unknowns[k].weight * *mm.second;
+    }
+    return walk_assignments(
+        unknowns, fixed_charge,
+        [&](size_t k, double charge) { return !(charge + lo[k] > tolerance || charge + hi[k] < -tolerance); },
+        [&](const std::vector<int>& state, double) { found.push_back(state); });
+}
+
 // The assignment (one state per unknown) leaving the least charge, and that charge;
 // false when there are too many to try.
 bool closest(const std::vector<Unknown>& unknowns, double fixed_charge, std::vector<int>& best, double* best_charge) {
-    long tried = 0;
-    std::vector<int> state(unknowns.size());
     *best_charge = 1e300;
-    bool ok = true;
-    auto visit = [&](auto&& self, size_t k, double charge) -> void {
-        if (!ok) return;
-        if (k == unknowns.size()) {
+    const bool ok = walk_assignments(
+        unknowns, fixed_charge, [](size_t, double) { return true; },
+        [&](const std::vector<int>& state, double charge) {
             if (std::fabs(charge) < std::fabs(*best_charge)) {
                 *best_charge = charge;
                 best = state;
             }
-            return;
-        }
-        for (int s : unknowns[k].states) {
-            if (++tried > kMaxCombinations) {
-                ok = false;
-                return;
-            }
-            state[k] = s;
-            self(self, k + 1, charge + unknowns[k].weight * s);
-        }
-    };
-    visit(visit, 0, fixed_charge);
+        });
     return ok && !best.empty();
 }
 
