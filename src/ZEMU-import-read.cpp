@@ -50,6 +50,7 @@ using namespace zemu_import;
 namespace {
 
 const double kPi = 3.141592653589793;
+const double kMinSpacing = 0.5;  // Angstrom: thinnest lattice-plane spacing of a structure read
 
 // ---------------------------------------------------------------------------
 // Data block
@@ -158,6 +159,19 @@ int import_document(cif::Document& doc, const ZEMU_import_options* options, ZEMU
     const double ca = std::cos(al * kPi / 180.0), cb = std::cos(be * kPi / 180.0), cg = std::cos(ga * kPi / 180.0);
     const double v2 = 1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg;
     if (al >= 180.0 || be >= 180.0 || ga >= 180.0 || !(v2 > 1e-6)) refuse("cell angles do not make a cell");
+    // Every atom lies at least one interplanar spacing from its own images: a spacing
+    // below kMinSpacing is no crystal (and would make the neighbour searches endless).
+    const double cell_volume = a * b * c * std::sqrt(v2);
+    const double spacing[3] = {cell_volume / (b * c * std::sqrt(1.0 - ca * ca)),
+                               cell_volume / (a * c * std::sqrt(1.0 - cb * cb)),
+                               cell_volume / (a * b * std::sqrt(1.0 - cg * cg))};
+    for (int i = 0; i < 3; i++)
+        if (!(spacing[i] >= kMinSpacing)) {
+            char text[160];
+            snprintf(text, sizeof text, "cell too thin: the lattice planes across %c are %.4g A apart (atoms would "
+                     "sit that close to their own images)", "abc"[i], spacing[i]);
+            refuse(text);
+        }
     const gemmi::UnitCell cell(a, b, c, al, be, ga);
 
     Symmetry sym;

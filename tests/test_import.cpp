@@ -525,6 +525,10 @@ TEST(ImportRefusal, BadFilesAreRefusedWithTheirCause) {
         {kHeader + sites1 + "loop_\n_space_group_symop_magn_operation.id\n_space_group_symop_magn_operation.xyz\n"
                             "1 x,y,z\n",
          "magnetic symmetry operation"},
+        // Found by fuzzing: a cell 0.11 A thin made the bond-valence search take minutes.
+        {"data_x\n_cell_length_a 2.95\n_cell_length_b 0.114\n_cell_length_c 9.99\n_cell_angle_alpha 90\n"
+         "_cell_angle_beta 90\n_cell_angle_gamma 106.8\n" + sites1,
+         "cell too thin"},
         // Found by fuzzing: a number that overflows the triplet parser's arithmetic.
         {kHeader + "loop_\n_symmetry_equiv_pos_as_xyz\nx,y,z\nx+99999999999999999999/2,y,z\n" + sites1,
          "cannot be read"},
