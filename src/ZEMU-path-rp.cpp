@@ -160,48 +160,58 @@ int ZEMU_copy_cluster_append_rp_all(ZEMU_reaction_pathway_overall* rp_all, ZEMU_
     return 0;
 }
 
-int ZEMU_append_Euler_path_rpall(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all, int* Euler_path,
-                                 int Euler_path_length, double* Euler_path_weightage) {
+namespace {
+
+// Appends one reference per step of an Euler walk to the newest pathway of rp_all.
+// match(from, to, weight, &ref) updates ref for a matching path; the reference is
+// carried over from step to step on purpose, so a step that matches nothing repeats
+// the previous one (0 before the first match: a step that matched no path).
+template <class Match>
+int append_walk_references(ZEMU_reaction_pathway_overall* rp_all, const int* walk, int walk_length,
+                           const double* weight, Match match) {
     if (rp_all->total <= 0 || rp_all->rp == nullptr) return 1;
     ZEMU_reaction_pathway* rp = &rp_all->rp[rp_all->total - 1];
-    int ref = 0;  // carried over from step to step on purpose
-    for (int s = 0; s + 1 < Euler_path_length; s++) {
-        int from = Euler_path[s], to = Euler_path[s + 1];
-        double w = Euler_path_weightage[s];
-        for (int k = 0; k < pathlib->total_path; k++) {
-            ZEMU_path* p = &pathlib->path[k];
-            if (fabs(p->saddle_energy - w) >= kEnergyTolerance) continue;
-            if (p->start_type == from && p->end_type == to) ref = k + 1;
-            if (p->end_type == from && p->start_type == to) ref = -(k + 1);
-        }
-        // Before the first match the reference is 0: a step that matched no path.
+    int ref = 0;
+    for (int s = 0; s + 1 < walk_length; s++) {
+        match(walk[s], walk[s + 1], weight[s], &ref);
         if (ZEMU_append_path_to_reaction_pathway(rp, ref)) return 1;
     }
     return 0;
 }
 
+}  // namespace
+
+int ZEMU_append_Euler_path_rpall(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all, int* Euler_path,
+                                 int Euler_path_length, double* Euler_path_weightage) {
+    // The walk's vertices are path types.
+    return append_walk_references(rp_all, Euler_path, Euler_path_length, Euler_path_weightage,
+                                  [pathlib](int from, int to, double w, int* ref) {
+                                      for (int k = 0; k < pathlib->total_path; k++) {
+                                          ZEMU_path* p = &pathlib->path[k];
+                                          if (fabs(p->saddle_energy - w) >= kEnergyTolerance) continue;
+                                          if (p->start_type == from && p->end_type == to) *ref = k + 1;
+                                          if (p->end_type == from && p->start_type == to) *ref = -(k + 1);
+                                      }
+                                  });
+}
+
 int ZEMU_append_Euler_allpath_rpall(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all, int* Euler_path,
                                     int Euler_path_length, double* Euler_path_weightage) {
-    if (rp_all->total <= 0 || rp_all->rp == nullptr) return 1;
-    ZEMU_reaction_pathway* rp = &rp_all->rp[rp_all->total - 1];
-    int ref = 0;  // carried over from step to step on purpose
-    for (int s = 0; s + 1 < Euler_path_length; s++) {
-        int from = Euler_path[s], to = Euler_path[s + 1];
-        double w = Euler_path_weightage[s];
-        for (int z = 0; z < pathlib->total_allpath; z++) {
-            ZEMU_allpath* ap = &pathlib->allpath[z];
-            if (fabs(ap->saddle_energy - w) >= kEnergyTolerance) continue;
-            bool forwards = ap->start == from && ap->end == to;
-            bool backwards = ap->end == from && ap->start == to;
-            if (!forwards && !backwards) continue;
-            int k = ZEMU_get_allpath_to_path_index(pathlib, z);
-            if (k < 0) continue;  // a copy without its path type names nothing
-            if (forwards) ref = k + 1;
-            if (backwards) ref = -(k + 1);
-        }
-        if (ZEMU_append_path_to_reaction_pathway(rp, ref)) return 1;
-    }
-    return 0;
+    // The walk's vertices are minima; a copy names the path type it belongs to.
+    return append_walk_references(
+        rp_all, Euler_path, Euler_path_length, Euler_path_weightage, [pathlib](int from, int to, double w, int* ref) {
+            for (int z = 0; z < pathlib->total_allpath; z++) {
+                ZEMU_allpath* ap = &pathlib->allpath[z];
+                if (fabs(ap->saddle_energy - w) >= kEnergyTolerance) continue;
+                bool forwards = ap->start == from && ap->end == to;
+                bool backwards = ap->end == from && ap->start == to;
+                if (!forwards && !backwards) continue;
+                int k = ZEMU_get_allpath_to_path_index(pathlib, z);
+                if (k < 0) continue;  // a copy without its path type names nothing
+                if (forwards) *ref = k + 1;
+                if (backwards) *ref = -(k + 1);
+            }
+        });
 }
 
 namespace {
