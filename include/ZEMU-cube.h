@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-#include "ZEMU-math.h"
+#include "ZEMU-rpn.h"
 
 #define ZEMU_BOHR_TO_ANGSTROM 0.529177249   // Angstrom per Bohr
 #define ZEMU_CUBE_LINE_SIZE 1000            // line buffer of the cube reader (characters)

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "MT19937AR.h"
-#include "ZEMU-cif.h"
+#include "ZEMU-bv.h"
 #include "ZEMU-kernel.h"
 
 namespace {

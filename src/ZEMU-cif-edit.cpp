@@ -7,7 +7,7 @@
 #include <ctime>
 #include <vector>
 
-#include "ZEMU-cif.h"
+#include "ZEMU-bv.h"
 #include "ZEMU-kernel.h"
 
 namespace {

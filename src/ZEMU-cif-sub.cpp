@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ZEMU-cif.h"
+#include "ZEMU-bv.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ZEMU-bv.h"
 #include "ZEMU-data.h"
 #include "ZEMU-import.h"
 

@@ -1,7 +1,7 @@
 // Binary heap over parallel key/identifier arrays, the undirected weighted
 // multigraph with its vertex bookkeeping and Dijkstra shortest paths, and Euler
 // walks built over odd vertices paired by duplicated shortest paths.
-#include "ZEMU-math.h"
+#include "ZEMU-graph.h"
 #include "ZEMU-kernel.h"
 
 #include <cstdlib>

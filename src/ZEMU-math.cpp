@@ -1,7 +1,7 @@
 // Arithmetic expression evaluator: infix text is cut into tokens by a POSIX
 // extended regular expression, turned into reverse Polish notation by a
 // shunting-yard pass and evaluated against 52 one-letter variables.
-#include "ZEMU-math.h"
+#include "ZEMU-rpn.h"
 #include "ZEMU-kernel.h"
 
 #include <cmath>

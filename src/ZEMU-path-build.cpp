@@ -2,6 +2,7 @@
 // of it over the grid, removal of redundant path types, and the single-hop
 // connection test between two minimum images.
 #include "ZEMU-path.h"
+#include "ZEMU-path-build.h"
 #include "ZEMU-kernel.h"
 
 #include <algorithm>

@@ -4,6 +4,8 @@
 // over saddle-energy thresholds and the activation energies of 1-D, 2-D and
 // 3-D migration. Also the plot attributes the network stages set on paths.
 #include "ZEMU-path.h"
+#include "ZEMU-graph.h"
+#include "ZEMU-network.h"
 #include "ZEMU-kernel.h"
 
 #include <cmath>

@@ -2,6 +2,7 @@
 // threshold. Writers only format: every energy is printed in the scaled
 // measure, and the callers open and close the streams.
 #include "ZEMU-path.h"
+#include "ZEMU-network.h"
 
 #include <cmath>
 #include <cstdio>

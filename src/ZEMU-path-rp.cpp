@@ -11,6 +11,9 @@
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "ZEMU-network.h"
+#include "ZEMU-graph.h"
+#include "ZEMU-rp.h"
 #include "ZEMU-kernel.h"
 
 namespace {

@@ -15,7 +15,8 @@
 #include <vector>
 
 #include "ZEMU-cube.h"
-#include "ZEMU-math.h"
+#include "ZEMU-rpn.h"
+#include "ZEMU-graph.h"
 
 namespace fixture {
 

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "ZEMU-cif.h"
+#include "ZEMU-bv.h"
 #include "structure_fixtures.h"
 
 using fx::InDir;

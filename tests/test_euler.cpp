@@ -7,7 +7,7 @@
 #include <tuple>
 #include <vector>
 
-#include "ZEMU-math.h"
+#include "ZEMU-graph.h"
 #include "small_fixtures.h"
 
 using fixture::Edge;

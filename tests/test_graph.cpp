@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "ZEMU-math.h"
+#include "ZEMU-graph.h"
 #include "small_fixtures.h"
 
 using fixture::Edge;

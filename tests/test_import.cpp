@@ -15,7 +15,7 @@
 
 #include <unistd.h>
 
-#include "ZEMU-cif.h"
+#include "ZEMU-bv.h"
 #include "ZEMU-data.h"
 #include "ZEMU-import.h"
 #include "e2e_util.h"

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "ZEMU-network.h"
 #include "cmd_fixtures.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "ZEMU-network.h"
 #include "cmd_fixtures.h"
 
 using lib_test::written;

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "ZEMU-math.h"
+#include "ZEMU-rpn.h"
 #include "small_fixtures.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ZEMU-cif.h"
+#include "ZEMU-bv.h"
 #include "structure_fixtures.h"
 
 namespace {
