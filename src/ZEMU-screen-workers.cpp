@@ -20,6 +20,10 @@
 
 #include "ZEMU-screen.h"
 
+#ifdef ZEMU_COVERAGE
+extern "C" void __gcov_dump(void);
+#endif
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -99,6 +103,9 @@ bool write_all(int fd, const std::string& text) {
     fflush(stderr);
     int status = !message.empty() && write_all(out_fd, message) ? 0 : 1;
     close(out_fd);
+#ifdef ZEMU_COVERAGE
+    __gcov_dump();  // _exit skips the counters' writer, which runs at exit()
+#endif
     _exit(status);
 }
 
