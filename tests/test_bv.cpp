@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "ZEMU-bv.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 using fx::InDir;
 
@@ -187,13 +187,13 @@ TEST(BondValenceMatrix, MissingDatabaseIsReportedByTheBuilderAndBothPrinters) {
     ZEMU_free_bv_bin(&bin);
 
     std::string err;
-    EXPECT_EQ(fx::stream_of([&](FILE* f) {
+    EXPECT_EQ(fx::written([&](FILE* f) {
                   err = fx::stderr_of([&] { EXPECT_EQ(ZEMU_print_bv_sum(&s.cif, f), 1); });
               }),
               "");  // nothing on the stream
     EXPECT_EQ(err, kMissingDb);
     std::string out;
-    EXPECT_EQ(fx::stream_of([&](FILE* f) {
+    EXPECT_EQ(fx::written([&](FILE* f) {
                   err = fx::stderr_of([&] { out = fx::stdout_of([&] { ZEMU_print_GII(&s.cif, f); }); });
               }),
               "Error: Unable to calculate GII\n");
@@ -310,7 +310,7 @@ TEST(BondValenceSum, ShippedParametersGiveNearFormalValencesForLiFePO4) {
 TEST(BondValencePrinters, BvSumReportAndGii) {
     InDir wd(kDb, kPairDb);
     CsClPair s(0.5);
-    EXPECT_EQ(fx::stream_of([&](FILE* f) { EXPECT_EQ(ZEMU_print_bv_sum(&s.cif, f), 0); }),
+    EXPECT_EQ(fx::written([&](FILE* f) { EXPECT_EQ(ZEMU_print_bv_sum(&s.cif, f), 0); }),
               "Printing bond valence sum for each site...\n"
               "> Label [X Y Z] : BV_sum\n"
               "> Cs1 [0.250 0.500 0.500] : 0.500000\n"
@@ -319,7 +319,7 @@ TEST(BondValencePrinters, BvSumReportAndGii) {
 
     // The index goes to the stream and the site lines to standard output.
     std::string out;
-    const std::string stream = fx::stream_of([&](FILE* f) { out = fx::stdout_of([&] { ZEMU_print_GII(&s.cif, f); }); });
+    const std::string stream = fx::written([&](FILE* f) { out = fx::stdout_of([&] { ZEMU_print_GII(&s.cif, f); }); });
     EXPECT_EQ(out,
               "Cs1 : 0.500000 Ox 1.000000 Mul 1 Occ 1.000000\n"
               "Cl1 : -1.000000 Ox -1.000000 Mul 1 Occ 0.500000\n");
@@ -353,7 +353,7 @@ TEST(GiiOptimiser, NothingToMoveLeavesCopyUnchangedWithoutOutput) {
     EXPECT_EQ(fx::stdout_of([&] { EXPECT_EQ(ZEMU_optimize_GII(&s.cif, &out), 0); }), "");
     ASSERT_EQ(out.site_no, 2);
     EXPECT_DOUBLE_EQ(out.site[1].z, 0.25);
-    EXPECT_FALSE(wd.dir().exists("ZEMU.cif"));
+    EXPECT_FALSE(wd.dir.exists("ZEMU.cif"));
     ZEMU_free_cif(&out);
 }
 
@@ -381,7 +381,7 @@ TEST(GiiOptimiser, FollowsDrawOrderOfSeededGenerator) {
             ZEMU_free_cif(&out);
     }
     if (seed == 0) GTEST_SKIP() << "clock kept crossing a second";
-    EXPECT_TRUE(wd.dir().exists("ZEMU.cif"));
+    EXPECT_TRUE(wd.dir.exists("ZEMU.cif"));
 
     std::mt19937 gen((std::mt19937::result_type)(unsigned long)seed);
     auto real1 = [&gen]() { return gen() * (1.0 / 4294967295.0); };

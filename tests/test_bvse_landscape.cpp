@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ZEMU-bvse.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "ZEMU-bvse.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 namespace {
 

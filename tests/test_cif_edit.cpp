@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "ZEMU-cif.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 using fx::txt;
 using Strings = std::vector<std::string>;
@@ -33,7 +33,7 @@ struct Structure : fx::Cif {
 };
 
 std::string write_to_string(ZEMU_cif* cif) {
-    return fx::stream_of([&](FILE* f) { EXPECT_EQ(ZEMU_write_cif(cif, f), 0); });
+    return fx::written([&](FILE* f) { EXPECT_EQ(ZEMU_write_cif(cif, f), 0); });
 }
 
 double placed_charge(const ZEMU_cif& cif) {

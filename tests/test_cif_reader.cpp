@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "ZEMU-cif.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 using std::make_tuple;
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "ZEMU-cif.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 using Ops = std::vector<std::string>;
 

@@ -8,11 +8,11 @@
 #include <string>
 #include <sys/stat.h>
 
-#include "cmd_fixtures.h"
+#include "fixtures.h"
 
-using cmd_test::Session;
-using cmd_test::command_output;
-using cmd_test::contains;
+using fx::Session;
+using fx::command_output;
+using fx::contains;
 
 namespace {
 
@@ -24,7 +24,7 @@ std::string expected_block(int x, int y, int z) {
         for (int j = y - 1; j <= y + 1; j++)
             for (int k = z - 1; k <= z + 1; k++) {
                 snprintf(line, sizeof line, "Energy of %d %d %d : %f\n", i, j, k,
-                         cmd_test::landscape_energy((i + 8) % 8, (j + 8) % 8, (k + 8) % 8));
+                         fx::landscape_energy((i + 8) % 8, (j + 8) % 8, (k + 8) % 8));
                 text += line;
             }
     return text;
@@ -471,7 +471,7 @@ TEST(CommandModeExports, SlicePlaneWritesRowsOfTheRemainingAxes) {
     char value[32];
     for (int x = 0; x < 8; x++) {  // a z plane: rows over x, values over y
         for (int y = 0; y < 8; y++) {
-            snprintf(value, sizeof value, "%f,", cmd_test::landscape_energy(x, y, 0));
+            snprintf(value, sizeof value, "%f,", fx::landscape_energy(x, y, 0));
             expected += value;
         }
         expected += "\n";
@@ -481,7 +481,7 @@ TEST(CommandModeExports, SlicePlaneWritesRowsOfTheRemainingAxes) {
     EXPECT_EQ(command_output(s.run("slice plane x 3\n").out), "Successfully exported plane x = 3 to plane.csv.\n");
     std::string first_row;
     for (int z = 0; z < 8; z++) {  // an x plane: rows over y, values over z
-        snprintf(value, sizeof value, "%f,", cmd_test::landscape_energy(3, 0, z));
+        snprintf(value, sizeof value, "%f,", fx::landscape_energy(3, 0, z));
         first_row += value;
     }
     std::string csv = s.dir.read("plane.csv");

@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "ZEMU.h"
-#include "cmd_fixtures.h"
+#include "fixtures.h"
 
-using cmd_test::Session;
-using cmd_test::command_output;
-using cmd_test::contains;
+using fx::Session;
+using fx::command_output;
+using fx::contains;
 
 namespace {
 
@@ -195,7 +195,7 @@ TEST(ExportCif, RefusedExportsLeaveNoFileBehind) {
 
 TEST(ExportCif, SupercellIsBuiltFromTheLoadedStructureWithWholeAtoms) {
     // Li1 half occupied (one Li per cell) balanced by F1- at the origin.
-    Session s(cmd_test::p1bar_cif("Li1", 0.25, 0.5, "F1-", -1));
+    Session s(fx::p1bar_cif("Li1", 0.25, 0.5, "F1-", -1));
     auto r = s.run("export cif supercell 2 2 1 ins sad\nexport cif -o after.cif\n");
     EXPECT_TRUE(contains(command_output(r.out), "> Adding interstitial sites into CIF...\n"
                                                 "> Adding saddle points into CIF...\n"
@@ -252,7 +252,7 @@ TEST(ExportCif, WordsBeyondTheSixteenthAreIgnored) {
 
 TEST(ExportCif, MobileIonSitesMovedOntoTheMinimaAndSaddleTypesAdded) {
     // The Li site sits off the grid minimum (0.26 instead of 0.25) under its own label.
-    Session s(cmd_test::p1bar_cif("LiA", 0.26));
+    Session s(fx::p1bar_cif("LiA", 0.26));
     auto r = s.run("export cif updatecoor -o coor.cif\nexport cif updatelabel updatecoor -o label.cif\n"
                    "export cif sad -o sad.cif\n");
     std::string out = command_output(r.out);

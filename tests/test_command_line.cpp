@@ -10,7 +10,7 @@
 
 #include "ZEMU.h"
 #include "e2e_util.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ std::string parse(ZEMU_input* in, std::vector<std::string> words) {
     for (std::string& w : words) argv.push_back(&w[0]);
     memset(in, 0x5a, sizeof *in);  // the text fields are not touched by init
     ZEMU_init_input(in);
-    return fixture::stderr_of([&] { ZEMU_process_command(in, static_cast<int>(argv.size()), argv.data()); });
+    return fx::stderr_of([&] { ZEMU_process_command(in, static_cast<int>(argv.size()), argv.data()); });
 }
 
 }  // namespace

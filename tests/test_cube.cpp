@@ -12,7 +12,7 @@
 
 #include "ZEMU-cube.h"
 #include "e2e_util.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
 namespace {
 
@@ -57,8 +57,8 @@ struct Loaded {
 };
 
 // A grid with 1 Angstrom steps holding 100 i + 10 j + k.
-struct Numbered : fixture::Grid {
-    Numbered(int na, int nb, int nc) : Grid(na, nb, nc, [](int i, int j, int k) { return 100.0 * i + 10.0 * j + k; }) {}
+struct Numbered : fx::Field {
+    Numbered(int na, int nb, int nc) : Field(na, nb, nc, [](int i, int j, int k) { return 100.0 * i + 10.0 * j + k; }) {}
 };
 
 }  // namespace
@@ -291,7 +291,7 @@ TEST(CubeGrid, RectangularCellDistanceAndAngles) {
 
 TEST(CubeGrid, EmptyArrayDimensionIsAnAllocationError) {
     double*** dbl = nullptr;
-    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_alloc_3D_dbl_array(&dbl, 2, 0, 2), 1); }),
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_alloc_3D_dbl_array(&dbl, 2, 0, 2), 1); }),
               "Error: Memory allocation problem in ZEMU_alloc_3D_dbl_array()\n");
     ZEMU_free_3D_dbl_array(&dbl, 2, 0);
     EXPECT_EQ(dbl, nullptr);
@@ -308,7 +308,7 @@ TEST(CubeExport, ExportedGridReadsBackAndAnUnwritableTargetIsReported) {
     int exported = ZEMU_export_cube(&src.cube);
     rename("ZEMU_cube.cube", "ZEMU_cube.cube.keep");
     mkdir("ZEMU_cube.cube", 0755);  // a directory where the file should go
-    std::string err = fixture::stderr_of([&] { EXPECT_EQ(ZEMU_export_cube(&src.cube), 1); });
+    std::string err = fx::stderr_of([&] { EXPECT_EQ(ZEMU_export_cube(&src.cube), 1); });
     rmdir("ZEMU_cube.cube");
     ASSERT_EQ(chdir(old), 0);
     EXPECT_EQ(err, "Error: Unable to export to .cube file.\n");

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "ZEMU-graph.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
-using fixture::Edge;
-using fixture::Graph;
+using fx::Edge;
+using fx::Graph;
 
 namespace {
 
@@ -27,7 +27,7 @@ Walk euler(ZEMU_graph* g) {
     int* path = nullptr;
     double* weights = nullptr;
     int total = -1;
-    w.err = fixture::stderr_of([&] { w.status = ZEMU_build_Euler_path(g, &path, &total, &weights); });
+    w.err = fx::stderr_of([&] { w.status = ZEMU_build_Euler_path(g, &path, &total, &weights); });
     if (w.status == 0 && total > 0) {
         w.labels.assign(path, path + total);
         w.weights.assign(weights, weights + total - 1);
@@ -63,7 +63,7 @@ TEST(EulerPairing, FourOddVerticesGiveThreeCombinationsInFixedOrder) {
     // an odd number of eligible vertices is rejected
     int** list = nullptr;
     int no = 0, pair = 0, excl[1] = {0};
-    EXPECT_EQ(fixture::stderr_of([&] {
+    EXPECT_EQ(fx::stderr_of([&] {
                   EXPECT_EQ(ZEMU_handshake_odd_vertices_combinations(&star.g, &list, &no, &pair, excl, 1), 1);
               }),
               "Error: Invalid graph input to ZEMU_handshake_odd_vertices()\n");

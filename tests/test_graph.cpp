@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "ZEMU-graph.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
-using fixture::Edge;
-using fixture::Graph;
+using fx::Edge;
+using fx::Graph;
 
 namespace {
 
@@ -81,7 +81,7 @@ TEST(GraphCopy, IsIndependentOfTheOriginal) {
 
 TEST(GraphPrint, ListsVerticesThenEdges) {
     Graph g({{1, 2, 1.0}, {2, 2, 0.25}});
-    EXPECT_EQ(fixture::printed([&](FILE* f) { ZEMU_print_graph(&g.g, f); }),
+    EXPECT_EQ(fx::written([&](FILE* f) { ZEMU_print_graph(&g.g, f); }),
               "\nPrinting 2 vertices...\nVertice 1 Degree 1\nVertice 2 Degree 3\n"
               "\nPrinting 2 edges...\nEdge connecting 1 and 2 ; Weightage 1.000\n"
               "Edge connecting 2 and 2 ; Weightage 0.250\n");
@@ -135,7 +135,7 @@ TEST(ShortestPath, MissingSourceOrTargetIsReported) {
     int* path = nullptr;
     int length = 0;
     double dist;
-    EXPECT_EQ(fixture::stderr_of([&] {
+    EXPECT_EQ(fx::stderr_of([&] {
                   EXPECT_EQ(ZEMU_find_shortest_path(&g.g, 9, 2, &dist, &path, &length), 1);
                   EXPECT_EQ(ZEMU_find_shortest_path(&g.g, 1, 9, &dist, &path, &length), 1);
               }),

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "ZEMU.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 using Ops = std::vector<std::string>;
 using Rows = std::vector<int>;

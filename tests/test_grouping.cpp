@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "ZEMU.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 using Ops = std::vector<std::string>;
 using Ints = std::vector<int>;

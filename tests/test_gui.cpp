@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "ZEMU.h"
-#include "cmd_fixtures.h"
+#include "fixtures.h"
 
-using lib_test::InDir;
-using lib_test::lines_of;
+using fx::InDir;
+using fx::lines_of;
 
 namespace {
 
@@ -202,7 +202,7 @@ TEST(GuiTable, FailuresStopWithoutTheDoneLine) {
 // The bundled example through loading and the site analysis, without paths:
 // one row per minimum and saddle point, types in ascending energy.
 TEST(GuiTable, BundledLiFePO4ExampleListsEveryStationaryPoint) {
-    lib_test::Example ex;
+    fx::Example ex;
     ASSERT_NO_FATAL_FAILURE(ex.load("LiFePO4", "Li1+"));
     ASSERT_GT(ex.cube.total_minima_type, 0);
     ASSERT_GT(ex.cube.total_saddle_type, 0);

@@ -1,4 +1,4 @@
-// Grid percolation by cluster labelling: union-find with lattice offsets,
+// Field percolation by cluster labelling: union-find with lattice offsets,
 // wrapping dimensions and the percolation thresholds of whole grids.
 #include <gtest/gtest.h>
 
@@ -13,9 +13,9 @@
 
 #include "ZEMU-hk.h"
 #include "e2e_util.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
-using fixture::Grid;
+using fx::Field;
 
 namespace {
 
@@ -25,7 +25,7 @@ struct Thresholds {
     double e1d, e2d, e3d;
 };
 
-Thresholds percolation(Grid& g) {
+Thresholds percolation(Field& g) {
     Thresholds t = {-1.0, -1.0, -1.0};
     EXPECT_EQ(ZEMU_hk_percolation_energy(&g.cube, &t.e1d, &t.e2d, &t.e3d), 0);
     return t;
@@ -33,7 +33,7 @@ Thresholds percolation(Grid& g) {
 
 // A labelling over a grid of na x nb x nc points, all switched off.
 struct Labelling {
-    Grid g;
+    Field g;
     ZEMU_hk_grid hk;
     Labelling(int na, int nb, int nc) : g(na, nb, nc, 0.0) {
         ZEMU_init_hk_grid(&hk);
@@ -204,7 +204,7 @@ TEST(HkLabelling, WrapVectorsAreKeptOnlyWhenIndependent) {
         ASSERT_EQ(ZEMU_hk_add_wrap_vector(&l.hk, root, s[0], s[1], s[2]), 0);
         EXPECT_EQ(l.dim(0, 0, 0), s[3]) << s[0] << " " << s[1] << " " << s[2];
     }
-    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_hk_add_wrap_vector(&l.hk, l.g.flat(1, 1, 1), 1, 0, 0), 1); }),
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_hk_add_wrap_vector(&l.hk, l.g.flat(1, 1, 1), 1, 0, 0), 1); }),
               "Error: Invalid input to ZEMU_hk_add_wrap_vector()\n");  // switched off
 }
 
@@ -229,7 +229,7 @@ TEST(HkPercolation, HandMadeGridsPercolateAtTheirHighestNeededPoint) {
     };
     for (const Case& cs : cases) {
         SCOPED_TRACE(cs.what);
-        Grid g(cs.na, cs.nb, cs.nc, cs.f);
+        Field g(cs.na, cs.nb, cs.nc, cs.f);
         Thresholds t = percolation(g);
         EXPECT_DOUBLE_EQ(t.e1d, cs.e1d);
         EXPECT_DOUBLE_EQ(t.e2d, cs.e2d);
@@ -238,7 +238,7 @@ TEST(HkPercolation, HandMadeGridsPercolateAtTheirHighestNeededPoint) {
 }
 
 TEST(HkPercolation, NotANumberSortsLastAndCrashesNothing) {
-    Grid g(4, 4, 4, [](int i, int j, int k) {
+    Field g(4, 4, 4, [](int i, int j, int k) {
         return (i == 1 && j == 1) ? std::numeric_limits<double>::quiet_NaN() : 0.01 * (i + j + k);
     });
     Thresholds t = percolation(g);
@@ -255,7 +255,7 @@ TEST(HkPercolation, MatchesAnIndependentFloodOnRandomGrids) {
     for (int levels : {4, 1000}) {
         for (const auto& s : sizes) {
             std::uniform_int_distribution<int> pick(0, levels - 1);
-            Grid g(s[0], s[1], s[2], [&](int, int, int) { return 0.01 * pick(rng); });
+            Field g(s[0], s[1], s[2], [&](int, int, int) { return 0.01 * pick(rng); });
             Thresholds t = percolation(g);
             SCOPED_TRACE(testing::Message() << s[0] << "x" << s[1] << "x" << s[2] << " levels " << levels);
             EXPECT_DOUBLE_EQ(t.e1d, flood_threshold(&g.cube, 1));
@@ -269,10 +269,10 @@ TEST(HkPercolation, RejectsMissingGridAndMissingResults) {
     ZEMU_cube empty;
     ZEMU_init_cube(&empty);
     double e1, e2, e3;
-    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_hk_percolation_energy(&empty, &e1, &e2, &e3), 1); }),
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_hk_percolation_energy(&empty, &e1, &e2, &e3), 1); }),
               "Error: Invalid input to ZEMU_alloc_hk_grid()\n");
-    Grid g(2, 2, 2, 0.0);
-    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_hk_percolation_energy(&g.cube, &e1, nullptr, &e3), 1); }),
+    Field g(2, 2, 2, 0.0);
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_hk_percolation_energy(&g.cube, &e1, nullptr, &e3), 1); }),
               "Error: Invalid input to ZEMU_hk_percolation_energy()\n");
 }
 
@@ -283,7 +283,7 @@ TEST(HkSpan, LaterShallowChannelBeatsEarlierDeepOne) {
     // channel A (j=1, k=1): minimum 0 at i=0, else 0.5 -> threshold 0.5, span 0.5;
     // channel B (j=4, k=4): 0.8 with one point at 0.9 -> span 0.1 found later in the sweep;
     // a plane k=4 at 2.0 joins B into 2D with span 2.0 - 0.8 = 1.2; 3D at 5.0 over the 0 minimum
-    Grid g(6, 6, 6, [](int i, int j, int k) {
+    Field g(6, 6, 6, [](int i, int j, int k) {
         if (j == 1 && k == 1) return i == 0 ? 0.0 : 0.5;
         if (j == 4 && k == 4) return i == 3 ? 0.9 : 0.8;
         if (k == 4) return 2.0;
@@ -317,7 +317,7 @@ TEST(HkSpan, MatchesABruteForceOverEveryLevelOnRandomGrids) {
     for (int levels : {3, 6, 1000}) {
         for (const auto& s : sizes) {
             std::uniform_int_distribution<int> pick(0, levels - 1);
-            Grid g(s[0], s[1], s[2], [&](int, int, int) { return 0.01 * pick(rng); });
+            Field g(s[0], s[1], s[2], [&](int, int, int) { return 0.01 * pick(rng); });
             double span[3], top[3];
             ASSERT_EQ(ZEMU_hk_percolation_span(&g.cube, span, top), 0);
             SCOPED_TRACE(testing::Message() << s[0] << "x" << s[1] << "x" << s[2] << " levels " << levels);

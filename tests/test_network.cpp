@@ -9,7 +9,7 @@
 
 #include "ZEMU-path.h"
 #include "ZEMU-network.h"
-#include "cmd_fixtures.h"
+#include "fixtures.h"
 
 namespace {
 
@@ -116,7 +116,7 @@ Ints cluster_paths(const ZEMU_cluster& c) { return Ints(c.path, c.path + c.total
 Ints shape(const ZEMU_cluster& c) { return {c.dimension, c.ribbon, c.mul, c.ID}; }
 
 std::string scan_text(Network& net, double threshold) {
-    return lib_test::written(
+    return fx::written(
         [&](FILE* f) { EXPECT_EQ(0, ZEMU_analyze_network_at_saddles(&net.cube, &net.lib, f, threshold)); });
 }
 

@@ -8,9 +8,9 @@
 
 #include "ZEMU-path.h"
 #include "ZEMU-network.h"
-#include "cmd_fixtures.h"
+#include "fixtures.h"
 
-using lib_test::written;
+using fx::written;
 
 namespace {
 

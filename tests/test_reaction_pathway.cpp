@@ -12,9 +12,9 @@
 #include "ZEMU-kernel.h"
 #include "ZEMU.h"
 #include "ZEMU-path.h"
-#include "cmd_fixtures.h"
+#include "fixtures.h"
 
-using lib_test::written;
+using fx::written;
 
 namespace {
 
@@ -553,7 +553,7 @@ TEST(ReactionPathwayBuild, PercolatingChainGetsOnePathwayOverItsBackbone) {
 }
 
 TEST(ReactionPathwayExample, LiFePO4ChannelPathwayIsAContinuousWalkOverWholeCells) {
-    lib_test::Example ex;
+    fx::Example ex;
     ASSERT_NO_FATAL_FAILURE(ex.load("LiFePO4", "Li1+", true));
     ASSERT_GT(ex.lib.total_allpath, 0);
     Pathways rps;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "ZEMU-rpn.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
 namespace {
 
@@ -104,7 +104,7 @@ TEST(RpnReject, BadTextShortOperandsUnbalancedParenthesesAndLongTokens) {
     for (auto& cs : cases) {
         ZEMU_RPN_token rpn;
         ZEMU_init_RPN_token(&rpn);
-        EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_RPN_build(&cs.first[0], &rpn), 1); }), cs.second) << cs.first;
+        EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_RPN_build(&cs.first[0], &rpn), 1); }), cs.second) << cs.first;
         EXPECT_EQ(rpn.item, nullptr) << cs.first;
         EXPECT_EQ(rpn.size, 0) << cs.first;
     }
@@ -118,9 +118,9 @@ TEST(RpnReject, ReadRefusesAHandMadeSequenceShortOfOperandsAndNonLetterVariables
     ZEMU_variable_list list;
     memset(&list, 0, sizeof list);
     double value = 0;
-    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_RPN_read(&rpn, &list, &value), 1); }),
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_RPN_read(&rpn, &list, &value), 1); }),
               "Error: Invalid input to ZEMU_RPN_read()\n");
-    EXPECT_EQ(fixture::stderr_of([&] {
+    EXPECT_EQ(fx::stderr_of([&] {
                   EXPECT_EQ(ZEMU_store_variable_value(&list, '[', 1.0), 1);
                   EXPECT_EQ(ZEMU_get_variable_value(&list, '1', &value), 1);
               }),
@@ -137,6 +137,6 @@ TEST(RpnStacks, CharStackPopsLastFirstAndReportsTheBottom) {
         ASSERT_EQ(ZEMU_pop_char_stack(&stack, &c), 0);
         EXPECT_EQ(c, want);
     }
-    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_pop_char_stack(&stack, &c), 1); }),
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_pop_char_stack(&stack, &c), 1); }),
               "Error: Reached bottom of char stack\n");
 }

@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "e2e_util.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
-using fixture::totals;
+using fx::totals;
 using zemu_test::RunResult;
 using zemu_test::WorkDir;
 
@@ -27,8 +27,8 @@ namespace {
 struct WellsDir {
     WorkDir dir;
     WellsDir() {
-        dir.write("w.cube", fixture::wells_cube());
-        dir.write("s.cif", fixture::cif_text(fixture::kP1bar, {"Na1 Na1+ 0.25 0.5 0.5 1.0", "O1 O2- 0.0 0.0 0.0 1.0"},
+        dir.write("w.cube", fx::wells_cube());
+        dir.write("s.cif", fx::cif_text(fx::kP1bar, {"Na1 Na1+ 0.25 0.5 0.5 1.0", "O1 O2- 0.0 0.0 0.0 1.0"},
                                              "Na1+"));
     }
     RunResult run(std::vector<std::string> args) const {
@@ -76,7 +76,7 @@ void expect_clean(const RunResult& r) {
 TEST(RunCube, LoadErrorsEndTheRunWithTheirMessageOnly) {
     WellsDir w;
     expect_failure(w.dir.run({"--cube", "absent.cube"}), "Error: Unable to open CUBE file\n");
-    std::string parallel = fixture::wells_cube();  // b parallel to a: gamma is 0; the message has no "Error: " prefix
+    std::string parallel = fx::wells_cube();  // b parallel to a: gamma is 0; the message has no "Error: " prefix
     parallel.replace(parallel.find("    8 0.000000 1.000000 0.000000"), 32, "    8 2.000000 0.000000 0.000000");
     w.dir.write("w.cube", parallel);
     expect_failure(w.run({}), "Invalid CUBE file - invalid cell angles\n");
@@ -96,8 +96,8 @@ TEST(RunCube, LoadErrorsEndTheRunWithTheirMessageOnly) {
 TEST(RunCube, OddFileWithRepeatedBoundaryPlanesAndCrLfLineEndsGiveTheSameAnalysis) {
     WellsDir w;
     // 9 points per axis with steps of 8/9 Bohr: the kept 8-point grid has the same cell
-    w.dir.write("odd.cube", fixture::wells_cube(9, "0.888888888889"));
-    w.dir.write("crlf.cube", fixture::wells_cube(8, "1.000000", "\r\n"));
+    w.dir.write("odd.cube", fx::wells_cube(9, "0.888888888889"));
+    w.dir.write("crlf.cube", fx::wells_cube(8, "1.000000", "\r\n"));
     RunResult plain = w.run({"--cif", "s.cif", "--print-minima", "--print-saddle"});
     EXPECT_NE(plain.out.find(totals("minima", 8, 4)), std::string::npos);
     for (const char* file : {"odd.cube", "crlf.cube"}) {
@@ -112,7 +112,7 @@ TEST(RunCube, WithoutStructureNoPointIsSearchedAndReportsAreEmpty) {
     WellsDir w;
     RunResult r = w.run({"--print-minima", "--print-saddle"});
     expect_clean(r);
-    EXPECT_EQ(r.out, fixture::kMinimaFrame + totals("minima", 0, 0) + fixture::kSaddleFrame + totals("saddle", 0, 0));
+    EXPECT_EQ(r.out, fx::kMinimaFrame + totals("minima", 0, 0) + fx::kSaddleFrame + totals("saddle", 0, 0));
 }
 
 TEST(RunCube, StructureWithoutGridRunsNoPathStage) {
@@ -179,7 +179,7 @@ TEST(RunMax, MinimaAboveTheCeilingAreNotFound) {
     };
     for (const auto& cs : cases) {
         const std::string out = w.minima(cs.first);
-        EXPECT_EQ(out.substr(std::min(out.size(), sizeof fixture::kMinimaFrame - 1), cs.second.size()), cs.second);
+        EXPECT_EQ(out.substr(std::min(out.size(), sizeof fx::kMinimaFrame - 1), cs.second.size()), cs.second);
     }
 }
 
@@ -195,9 +195,9 @@ TEST(RunSummary, WritesTheMinimaThenTheSaddleSectionWithCrLf) {
     std::string summary = w.dir.read("ZEMU_summary.txt");
 
     // No ion: raw energies, every type interstitial, numbered by energy.
-    const std::string minima = fixture::wells_minima("i1", "\r\n", "i2", "i3", "i4");
+    const std::string minima = fx::wells_minima("i1", "\r\n", "i2", "i3", "i4");
     ASSERT_EQ(summary.substr(0, minima.size()), minima);
-    const std::string saddle_head = fixture::kSaddleFrame + totals("saddle", 24, 16);
+    const std::string saddle_head = fx::kSaddleFrame + totals("saddle", 24, 16);
     EXPECT_EQ(summary.substr(minima.size(), saddle_head.size()), saddle_head);
 
     // The two sections are the console reports, byte for byte; every line ends in "\r\n".

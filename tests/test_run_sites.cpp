@@ -18,9 +18,9 @@
 #include <vector>
 
 #include "e2e_util.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
-using namespace fixture;
+using namespace fx;
 using zemu_test::RunResult;
 using zemu_test::WorkDir;
 

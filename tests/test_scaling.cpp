@@ -6,7 +6,7 @@
 #include <string>
 
 #include "ZEMU-cube.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
 namespace {
 
@@ -23,12 +23,12 @@ struct ScaledCube {
         if (expr.empty()) return;
         cube.scaling = 1;
         std::string text = expr;
-        err = fixture::stderr_of([&] { parse_status = ZEMU_parse_energy_scaling(&cube, &text[0]); });
+        err = fx::stderr_of([&] { parse_status = ZEMU_parse_energy_scaling(&cube, &text[0]); });
     }
     ~ScaledCube() { ZEMU_free_cube(&cube); }
     double inverse(double s, std::string* warning) {
         double r;
-        *warning = fixture::stderr_of([&] { r = ZEMU_get_unscaled_from_scaled(&cube, s); });
+        *warning = fx::stderr_of([&] { r = ZEMU_get_unscaled_from_scaled(&cube, s); });
         return r;
     }
 };

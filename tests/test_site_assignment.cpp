@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "ZEMU.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 using Ints = std::vector<int>;
 

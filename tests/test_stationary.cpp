@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "ZEMU-cube.h"
-#include "small_fixtures.h"
+#include "fixtures.h"
 
-using fixture::Grid;
+using fx::Field;
 
 namespace {
 
@@ -44,7 +44,7 @@ int reference_flood(ZEMU_cube* cube, std::vector<ZEMU_cube_triple_index>* list, 
 }
 
 std::string report(ZEMU_cube* cube, bool minima, int* status) {
-    return fixture::printed([&](FILE* f) { *status = minima ? ZEMU_printminima(cube, f) : ZEMU_printsaddle(cube, f); });
+    return fx::written([&](FILE* f) { *status = minima ? ZEMU_printminima(cube, f) : ZEMU_printsaddle(cube, f); });
 }
 
 // A type index table: first[t] is the list position of the first member of type t + 1.
@@ -55,12 +55,12 @@ int* type_index(std::vector<int> first) {
     return index;
 }
 
-int lower_groups(Grid& g) { return ZEMU_find_lower_energy_neighbour_cluster(&g.cube, 2, 2, 2); }
+int lower_groups(Field& g) { return ZEMU_find_lower_energy_neighbour_cluster(&g.cube, 2, 2, 2); }
 
 }  // namespace
 
 TEST(StationaryLists, SaddleInsertionAndRemovalKeepOrder) {
-    Grid g(4, 4, 4);
+    Field g(4, 4, 4);
     ZEMU_cube* c = &g.cube;
     ASSERT_EQ(ZEMU_add_cube_saddle_point(c, 1, 1, 1, 0.1, 0), 0);
     ASSERT_EQ(ZEMU_add_cube_saddle_point(c, 2, 2, 2, 0.2, 0), 0);
@@ -85,7 +85,7 @@ TEST(StationaryLists, SaddleInsertionAndRemovalKeepOrder) {
 }
 
 TEST(StationaryLists, MinimaRemovalByLocationWrapsIndices) {
-    Grid g(4, 4, 4);
+    Field g(4, 4, 4);
     ZEMU_cube* c = &g.cube;
     ZEMU_add_cube_minima_point(c, 0, 1, 2, 0.0, 1.0, 2.0, -1.0, 0);
     ZEMU_add_cube_minima_point(c, 3, 3, 3, 3.0, 3.0, 3.5, -2.0, 0);
@@ -103,7 +103,7 @@ TEST(StationaryLists, MinimaRemovalByLocationWrapsIndices) {
 }
 
 TEST(PointClassification, MinimumAllowsEqualButNoLowerNeighbour) {
-    Grid g(5, 5, 5);
+    Field g(5, 5, 5);
     g.at(2, 2, 2) = 0.0;
     EXPECT_EQ(ZEMU_is_minimum(&g.cube, 2, 2, 2), 1);
     EXPECT_EQ(ZEMU_is_minimum(&g.cube, 1, 2, 2), 0);
@@ -126,12 +126,12 @@ TEST(PointClassification, LowerNeighboursFormGroupsThatEqualOnesDoNotBridge) {
     };
     for (const Case& cs : cases) {
         SCOPED_TRACE(cs.what);
-        Grid g(6, 6, 6, cs.fill);
+        Field g(6, 6, 6, cs.fill);
         g.at(2, 2, 2) = cs.centre;
         for (const auto& cell : cs.cells) g.at(std::get<0>(cell), std::get<1>(cell), std::get<2>(cell)) = std::get<3>(cell);
         EXPECT_EQ(lower_groups(g), cs.groups);
     }
-    Grid ring(6, 6, 6, 5.0);  // a ring of lower neighbours is one group
+    Field ring(6, 6, 6, 5.0);  // a ring of lower neighbours is one group
     ring.at(2, 2, 2) = 2.0;
     for (int n = 0; n < 9; n++)
         if (n != 4) ring.at(1 + n / 3, 1 + n % 3, 2) = 1.0;
@@ -141,7 +141,7 @@ TEST(PointClassification, LowerNeighboursFormGroupsThatEqualOnesDoNotBridge) {
 TEST(PlateauFlood, VisitsInTheOrderOfTheRecursiveDefinition) {
     unsigned seed = 7;
     for (int trial = 0; trial < 40; trial++) {
-        Grid g(5, 6, 7, [&](int, int, int) {
+        Field g(5, 6, 7, [&](int, int, int) {
             seed = seed * 1103515245u + 12345u;
             return ((seed >> 16) % 100) < 35 ? 0.0 : 1.0 + (seed >> 16) % 7;
         });
@@ -157,7 +157,7 @@ TEST(PlateauFlood, VisitsInTheOrderOfTheRecursiveDefinition) {
 }
 
 TEST(PlateauFlood, TwentyEightPointsPassTwentyNineAreRefusedAndIndicesStayUnwrapped) {
-    Grid g(4, 4, 40);
+    Field g(4, 4, 40);
     for (int k = 0; k < 28; k++) g.at(1, 1, k) = 0.0;
     int status;
     std::vector<ZEMU_cube_triple_index> p = plateau_of(&g.cube, 1, 1, 0, &status);
@@ -171,7 +171,7 @@ TEST(PlateauFlood, TwentyEightPointsPassTwentyNineAreRefusedAndIndicesStayUnwrap
     ASSERT_EQ(ZEMU_find_stationary_points3(&g.cube), 0);  // the search finds no minimum on it
     EXPECT_EQ(g.cube.total_minima, 0);
 
-    Grid h(4, 4, 4);  // across the boundary the flood follows unwrapped indices
+    Field h(4, 4, 4);  // across the boundary the flood follows unwrapped indices
     h.at(0, 0, 0) = h.at(3, 0, 0) = 0.0;
     p = plateau_of(&h.cube, 0, 0, 0, &status);
     ASSERT_EQ(status, 0);
@@ -181,7 +181,7 @@ TEST(PlateauFlood, TwentyEightPointsPassTwentyNineAreRefusedAndIndicesStayUnwrap
 
 TEST(WholeGridSearch, FindsWellsPlateauMeansAndSaddles) {
     // two wells along a, separated by barriers at i = 0 and 4
-    Grid g(8, 4, 4, [](int i, int j, int k) { return cos(M_PI * i / 2) + 0.1 * (cos(M_PI * j / 2) + cos(M_PI * k / 2)); });
+    Field g(8, 4, 4, [](int i, int j, int k) { return cos(M_PI * i / 2) + 0.1 * (cos(M_PI * j / 2) + cos(M_PI * k / 2)); });
     ASSERT_EQ(ZEMU_find_stationary_points3(&g.cube), 0);
     ASSERT_EQ(g.cube.total_minima, 2);
     EXPECT_EQ(std::make_tuple(g.cube.minima[0].x, g.cube.minima[0].y, g.cube.minima[0].tx, g.cube.minima[1].x),
@@ -190,14 +190,14 @@ TEST(WholeGridSearch, FindsWellsPlateauMeansAndSaddles) {
     EXPECT_EQ(ZEMU_inlist_cube_saddle_point(&g.cube, 4, 2, 2), 1);
 
     // a two-point floor gives one minimum, at the first point, halfway in true position
-    Grid h(6, 6, 6);
+    Field h(6, 6, 6);
     h.at(2, 3, 3) = h.at(3, 3, 3) = 0.0;
     ASSERT_EQ(ZEMU_find_stationary_points3(&h.cube), 0);
     ASSERT_EQ(h.cube.total_minima, 1);
     EXPECT_EQ(std::make_tuple(h.cube.minima[0].x, h.cube.minima[0].tx, h.cube.minima[0].ty), std::make_tuple(2, 2.5, 3.0));
     EXPECT_EQ(h.cube.total_saddle, 0);
 
-    Grid ceiling(6, 6, 6);  // minima above the ceiling are not taken
+    Field ceiling(6, 6, 6);  // minima above the ceiling are not taken
     ceiling.at(3, 3, 3) = 0.0;
     ceiling.cube.max_energy = -0.5;
     ASSERT_EQ(ZEMU_find_stationary_points3(&ceiling.cube), 0);
@@ -205,7 +205,7 @@ TEST(WholeGridSearch, FindsWellsPlateauMeansAndSaddles) {
 }
 
 TEST(MinimaLabels, InterstitialNumberOrPositiveOccupancySites) {
-    Grid g(4, 4, 4);
+    Field g(4, 4, 4);
     ZEMU_cube* c = &g.cube;
     char li1[] = "Li1", li2[] = "Li2", na2[] = "Na2";
     for (int n = 0; n < 3; n++) ZEMU_add_cube_minima_point(c, n, 0, 0, n, 0, 0, 0.1 * n, n + 1);
@@ -234,12 +234,12 @@ TEST(NearestNeighbours, InsertionKeepsEarlierOfEqualDistances) {
     EXPECT_EQ(std::make_tuple(nn.index[0], nn.index[2]), std::make_tuple(14, 10));
     ZEMU_free_nearest_neighbour(&nn);
 
-    EXPECT_EQ(fixture::stderr_of([&] { EXPECT_EQ(ZEMU_init_nearest_neighbour(&nn, 0, 0, 0, 0, 1), 1); }),
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_init_nearest_neighbour(&nn, 0, 0, 0, 0, 1), 1); }),
               "Error: Non-positive input size to ZEMU_alloc_nearest_neighbour()\n");
 }
 
 TEST(NearestNeighbours, ShellSearchFindsImagesAndMeetsTheTarget) {
-    Grid g(4, 4, 4);
+    Field g(4, 4, 4);
     ZEMU_cube* c = &g.cube;
     ZEMU_add_cube_minima_point(c, 0, 0, 0, 0.0, 0.0, 0.0, 0.0, 1);
     ZEMU_add_cube_minima_point(c, 2, 0, 0, 2.0, 0.0, 0.0, 0.0, 1);
@@ -270,7 +270,7 @@ TEST(NearestNeighbours, ShellSearchFindsImagesAndMeetsTheTarget) {
 }
 
 TEST(StationaryReports, MinimaReportShowsPlateauMeansAndIonColumns) {
-    Grid g(4, 4, 4);
+    Field g(4, 4, 4);
     ZEMU_cube* c = &g.cube;
     c->scaling = 1;
     char expr[] = "2*E";
@@ -295,20 +295,20 @@ TEST(StationaryReports, MinimaReportShowsPlateauMeansAndIonColumns) {
     std::string text = report(c, true, &status);
     EXPECT_EQ(status, 0);
     const std::string pad(66, ' ');
-    EXPECT_EQ(text, fixture::kMinimaFrame + fixture::totals("minima", 3, 2) +
-                        "Minima type: Li1/Li3/Li1 (Energy: 0.500000 eV)\r\n" + fixture::kMinimaColumns +
+    EXPECT_EQ(text, fx::kMinimaFrame + fx::totals("minima", 3, 2) +
+                        "Minima type: Li1/Li3/Li1 (Energy: 0.500000 eV)\r\n" + fx::kMinimaColumns +
                         "        0     1   1   1     1.0   1.0   1.5   0.250 0.250 0.375   0.500   Li1\r\n" + pad +
                         "0.250   Li3\r\n" + pad + "1.000   Li1\r\n" +
                         "        1     3   0   0     3.0   0.0   0.0   0.750 0.000 0.000   \r\n"
                         "Multiplicity: 2\r\n\r\n"
                         "Minima type: i1 (Energy: 1.800000 eV)\r\n" +
-                        fixture::kMinimaColumns +
+                        fx::kMinimaColumns +
                         "        2     2   2   2     2.0   2.0   2.0   0.500 0.500 0.500   \r\n"
                         "Multiplicity: 1\r\n\r\n");
 }
 
 TEST(StationaryReports, SaddleReportShowsTrueFractionalPositions) {
-    Grid g(4, 4, 4);
+    Field g(4, 4, 4);
     ZEMU_cube* c = &g.cube;
     g.at(0, 2, 3) = g.at(3, 2, 3) = 0.75;  // plateau across the boundary: mean at -0.5
     ZEMU_add_cube_saddle_point(c, 0, 2, 3, 0.75, 1);
@@ -316,13 +316,13 @@ TEST(StationaryReports, SaddleReportShowsTrueFractionalPositions) {
     c->saddle_type_index = type_index({0});
     int status;
     EXPECT_EQ(report(c, false, &status),
-              fixture::kSaddleFrame + fixture::totals("saddle", 1, 1) + "Saddle type: s1 (Energy: 0.750000 eV)\r\n" +
-                  fixture::kSaddleColumns +
+              fx::kSaddleFrame + fx::totals("saddle", 1, 1) + "Saddle type: s1 (Energy: 0.750000 eV)\r\n" +
+                  fx::kSaddleColumns +
                   "        0     0   2   3    -0.5   2.0   3.0   0.000 0.500 0.750   -0.125 0.500 0.750\r\n"
                   "Multiplicity: 1\r\n\r\n");
     EXPECT_EQ(status, 0);
 
-    Grid flat(4, 4, 4, 0.0);  // an oversized plateau stops the report
+    Field flat(4, 4, 4, 0.0);  // an oversized plateau stops the report
     ZEMU_add_cube_saddle_point(&flat.cube, 0, 0, 0, 0.0, 1);
     flat.cube.total_saddle_type = 1;
     flat.cube.saddle_type_index = type_index({0});

@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "ZEMU-bv.h"
-#include "structure_fixtures.h"
+#include "fixtures.h"
 
 namespace {
 
 using Check = int (*)(ZEMU_cif*, FILE*);
 
 std::string run(Check check, ZEMU_cif* cif) {
-    return fx::stream_of([&](FILE* f) { EXPECT_EQ(check(cif, f), 0); });
+    return fx::written([&](FILE* f) { EXPECT_EQ(check(cif, f), 0); });
 }
 
 const char* kYes = "Yes, substituted\n";

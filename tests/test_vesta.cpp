@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "ZEMU.h"
-#include "cmd_fixtures.h"
+#include "fixtures.h"
 
-using lib_test::InDir;
-using lib_test::lines_of;
-using lib_test::written;
+using fx::InDir;
+using fx::lines_of;
+using fx::written;
 
 namespace {
 
@@ -363,7 +363,7 @@ TEST(VestaFile, UnwritableFileIsReportedAndNothingElseHappens) {
 // The bundled example through loading and the site analysis: its own group,
 // operations, cell and sites in the blocks, and the levels above its raw minimum.
 TEST(VestaFile, BundledLiFePO4ExampleFillsTheBlocksFromItsStructure) {
-    lib_test::Example ex;
+    fx::Example ex;
     ASSERT_NO_FATAL_FAILURE(ex.load("LiFePO4", "Li1+"));
     ZEMU_input input;
     ZEMU_init_input(&input);
