@@ -7,7 +7,7 @@ DEMO_ION ?= Li1+
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 30
 
-.PHONY: all deps configure build test demo bench fuzz clean
+.PHONY: all deps configure build test demo bench fuzz coverage clean
 
 all: build
 
@@ -58,5 +58,9 @@ fuzz:
 	cmake --build $(FUZZ_BUILD) -j $(JOBS)
 	tests/fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
+# Line coverage of the library by the test suite (gcov counters, build-cov/).
+coverage: deps
+	tools/coverage.sh build-cov
+
 clean:
-	rm -rf $(BUILD) build-asan $(FUZZ_BUILD) demo-out
+	rm -rf $(BUILD) build-asan build-cov $(FUZZ_BUILD) demo-out
