@@ -65,6 +65,28 @@ bool same_position(const ZEMU_site& p, const ZEMU_site& q) {
     return ZEMU_cif_equal_dbl(p.x, q.x) && ZEMU_cif_equal_dbl(p.y, q.y) && ZEMU_cif_equal_dbl(p.z, q.z);
 }
 
+// Removes entry t of a list of *count entries, closing the gap; 1 with the
+// message naming the caller when there is no entry t.
+template <typename T>
+int remove_entry(T* list, int* count, int t, const char* caller) {
+    if (t < 0 || t >= *count) {
+        fprintf(stderr, "Error: Invalid input to %s()\n", caller);
+        return 1;
+    }
+    memmove(list + t, list + t + 1, sizeof(T) * (size_t)(*count - 1 - t));
+    (*count)--;
+    return 0;
+}
+
+// Releases a list; its count and capacity become 0. Always 0.
+template <typename T>
+int release_list(T** list, int* count, int* cap) {
+    free(*list);
+    *list = nullptr;
+    *count = *cap = 0;
+    return 0;
+}
+
 // Random seed of the supercell builder: the current time in seconds.
 unsigned long supercell_seed() { return (unsigned long)time(nullptr); }
 
@@ -116,23 +138,11 @@ int ZEMU_ins_cif_type(ZEMU_cif* cif, char* label, double ox, int* flag, int t) {
 }
 
 int ZEMU_remove_cif_site(ZEMU_cif* cif, int t) {
-    if (t < 0 || t >= cif->site_no) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_remove_cif_site()\n");
-        return 1;
-    }
-    memmove(cif->site + t, cif->site + t + 1, sizeof(ZEMU_site) * (size_t)(cif->site_no - 1 - t));
-    cif->site_no--;
-    return 0;
+    return remove_entry(cif->site, &cif->site_no, t, "ZEMU_remove_cif_site");
 }
 
 int ZEMU_remove_cif_type(ZEMU_cif* cif, int t) {
-    if (t < 0 || t >= cif->type_no) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_remove_cif_type()\n");
-        return 1;
-    }
-    memmove(cif->type + t, cif->type + t + 1, sizeof(ZEMU_type) * (size_t)(cif->type_no - 1 - t));
-    cif->type_no--;
-    return 0;
+    return remove_entry(cif->type, &cif->type_no, t, "ZEMU_remove_cif_type");
 }
 
 int ZEMU_remove_all_cif_site_by_type(ZEMU_cif* cif, char* label) {
@@ -178,19 +188,9 @@ int ZEMU_alloc_cif_symop(ZEMU_cif* cif) {
     return 0;
 }
 
-int ZEMU_free_cif_type(ZEMU_cif* cif) {
-    free(cif->type);
-    cif->type = nullptr;
-    cif->type_no = cif->type_no_cap = 0;
-    return 0;
-}
+int ZEMU_free_cif_type(ZEMU_cif* cif) { return release_list(&cif->type, &cif->type_no, &cif->type_no_cap); }
 
-int ZEMU_free_cif_site(ZEMU_cif* cif) {
-    free(cif->site);
-    cif->site = nullptr;
-    cif->site_no = cif->site_no_cap = 0;
-    return 0;
-}
+int ZEMU_free_cif_site(ZEMU_cif* cif) { return release_list(&cif->site, &cif->site_no, &cif->site_no_cap); }
 
 int ZEMU_free_cif_site_all(ZEMU_cif* cif) {
     free(cif->site_all);
@@ -398,103 +398,80 @@ int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc) {
     return 0;
 }
 
-int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
-    // The output owns no arrays from the start, so that it can be released after any result.
-    output->type = nullptr;
-    output->type_no = output->type_no_cap = 0;
-    output->site = nullptr;
-    output->site_no = output->site_no_cap = 0;
-    output->site_all = nullptr;
-    output->site_all_no = 0;
-    output->symop = nullptr;
-    output->symop_no = 0;
-    // Dimensions are also bounded above so that the atom count stays representable.
-    if (a < 1 || b < 1 || c < 1 || (long long)a * b * c > 1000000LL) {
-        fprintf(stderr, "Error: Invalid supercell dimension\n");
-        return 1;
-    }
-    if (fabs(ZEMU_calc_unit_cell_charge(cif)) > 0.01) {
-        fprintf(stderr, "Error: Cannot build supercell when unit cell has non-zero charge\n");
-        return 1;
-    }
-    if (ZEMU_convert_frac_ox(cif)) return 1;
-    init_genrand(supercell_seed());
+namespace {
 
-    const int abc = a * b * c;
-    // The output's site and type arrays are allocated afresh below; the input's capacities do not describe them.
-    *output = *cif;
-    output->type_no = output->type_no_cap = 0;
-    output->type = nullptr;
-    output->site_no = output->site_no_cap = 0;
-    output->site = nullptr;
-    output->site_all_no = 0;
-    output->site_all = nullptr;
-    output->symop_no = 0;
-    output->symop = nullptr;
+// Forgets the record's type, site, full-cell and operation lists without
+// releasing them (they belong to another record).
+void detach_lists(ZEMU_cif* cif) {
+    cif->type = nullptr;
+    cif->type_no = cif->type_no_cap = 0;
+    cif->site = nullptr;
+    cif->site_no = cif->site_no_cap = 0;
+    cif->site_all = nullptr;
+    cif->site_all_no = 0;
+    cif->symop = nullptr;
+    cif->symop_no = 0;
+}
 
-    std::vector<int> counts(cif->site_no > 0 ? cif->site_no : 1);
-    if (ZEMU_get_integer_occ(cif, counts.data(), abc)) return 1;
+// Room for every whole atom of the supercell in output's site list.
+int reserve_supercell_sites(ZEMU_cif* output, const std::vector<int>& counts, int site_no) {
     long long total = 0;
-    for (int i = 0; i < cif->site_no; i++) total += counts[i];
-    if (total > 0) {
-        if (total > 100000000LL) {
-            fprintf(stderr, "Error: Memory allocation problem\n");
-            return 1;
-        }
-        output->site = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)total);
-        if (!output->site) {
-            fprintf(stderr, "Error: Memory allocation problem\n");
-            return 1;
-        }
-        output->site_no_cap = (int)total;
+    for (int i = 0; i < site_no; i++) total += counts[i];
+    if (total <= 0) return 0;
+    if (total > 100000000LL) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
     }
+    output->site = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)total);
+    if (!output->site) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    output->site_no_cap = (int)total;
+    return 0;
+}
 
-    for (int i = 0; i < cif->site_no; i++) {
-        const ZEMU_site& src = cif->site[i];
-        ZEMU_equiv_pos pool;
-        if (ZEMU_symmetry_generate_equivalent_copies_in_supercell(cif, &pool, src.x, src.y, src.z, a, b, c)) {
-            ZEMU_free_equiv_pos(&pool);
-            return 1;
-        }
-        int left = pool.total_copies;
-        if (counts[i] > left) {
-            ZEMU_free_equiv_pos(&pool);
+// Places `count` whole atoms of site src at copies of its position in the
+// a x b x c supercell, drawn at random; a copy an earlier atom holds is passed by.
+int place_site_atoms(ZEMU_cif* cif, ZEMU_cif* output, const ZEMU_site& src, int count, int a, int b, int c) {
+    ZEMU_equiv_pos pool;
+    int status = ZEMU_symmetry_generate_equivalent_copies_in_supercell(cif, &pool, src.x, src.y, src.z, a, b, c);
+    int left = pool.total_copies;
+    for (int placed = 0; status == 0 && placed < count;) {
+        // More atoms than copies, or every copy taken by an earlier site: the count cannot be met.
+        if (count > pool.total_copies || left == 0) {
             fprintf(stderr, "Error: Fatal error in ZEMU_build_supercell()\n");
-            return 1;
+            status = 1;
+            break;
         }
-        int placed = 0;
-        while (placed < counts[i]) {
-            // Every copy was taken by an earlier site: the count cannot be met.
-            if (left == 0) {
-                ZEMU_free_equiv_pos(&pool);
-                fprintf(stderr, "Error: Fatal error in ZEMU_build_supercell()\n");
-                return 1;
-            }
-            int k = (int)(genrand_real1() * left);
-            if (k >= left) k = left - 1;  // the draw may be exactly 1.0
-            ZEMU_equiv_pos_frac_coor p = pool.copy[k];
-            pool.copy[k] = pool.copy[left - 1];
-            left--;
-            bool taken = false;
-            for (int o = 0; o < output->site_no && !taken; o++) {
-                const ZEMU_site& q = output->site[o];
-                taken = q.mul == 1 && ZEMU_cif_equal_dbl(q.x, p.a) && ZEMU_cif_equal_dbl(q.y, p.b) &&
-                        ZEMU_cif_equal_dbl(q.z, p.c);
-            }
-            if (taken) continue;
-            ZEMU_site site = src;
-            site.Wyckoff = 'a';
-            site.mul = 1;
-            site.occ = 1.0;
-            site.x = p.a;
-            site.y = p.b;
-            site.z = p.c;
-            output->site[output->site_no++] = site;
-            placed++;
+        int k = (int)(genrand_real1() * left);
+        if (k >= left) k = left - 1;  // the draw may be exactly 1.0
+        ZEMU_equiv_pos_frac_coor p = pool.copy[k];
+        pool.copy[k] = pool.copy[left - 1];
+        left--;
+        bool taken = false;
+        for (int o = 0; o < output->site_no && !taken; o++) {
+            const ZEMU_site& q = output->site[o];
+            taken = q.mul == 1 && ZEMU_cif_equal_dbl(q.x, p.a) && ZEMU_cif_equal_dbl(q.y, p.b) &&
+                    ZEMU_cif_equal_dbl(q.z, p.c);
         }
-        ZEMU_free_equiv_pos(&pool);
+        if (taken) continue;
+        ZEMU_site site = src;
+        site.Wyckoff = 'a';
+        site.mul = 1;
+        site.occ = 1.0;
+        site.x = p.a;
+        site.y = p.b;
+        site.z = p.c;
+        output->site[output->site_no++] = site;
+        placed++;
     }
+    ZEMU_free_equiv_pos(&pool);
+    return status;
+}
 
+// The supercell's types (those of cif), its one operation and its cell.
+int finish_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
     if (cif->type_no > 0) {
         output->type = (ZEMU_type*)malloc(sizeof(ZEMU_type) * (size_t)cif->type_no);
         if (!output->type) {
@@ -515,10 +492,39 @@ int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
     output->a *= a;
     output->b *= b;
     output->c *= c;
-    output->volume *= abc;
-    output->z *= abc;
+    output->volume *= a * b * c;
+    output->z *= a * b * c;
     ZEMU_calc_cif_d_parameters(output);
     return 0;
+}
+
+}  // namespace
+
+int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
+    // The output owns no arrays from the start, so that it can be released after any result.
+    detach_lists(output);
+    // Dimensions are also bounded above so that the atom count stays representable.
+    if (a < 1 || b < 1 || c < 1 || (long long)a * b * c > 1000000LL) {
+        fprintf(stderr, "Error: Invalid supercell dimension\n");
+        return 1;
+    }
+    if (fabs(ZEMU_calc_unit_cell_charge(cif)) > 0.01) {
+        fprintf(stderr, "Error: Cannot build supercell when unit cell has non-zero charge\n");
+        return 1;
+    }
+    if (ZEMU_convert_frac_ox(cif)) return 1;
+    init_genrand(supercell_seed());
+
+    // The output's lists are built afresh below; cif's arrays and capacities do not describe them.
+    *output = *cif;
+    detach_lists(output);
+
+    std::vector<int> counts(cif->site_no > 0 ? cif->site_no : 1);
+    if (ZEMU_get_integer_occ(cif, counts.data(), a * b * c)) return 1;
+    if (reserve_supercell_sites(output, counts, cif->site_no)) return 1;
+    for (int i = 0; i < cif->site_no; i++)
+        if (place_site_atoms(cif, output, cif->site[i], counts[i], a, b, c)) return 1;
+    return finish_supercell(cif, output, a, b, c);
 }
 
 // ---------------------------------------------------------------------------
