@@ -23,20 +23,11 @@ const char* kNo = "Not substituted\n";
 }  // namespace
 
 TEST(SubstitutionCheck, VerdictsOnSitesInATenAngstromCell) {
-    struct Site {
-        const char* label;
-        const char* type;
-        double x, y, z;
-        int mul;
-        char w;
-    };
-    struct Case {
-        const char* what;
-        const char* icsd;
-        const char* probe;
+    struct Site { const char *label, *type; double x, y, z; int mul; char w; };
+    struct Case {  // verdicts of the mobile-ion check and (when not null) of the all-sites check
+        const char *what, *icsd, *probe;
         std::vector<Site> sites;
-        const char* mobile;  // verdict of the mobile-ion check
-        const char* any = nullptr;  // verdict of the all-sites check (nullptr: not asked)
+        const char *mobile, *any = nullptr;
     };
     const Site o1 = {"O1", "O2-", 0.5, 0.5, 0.5, 4, 'c'}, li = {"Li1", "Li1+", 0.25, 0.25, 0.25, 4, 'c'};
     const Site li0 = {"Li1", "Li1+", 0.0, 0.5, 0.5, 4, 'c'};
@@ -68,21 +59,16 @@ TEST(SubstitutionCheck, VerdictsOnSitesInATenAngstromCell) {
     }
 }
 
-TEST(SubstitutionCheck, MixedSiteReadFromCif) {
+TEST(SubstitutionCheck, MixedSiteReadFromCifAndTheIcsdPrefix) {
     ZEMU_cif cif;
     ZEMU_init_cif(&cif);
     ASSERT_EQ(ZEMU_load_cif(fx::txt(zemu_test::data_file("sub_mixed_site.cif").c_str()), &cif), 0);
-    snprintf(cif.probe_type, sizeof cif.probe_type, "Li1+");
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &cif), "ICSD: 98765 Yes, substituted\n");  // Li1/Na1, 0.03 Angstrom apart
-    snprintf(cif.probe_type, sizeof cif.probe_type, "O2-");
-    EXPECT_EQ(run(ZEMU_check_ion_sub, &cif), "ICSD: 98765 Not substituted\n");
+    for (auto probe : {std::make_pair("Li1+", kYes), {"O2-", kNo}}) {  // Li1/Na1 are 0.03 Angstrom apart
+        snprintf(cif.probe_type, sizeof cif.probe_type, "%s", probe.first);
+        EXPECT_EQ(run(ZEMU_check_ion_sub, &cif), std::string("ICSD: 98765 ") + probe.second);
+    }
+    EXPECT_EQ(run(ZEMU_print_cif_ICSD, &cif), "ICSD: 98765  ");  // two trailing blanks
+    cif.ICSD[0] = '\0';
+    EXPECT_EQ(run(ZEMU_print_cif_ICSD, &cif), "ICSD:   ");
     ZEMU_free_cif(&cif);
-}
-
-TEST(SubstitutionCheck, IcsdPrefixHasTwoTrailingBlanks) {
-    fx::Cif s;
-    snprintf(s.cif.ICSD, sizeof s.cif.ICSD, "98765");
-    EXPECT_EQ(run(ZEMU_print_cif_ICSD, &s.cif), "ICSD: 98765  ");
-    s.cif.ICSD[0] = '\0';
-    EXPECT_EQ(run(ZEMU_print_cif_ICSD, &s.cif), "ICSD:   ");
 }
