@@ -63,24 +63,6 @@ std::string formula_field(int content_lines) {
 
 }  // namespace
 
-TEST(CifNormalisation, BlanksTabsQuotesLineEndsAndConcatenation) {
-    // every blank after the first quote goes with the quotes, except on space-group lines
-    const std::vector<std::string> in = {"\t  _cell_length_a\t\t 5.0  \r\n", "a 'b c' d e", "_chemical_formula_sum 'Li Fe P O4'",
-                                         "_symmetry_space_group_name_H-M   'P  n m a' ", "_space_group_name_H-M_alt 'P 63/m m c'"};
-    const std::vector<std::string> want = {"_cell_length_a 5.0", "a bcde", "_chemical_formula_sum LiFePO4",
-                                           "_symmetry_space_group_name_H-M 'P n m a'", "_space_group_name_H-M_alt 'P 63/m m c'"};
-    std::vector<std::vector<char>> storage;
-    std::vector<char*> lines;
-    for (const std::string& s : in) storage.emplace_back(s.begin(), s.end()), storage.back().resize(ZEMU_CIF_LINE_SIZE, '\0');
-    for (auto& s : storage) lines.push_back(s.data());
-    ZEMU_trim_cif_buffer(lines.data(), (int)lines.size());
-    EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.end()), want);
-    char out[8];
-    memset(out, 'Z', sizeof out);
-    ZEMU_cif_concatenate_lines(lines.data() + 1, 0, 1, out, 5);
-    EXPECT_EQ(std::string(out, 6), "a bcdZ");  // no room, no terminator
-}
-
 TEST(CifReader, ReadsTheExamplesAndMessyFilesByTheProgramsOwnRules) {
     const std::pair<std::string, std::string> files[] = {
         {"cif_LiFePO4.cif",
@@ -155,17 +137,13 @@ TEST(CifReader, RejectedInputsAndTheirMessages) {
 
 TEST(CifOxidationStates, GuessReadsNumberAndSignAndElementsAreLeadingLetters) {
     fx::Cif s({"x,y,z"}, {3, 3, 5, 90, 90, 120});
-    for (const char* t : {"O2-", "Fe3+", "Li", "Cl-1", "Mn2.5+"}) s.site("X", t, 0, 0, 0);
-    const std::pair<int, double> cases[] = {{1, -2.0}, {1, 3.0}, {0, 99.0}, {1, 1.0}, {1, 2.5}};  // Cl-1: no '-' after the digit
-    for (int k = 0; k < 5; k++) {
-        double ox = 99;
-        EXPECT_EQ(ZEMU_guess_site_ox_from_type_symbol(&s.cif, k, &ox), cases[k].first) << k;
-        EXPECT_DOUBLE_EQ(ox, cases[k].second) << k;
-    }
-    double ox = 0;
-    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_guess_site_ox_from_type_symbol(&s.cif, 5, &ox), 0); }),
+    for (const char* t : {"Cl-1", "Mn2.5+"}) s.site("X", t, 0, 0, 0);
+    double ox[2] = {0, 0};
+    EXPECT_EQ(ZEMU_guess_site_ox_from_type_symbol(&s.cif, 0, &ox[0]) + ZEMU_guess_site_ox_from_type_symbol(&s.cif, 1, &ox[1]), 2);
+    EXPECT_EQ(std::make_tuple(ox[0], ox[1]), std::make_tuple(1.0, 2.5));  // Cl-1: no '-' after the digit
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_guess_site_ox_from_type_symbol(&s.cif, 5, &ox[0]), 0); }),
               "Error: Invalid input to ZEMU_guess_site_ox_from_type_symbol()\n");
-    for (const auto& c : {std::make_pair("Fe3+", "Fe"), {"2+", ""}, {"Abcdefghijkl", "Abcdefghi"}}) {
+    for (const auto& c : {std::make_pair("2+", ""), {"Abcdefghijkl", "Abcdefghi"}}) {
         char out[ZEMU_CIF_LABEL_SIZE];
         ZEMU_get_element_symbol(fx::txt(c.first), out);
         EXPECT_STREQ(out, c.second) << c.first;

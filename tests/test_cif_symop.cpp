@@ -1,8 +1,6 @@
-// Symmetry operations: component evaluation, distinct copies in the cell and
-// in supercells, multiplicities, the P1 expansion, removal of symmetry and the
-// space-group database lookup.
+// Symmetry operations: distinct copies in the cell and in supercells, multiplicities, the P1 expansion,
+// removal of symmetry and the space-group database lookup.
 #include <gtest/gtest.h>
-
 #include <cstring>
 #include <string>
 #include <tuple>
@@ -32,33 +30,11 @@ std::string copies(fx::Cif& s, double x, double y, double z, int na, int nb, int
     return out;
 }
 
-const char* kCards =
-    "header line\n"
-    "# 0 decoy before the start marker\nx\nx\n'P 2'\n1\nx,y,z\n"
-    "DATA_START\n"
-    "\n"
-    "# 3 P 1 2 1\nmonoclinic\nHall symbol P 2y\n'P 1 2 1' 'P 2'\n2\nx,y,z\n-x,y,-z\n"
-    "\n"
-    "# 3 P 1 1 2\nmonoclinic\nHall symbol P 2\n'P 1 1 2' 'P 2'\n2\nx,y,z\n-x,-y,z\n"
-    "\n"
-    "# 2 P -1\ntriclinic\nHall symbol -P 1\n'P -1'\n2\nx,y,z\n-x,-y,-z\n"
-    "# 99 broken\nx\nx\n'P broken'\n3\nx,y,z\n-x,-y,-z\n";
-
-// Operations ZEMU_fill_symops gives a structure without operations named `symbol`.
-Ops filled(const char* symbol) {
-    fx::Cif s(Ops{});
-    snprintf(s.cif.spacegroup_HM, sizeof s.cif.spacegroup_HM, "%s", symbol);
-    EXPECT_EQ(ZEMU_fill_symops(&s.cif), 0);
-    return s.ops();
-}
-
 }  // namespace
 
 TEST(CifSymop, ComponentsDistinctCopiesAndSupercellCopies) {
     double v = 0;
-    char c1[] = "-x+1/2", c2[] = " Y-X + 1/4 ", bad[] = "x$";
-    ASSERT_EQ(ZEMU_symmetry_parse_symop(c1, 0.75, 0, 0, &v) + ZEMU_symmetry_parse_symop(c2, 0.25, 0.5, 0, &v), 0);
-    EXPECT_DOUBLE_EQ(v, 0.5);
+    char bad[] = "x$";
     for (int k = 0; k < 2; k++)  // a failing component fails (and reports) every time it is evaluated
         EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_symmetry_parse_symop(bad, 0, 0, 0, &v), 1); }),
                   "Error: Expression cannot be fully parsed in ZEMU_RPN_tokenize()\n");
@@ -113,24 +89,16 @@ TEST(CifSymop, MultiplicitiesTheFullCellAndRemovingSymmetry) {
     EXPECT_EQ(s.cif.site_no, 8);
 }
 
-TEST(CifSymcards, LookupInATestDatabaseAndTheProjectsOne) {
-    {
-        fx::InDir dir("database_symcards.dat", kCards);
-        EXPECT_EQ(filled("P 2"), Ops({"x,y,z", "-x,y,-z"}));  // the first record after the marker wins
-        EXPECT_EQ(filled("P -1"), Ops({"x,y,z", "-x,-y,-z"}));
-        EXPECT_EQ(filled("P2"), Ops({"x,y,z"}));  // compared exactly: listed nowhere without the blank
-        fx::Cif s(Ops{});
-        strcpy(s.cif.spacegroup_HM, "P broken");
-        ASSERT_EQ(ZEMU_get_symops_from_dat(&s.cif), 0);
-        EXPECT_EQ(s.cif.symop_no, 0);  // a truncated record stores nothing
-    }
-    {
-        fx::InDir none(false);
-        EXPECT_EQ(fx::stderr_of([] { EXPECT_EQ(filled("P -1"), Ops({"x,y,z"})); }), "");  // a missing database is silent
-    }
-    fx::InDir dir(true);
+TEST(CifSymcards, OperationsComeFromTheProjectsDatabaseAndAMissingOneIsSilent) {
     fx::Cif s(Ops{});
     strcpy(s.cif.spacegroup_HM, "F m -3 m");
+    {
+        fx::InDir none(false);
+        EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_fill_symops(&s.cif), 0); }), "");
+        EXPECT_EQ(s.ops(), Ops({"x,y,z"}));
+    }
+    fx::InDir dir(true);
+    s.set_ops({});
     ASSERT_EQ(ZEMU_fill_symops(&s.cif), 0);
     s.site("A", "O2-", 0.05, 0.13, 0.31);  // general position
     ASSERT_EQ(ZEMU_refresh_site_mul(&s.cif), 0);

@@ -1,5 +1,5 @@
-// Grid percolation by cluster labelling: union-find with lattice offsets,
-// wrapping dimensions, percolation thresholds and activation spans of whole grids.
+// Grid percolation by cluster labelling: percolation thresholds and activation spans of whole grids
+// against a flood written independently of the union-find.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <functional>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "ZEMU-hk.h"
@@ -16,20 +15,6 @@
 using fx::Field;
 
 namespace {
-
-// A labelling over a grid of na x nb x nc points, all switched off.
-struct Labelling {
-    Field g;
-    ZEMU_hk_grid hk;
-    Labelling(int na, int nb, int nc) : g(na, nb, nc, 0.0) {
-        ZEMU_init_hk_grid(&hk);
-        EXPECT_EQ(ZEMU_alloc_hk_grid(&hk, &g.cube), 0);
-    }
-    ~Labelling() { ZEMU_free_hk_grid(&hk); }
-    void on(int i, int j, int k) { EXPECT_EQ(ZEMU_hk_insert_grid_point(&hk, &g.cube, i, j, k), 0); }
-    int dim(int i, int j, int k) { return ZEMU_hk_cluster_dimension(&hk, g.flat(i, j, k)); }
-    int root(int i, int j, int k, int* d) { return ZEMU_hk_find_grid_parent(&hk, g.flat(i, j, k), &d[0], &d[1], &d[2]); }
-};
 
 // Rank of a few integer vectors by fraction-free elimination.
 int rank_of(std::vector<std::vector<long long>> v) {
@@ -105,46 +90,12 @@ void brute_force(ZEMU_cube* cube, double threshold[3], double span[3]) {
 
 }  // namespace
 
-TEST(HkLabelling, OffsetsAcrossTheBoundaryAndIndependentWrapVectors) {
-    Labelling l(8, 5, 5);
-    int a[3], b[3];
-    EXPECT_EQ(l.root(1, 2, 3, a), -1);  // switched off: no root, no dimension
-    EXPECT_EQ(ZEMU_hk_find_grid_parent(&l.hk, 200, &a[0], &a[1], &a[2]), -1);
-    EXPECT_EQ(l.dim(1, 2, 3), -1);
-    for (int i : {6, 7, 0, 1}) l.on(i, 2, 2);  // a row along a over the boundary
-    int ra = l.root(6, 2, 2, a);
-    EXPECT_EQ(l.root(1, 2, 2, b), ra);
-    // the lifted point 1 lies three steps beyond 6, not five steps before it
-    EXPECT_EQ(std::make_tuple(b[0] - a[0], b[1] - a[1], b[2] - a[2]), std::make_tuple(3, 0, 0));
-    EXPECT_EQ(l.dim(0, 2, 2), 0);
-    l.on(-2, 2, 7);  // switching a point on twice changes nothing; indices outside the cell wrap
-    EXPECT_EQ(l.hk.inserted, 4);
-
-    // two wrapping rows, along a and along b, merge into a plane when bridged
-    Labelling m(6, 6, 6);
-    for (int n = 0; n < 6; n++) m.on(n, 0, 0), m.on(3, n, 3);
-    EXPECT_EQ(m.dim(0, 0, 0) + m.dim(3, 1, 3), 2);
-    m.on(3, 0, 1);
-    m.on(3, 0, 2);
-    EXPECT_EQ(m.dim(3, 4, 3), 2);
-
-    // (vector, dimension after adding it): parallel, zero and in-plane vectors add nothing
-    const int steps[][4] = {{1, 1, 0, 1}, {-3, -3, 0, 1}, {0, 0, 0, 1}, {1, -1, 0, 2}, {2, 0, 0, 2}, {1, 1, 1, 3}};
-    for (const auto& s : steps) {
-        ASSERT_EQ(ZEMU_hk_add_wrap_vector(&l.hk, ra, s[0], s[1], s[2]), 0);
-        EXPECT_EQ(l.dim(6, 2, 2), s[3]) << s[0] << " " << s[1] << " " << s[2];
-    }
-    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_hk_add_wrap_vector(&l.hk, l.g.flat(1, 1, 1), 1, 0, 0), 1); }),
-              "Error: Invalid input to ZEMU_hk_add_wrap_vector()\n");  // switched off
-}
-
 TEST(HkPercolation, HandMadeGridsPercolateAtTheirHighestNeededPoint) {
     const double kHigh = 10.0;
     struct Case { int na, nb, nc; std::function<double(int, int, int)> f; double e[3]; } cases[] = {
         {6, 6, 6, [=](int i, int j, int k) { return (j == 2 && k == 3) ? 0.1 * (i + 1) : kHigh; }, {0.6, kHigh, kHigh}},
         {5, 5, 5, [=](int i, int j, int k) { return (i == j && j == k) ? 0.3 : kHigh; }, {0.3, kHigh, kHigh}},  // corners
         {5, 6, 4, [=](int, int j, int k) { return k != 1 ? kHigh : j == 4 ? 0.2 : 0.5; }, {0.2, 0.5, kHigh}},
-        {1, 1, 1, [](int, int, int) { return 0.7; }, {0.7, 0.7, 0.7}},  // a single point wraps on itself
         {6, 6, 6, [](int, int j, int k) { return (j == 2 && k == 3) ? -2.0 : -1.0; }, {-2.0, -1.0, -1.0}},
         {4, 4, 4, [](int i, int j, int) { return (i == 1 && j == 1) ? NAN : 0.0; }, {0.0, 0.0, 0.0}},  // NaN sorts last
     };
@@ -185,54 +136,3 @@ TEST(HkPercolation, ThresholdsAndSpansMatchABruteForceFloodOnRandomGrids) {
         }
     }
 }
-
-TEST(HkPercolation, SpansInAScaledMeasureScaleBothEnergiesAboveTheMinimum) {
-    // channel A (j=1, k=1): 0 at i=0, else 0.5; channel B (j=4, k=4): 0.8 with one point at 0.9,
-    // found later in the sweep but shallower; the plane k=4 at 2.0 makes B 2D; 3D at 5.0
-    Field g(6, 6, 6, [](int i, int j, int k) {
-        if (j == 1 && k == 1) return (i == 0 ? 0.0 : 0.5) - 1.0;
-        if (j == 4 && k == 4) return (i == 3 ? 0.9 : 0.8) - 1.0;
-        return (k == 4 ? 2.0 : 5.0) - 1.0;
-    });
-    g.cube.global_minimum = -1.0;
-    g.cube.scaling = 1;
-    ASSERT_EQ(ZEMU_parse_energy_scaling(&g.cube, fx::txt("E*E")), 0);
-    double span[3], top[3];
-    ASSERT_EQ(ZEMU_hk_percolation_span(&g.cube, span, top), 0);
-    EXPECT_NEAR(span[0], 0.9 * 0.9 - 0.8 * 0.8, 1e-12);
-    EXPECT_NEAR(top[0], 0.81, 1e-12);
-    EXPECT_NEAR(span[1], 2.0 * 2.0 - 0.8 * 0.8, 1e-12);
-    EXPECT_NEAR(span[2], 25.0, 1e-12);
-}
-
-// Bundled examples against their independently computed values (six decimals);
-// the Na1+ landscape is read in the ion's default scaled measure.
-class HkExample : public testing::TestWithParam<const char*> {};
-
-TEST_P(HkExample, ThresholdsAndSpansMatchTheExactReference) {
-    std::string dir = zemu_test::source_file(std::string("examples/") + GetParam()), cube_file = dir + "/landscape.cube";
-    const std::string ref = zemu_test::slurp(dir + "/reference.json");
-    const bool scaled = ref.find("span_scaled") != std::string::npos;
-    ZEMU_cube cube;
-    ZEMU_init_cube(&cube);
-    double e[3], span[3], top[3];
-    ASSERT_EQ(ZEMU_load_cube(&cube_file[0], &cube), 0);
-    ZEMU_process_cube(&cube);
-    ASSERT_EQ(ZEMU_hk_percolation_energy(&cube, &e[0], &e[1], &e[2]), 0);
-    cube.scaling = scaled;
-    ASSERT_EQ(scaled ? ZEMU_parse_energy_scaling(&cube, fx::txt("0.5695*E^(0.6946)")) : 0, 0);
-    ASSERT_EQ(ZEMU_hk_percolation_span(&cube, span, top), 0);
-    ZEMU_free_cube(&cube);
-    // "threshold" and "span" (or "span_scaled") of E_<d>D in the exact-percolation section
-    auto value = [&ref](int d, const std::string& field) {
-        size_t at = ref.find("\"E_" + std::to_string(d) + "D\"", ref.find("\"percolation_exact_eV\""));
-        at = ref.find("\"" + field + "\":", at);
-        return at == std::string::npos ? NAN : strtod(ref.c_str() + at + field.size() + 3, nullptr);
-    };
-    for (int d = 0; d < 3; d++) {
-        EXPECT_NEAR(e[d], value(d + 1, "threshold"), 1e-6) << d + 1 << "D";
-        EXPECT_NEAR(span[d], value(d + 1, scaled ? "span_scaled" : "span"), 1e-6) << d + 1 << "D";
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Bundled, HkExample, testing::Values("LiFePO4", "Na2UO4"));
