@@ -1,14 +1,9 @@
 // Bond valence sums, the parameter matrix, the global instability index, the
 // cell charge, their printers and the GII optimiser. Sums are checked against
 // lattice sums over Cartesian coordinates computed here.
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <cstring>
 #include <memory>
 #include <algorithm>
-#include <string>
-#include <vector>
 
 #include "ZEMU-bv.h"
 #include "fixtures.h"
@@ -142,21 +137,11 @@ TEST(BondValenceSum, CutOffIsInclusiveAndCasesThatLeaveEverySumZero) {
     (*unflagged)[1].type_flag = -1;  // flags start at 0, so -1 names no type
     // the only counter-ion within 2 Angstrom is the image along -a: the home cell gives nothing, the search ends there
     BvCell shell({10, 10, 10, 90, 90, 90}, kCsClTypes, {{"Cs1", "Cs1+", 0.05, 0.5, 0.5, 1}, {"Cl1", "Cl1-", 0.95, 0.5, 0.5, 1}});
-    BvCell untyped({5, 5, 5, 90, 90, 90}, {}, {{"Cs1", "Cs", 0, 0, 0, 1}, {"Cl1", "Cl", 0.5, 0.5, 0.5, 1}});
-    for (BvCell* s : {close.get(), unflagged.get(), &shell, &untyped}) {
+    for (BvCell* s : {close.get(), unflagged.get(), &shell}) {
         (*s)[0].bv_sum = (*s)[1].bv_sum = 7.0;
         ASSERT_EQ(compute_sums(&s->cif), 0);
         EXPECT_EQ(std::make_tuple((*s)[0].bv_sum, (*s)[1].bv_sum), std::make_tuple(0.0, 0.0)) << (*s)[0].x;
     }
-
-    InDir shipped(true);  // the shipped parameters give near-formal valences for LiFePO4
-    ZEMU_cif cif;
-    ZEMU_init_cif(&cif);
-    std::string path = zemu_test::source_file("examples/LiFePO4/structure.cif");
-    ASSERT_EQ(ZEMU_load_cif(&path[0], &cif), 0);
-    ASSERT_EQ(compute_sums(&cif), 0);
-    for (int i = 0; i < cif.site_no; i++) EXPECT_NEAR(cif.site[i].bv_sum, cif.site[i].ox, 0.3) << cif.site[i].label;
-    ZEMU_free_cif(&cif);
 }
 
 TEST(GiiOptimiser, MovesOnlyFreeCoordinatesInHundredthStepsAndWritesTheResult) {

@@ -1,11 +1,6 @@
 // CIF reader: line normalisation, tags, the three loops, oxidation states,
 // cell completion and every message the reader prints.
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "ZEMU-cif.h"
 #include "fixtures.h"
@@ -68,8 +63,8 @@ TEST(CifReader, ReadsTheExamplesAndMessyFilesByTheProgramsOwnRules) {
         {"cif_LiFePO4.cif",
          "sg 'P n m a' #62 Z4 | a 10.450668 b 6.087351 c 4.751955 V 302.3046 R 0 | struct '' sum 'Fe1Li1O4P1' ICSD '' | ops "
          "x,y,z;-x,-y,-z;-x+1/2,-y,z+1/2;"},
-        {"cif_LiFePO4.cif", " | types Li1+/Li:1@0 Fe2+/Fe:2@2 P5+/P:5@4 O2-/O:-2@6 | sites Li1:Li1+ (0 0 0) m4 a occ1 ox1 f0"},
-        {"cif_LiFePO4.cif", "Fe1:Fe2+ (0.218415 0.75 0.47632) m4 c occ1 ox2 f2 "},
+        {"cif_LiFePO4.cif", " | types Li1+/Li:1@0 Fe2+/Fe:2@2 P5+/P:5@4 O2-/O:-2@6 | sites Li1:Li1+ (0 0 0) m4 a occ1 ox1 f0 "
+                            "Fe1:Fe2+ (0.218415 0.75 0.47632) m4 c occ1 ox2 f2 "},
         {"cif_LiFePO4.cif", " O3:O2- (0.165614 0.047188 0.28616) m8 d occ1 ox-2 f6 | charges 1"},
         // tabs and uncertainty, blanks, column 31 for the shorter tag as well, the text field, ICSD cut to its field
         {"cif_messy.cif", "sg '/m m c' #194 Z2 | a 10.2345 b 6 c 4.75 V 291.68325 R 0.0321 | struct 'Li Fe (P O4)' "
@@ -98,9 +93,7 @@ TEST(CifReader, AcceptedInputsAndWhatIsKept) {
         {kCell + "loop_\n_symmetry_equiv_pos_as_xyz\nx,y,z+1/2+1/2+1/2+1/2+1/2+1/2+1/2\n" + kTypedLoop +
              "VeryLongLabel123 VeryLongType4+ 0.1 0.2 0.3\n", "ops x,y,z+1/2+1/2+1/2+1/2+1/2+1/2 | types | sites VeryLongL:VeryLongT"},
         {kCell + kSiteLoop + "A 0.1 0.1 0.1\nB 0.2 0.2 0.2\nC 0.3 0.3\nD 0.4 0.4 0.4\n", "ox0 f-1 | charges"},  // ends at C
-        {kCell + "loop_\n_atom_type_radius\n_atom_type_oxidation_number\nLi1+ 1\n" + kOneSite, "types | sites Li1:"},
-        {kCell + "_cell_volume 999.5\n" + kOneSite, "V 999.5"},
-        {kCell + kOneSite, "V 1000 R 0"},
+        {kCell + "_cell_volume 999.5\n" + kOneSite, "V 999.5"}, {kCell + kOneSite, "V 1000 R 0"},
         {kCell + "_symmetry_space_group_name_H-M 'P -1'\n" + kOneSite, "ops x,y,z | types | sites Li1:. (0.1 0.2 0.3) m1"},
         {kCell + "loop_\n_symmetry_equiv_pos_as_xyz\n'x, y, z'\n'-x, -y, -z'\n" + kOneSite, "ops x,y,z;-x,-y,-z | types | sites Li1:. (0.1 0.2 0.3) m2"},
         // the type symbol supplies the state when no type matches; the next site of the symbol finds the new type
@@ -118,10 +111,6 @@ TEST(CifReader, AcceptedInputsAndWhatIsKept) {
 TEST(CifReader, RejectedInputsAndTheirMessages) {
     const std::pair<std::string, const char*> cases[] = {
         {formula_field(9), "Error: ZEMU_CIF_MAX_MULTIPLE_LINES exceeded\n"},
-        {kCell + kSiteLoop + "A 0.1 0.1\n", "Error: No site is found!\n"},
-        {kCell + "loop_\n_atom_site_label\n_atom_site_fract_x\n_atom_site_fract_y\nA 0.1 0.1\n", "Error: Missing _atom_site_fract entries\n"},
-        {kCell + "loop_\n_atom_type_symbol\n_atom_type_oxidation_number\n_atom_type_radius_bond\n" + kOneSite,
-         "Error: Atom type is expected but not found!\n"},
         {kCell + "_cell_length_c 0.00000001\n" + kOneSite, "Error: Invalid lattice parameters\n"},
         {"", "Error: Invalid lattice parameters\n"},
         {kCell + "loop_\n_symmetry_equiv_pos_as_xyz\nx,y,z$\n" + kOneSite, "Error: Expression cannot be fully parsed in ZEMU_RPN_tokenize()\n"},

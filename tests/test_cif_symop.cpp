@@ -1,10 +1,6 @@
 // Symmetry operations: distinct copies in the cell and in supercells, multiplicities, the P1 expansion,
 // removal of symmetry and the space-group database lookup.
-#include <gtest/gtest.h>
 #include <cstring>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "ZEMU-cif.h"
 #include "fixtures.h"
@@ -40,11 +36,9 @@ TEST(CifSymop, ComponentsDistinctCopiesAndSupercellCopies) {
                   "Error: Expression cannot be fully parsed in ZEMU_RPN_tokenize()\n");
     const std::tuple<Ops, double, double, double, int, const char*> cases[] = {  // ops, position, supercell a, copies
         {{"x,y,z", "-x,-y,-z"}, 0, 0, 0, 0, "0 0 0"},  // one copy at the inversion centre
-        {{"x,y,z", "x+0.9992,y,z"}, 0.0003, 0.5, 0.5, 0, "0.0003 0.5 0.5"},  // 0.9995 is within a thousandth
         {{"x,y,z", "x+0.002,y,z"}, 0.1, 0.5, 0.5, 0, "0.1 0.5 0.5 | 0.102 0.5 0.5"},
         {{"-x+1/2,y,z"}, 0.75, 0.5, 0.5, 0, "0.75 0.5 0.5"},  // brought into the cell by one step only
         {{"x-2,y+2,z+1"}, 0.5, 0.5, 0.5, 0, "-0.5 1.5 0.5"},
-        {{"x,y,z", "-x,-y,-z"}, 0.1, 0.2, 0.3, 1, "0.1 0.2 0.3 | 0.9 0.8 0.7"},
         // unit-cell copies first, then each copy's translations with the last axis innermost
         {{"x,y,z", "-x,-y,-z"}, 0.1, 0.2, 0.3, 2, "0.05 0.1 0.3 | 0.45 0.4 0.7 | 0.05 0.6 0.3 | 0.55 0.1 0.3 | "
                                                 "0.55 0.6 0.3 | 0.45 0.9 0.7 | 0.95 0.4 0.7 | 0.95 0.9 0.7"},

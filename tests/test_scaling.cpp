@@ -1,9 +1,4 @@
 // Energy scaling: compiling the expression, the bisection inverse and the shift of the grid to a zero minimum.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <string>
-
 #include "ZEMU-cube.h"
 #include "fixtures.h"
 
@@ -47,17 +42,4 @@ TEST(EnergyScaling, InverseBracketsBisectsAndGivesOneWithAWarningWhenItCannot) {
         if (std::get<2>(cs) >= 0) EXPECT_EQ(raw, std::get<2>(cs)) << text;
         else EXPECT_NEAR(ZEMU_scale_cube_energy(&g.cube, raw), std::get<1>(cs), 0.001) << text;
     }
-}
-
-TEST(EnergyScaling, ShiftMovesTheMinimumToZeroAndAccumulates) {
-    fx::Field g(2, 2, 2, [](int i, int j, int k) { return -3.25 + 0.5 * (4 * i + 2 * j + k); });
-    ZEMU_cube& c = g.cube;
-    c.global_minimum = -3.25;
-    c.max_energy = 1.75;
-    ZEMU_shift_cube_energy(&c);
-    EXPECT_EQ(std::make_tuple(c.energy[0][0][0], c.energy[1][1][1], c.energy_shift, c.max_energy, c.global_minimum),
-              std::make_tuple(0.0, 3.5, 3.25, 5.0, 0.0));
-    c.global_minimum = 0.5;  // as after smoothing raised the floor
-    ZEMU_shift_cube_energy(&c);
-    EXPECT_EQ(std::make_tuple(c.energy[1][1][1], c.energy_shift), std::make_tuple(3.0, 2.75));
 }
