@@ -325,9 +325,95 @@ int ZEMU_convert_frac_ox(ZEMU_cif* cif) {
     return 0;
 }
 
+namespace {
+
+// The charge-restoring change of one or two whole-atom counts that strays least
+// from the occupancies: site i by di and, when j >= 0, site j by dj.
+struct CountChange {
+    double penalty = zemu_kernel::kNoValue;
+    int i = -1, di = 0, j = -1, dj = 0;
+};
+
+// The search for that change over the adjustable sites (partial occupancy, positive multiplicity).
+class CountCorrection {
+public:
+    CountCorrection(ZEMU_cif* cif, const int* counts, int abc) : cif_(cif), counts_(counts), abc_(abc) {
+        for (int i = 0; i < cif->site_no; i++)
+            adjustable_.push_back(!ZEMU_cif_equal_dbl(cif->site[i].occ, 1.0) && cif->site[i].mul > 0);
+    }
+
+    // Single-site changes first, then pairs; a later candidate replaces the best only when strictly better.
+    CountChange best(long long charge) const {
+        CountChange best;
+        for (int i = 0; i < n(); i++) {
+            if (!adjustable_[i]) continue;
+            long long q = (long long)cif_->site[i].ox;
+            for (int di : kDeltas) {
+                // A change below zero atoms is never a correction.
+                if (charge + di * q != 0 || counts_[i] + di < 0 || !fits(i, i, di, -1, 0)) continue;
+                consider(&best, penalty(i, di), i, di, -1, 0);
+            }
+        }
+        for (int i = 0; i < n(); i++) {
+            if (!adjustable_[i]) continue;
+            for (int di : kDeltas)
+                if (counts_[i] + di >= 0) pairs_with(i, di, charge, &best);
+        }
+        return best;
+    }
+
+private:
+    static constexpr int kDeltas[4] = {-2, -1, 1, 2};
+
+    int n() const { return cif_->site_no; }
+
+    void pairs_with(int i, int di, long long charge, CountChange* best) const {
+        long long qi = (long long)cif_->site[i].ox;
+        for (int j = i + 1; j < n(); j++) {
+            if (!adjustable_[j]) continue;
+            long long qj = (long long)cif_->site[j].ox;
+            for (int dj : kDeltas) {
+                if (charge + di * qi + dj * qj != 0 || counts_[j] + dj < 0) continue;
+                if (!fits(i, i, di, j, dj) || !fits(j, i, di, j, dj)) continue;
+                consider(best, penalty(i, di) + penalty(j, dj), i, di, j, dj);
+            }
+        }
+    }
+
+    static void consider(CountChange* best, double p, int i, int di, int j, int dj) {
+        if (p < best->penalty) *best = CountChange{p, i, di, j, dj};
+    }
+
+    // Counts at site k's position, with the tried changes, must fit the site's places.
+    bool fits(int k, int i, int di, int j, int dj) const {
+        long long total = 0;
+        for (int m = 0; m < n(); m++) {
+            if (!same_position(cif_->site[m], cif_->site[k])) continue;
+            total += counts_[m];
+            if (m == i) total += di;
+            if (m == j) total += dj;
+        }
+        return total <= (long long)cif_->site[k].mul * abc_;
+    }
+
+    // How much further from site k's occupancy a change of d atoms takes its count.
+    double penalty(int k, int d) const {
+        double places = (double)cif_->site[k].mul * abc_;
+        return fabs(cif_->site[k].occ - (counts_[k] + d) / places) - fabs(cif_->site[k].occ - counts_[k] / places);
+    }
+
+    ZEMU_cif* cif_;
+    const int* counts_;
+    int abc_;
+    std::vector<char> adjustable_;
+};
+
+constexpr int CountCorrection::kDeltas[4];
+
+}  // namespace
+
 int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc) {
     const int n = cif->site_no;
-    std::vector<char> adjustable(n);
     for (int i = 0; i < n; i++) {
         const ZEMU_site& s = cif->site[i];
         double t = s.occ * s.mul * (double)abc;
@@ -338,63 +424,18 @@ int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc) {
         }
         double lo = floor(t), hi = ceil(t);
         int_occ[i] = (int)(t - lo <= hi - t ? lo : hi);
-        adjustable[i] = !ZEMU_cif_equal_dbl(s.occ, 1.0) && s.mul > 0;
     }
     long long charge = 0;
     for (int i = 0; i < n; i++) charge += (long long)(int_occ[i] * cif->site[i].ox);
     if (charge == 0) return 0;
 
-    // Counts at a site's position, including the tried changes, must fit the site's places.
-    auto fits = [&](int k, int i, int di, int j, int dj) {
-        long long total = 0;
-        for (int m = 0; m < n; m++) {
-            if (!same_position(cif->site[m], cif->site[k])) continue;
-            total += int_occ[m];
-            if (m == i) total += di;
-            if (m == j) total += dj;
-        }
-        return total <= (long long)cif->site[k].mul * abc;
-    };
-    auto penalty = [&](int k, int d) {
-        double places = (double)cif->site[k].mul * abc;
-        return fabs(cif->site[k].occ - (int_occ[k] + d) / places) - fabs(cif->site[k].occ - int_occ[k] / places);
-    };
-    const int deltas[4] = {-2, -1, 1, 2};
-    double best = zemu_kernel::kNoValue;
-    int best_i = -1, best_di = 0, best_j = -1, best_dj = 0;
-    for (int i = 0; i < n; i++) {
-        if (!adjustable[i]) continue;
-        long long q = (long long)cif->site[i].ox;
-        for (int di : deltas) {
-            // A change below zero atoms is never a correction.
-            if (charge + di * q != 0 || int_occ[i] + di < 0 || !fits(i, i, di, -1, 0)) continue;
-            double p = penalty(i, di);
-            if (p < best) best = p, best_i = i, best_di = di, best_j = -1, best_dj = 0;
-        }
-    }
-    for (int i = 0; i < n; i++) {
-        if (!adjustable[i]) continue;
-        long long qi = (long long)cif->site[i].ox;
-        for (int di : deltas) {
-            if (int_occ[i] + di < 0) continue;
-            for (int j = i + 1; j < n; j++) {
-                if (!adjustable[j]) continue;
-                long long qj = (long long)cif->site[j].ox;
-                for (int dj : deltas) {
-                    if (charge + di * qi + dj * qj != 0 || int_occ[j] + dj < 0) continue;
-                    if (!fits(i, i, di, j, dj) || !fits(j, i, di, j, dj)) continue;
-                    double p = penalty(i, di) + penalty(j, dj);
-                    if (p < best) best = p, best_i = i, best_di = di, best_j = j, best_dj = dj;
-                }
-            }
-        }
-    }
-    if (best_i < 0) {
+    const CountChange change = CountCorrection(cif, int_occ, abc).best(charge);
+    if (change.i < 0) {
         fprintf(stderr, "Error: Unable to make supercell total charge zero\n");
         return 1;
     }
-    int_occ[best_i] += best_di;
-    if (best_j >= 0) int_occ[best_j] += best_dj;
+    int_occ[change.i] += change.di;
+    if (change.j >= 0) int_occ[change.j] += change.dj;
     return 0;
 }
 
