@@ -95,6 +95,25 @@ TEST(PlateauFlood, VisitsInTheOrderOfTheRecursiveDefinitionUpToTwentyEightPoints
     EXPECT_EQ(g.cube.total_minima, 0);
 }
 
+TEST(StationaryLists, SaddleInsertionRemovalByWrappedLocationAndTheNearestPointsOfATarget) {
+    Field g(4, 4, 4);
+    ZEMU_cube* c = &g.cube;
+    ZEMU_add_cube_saddle_point(c, 1, 1, 1, 0.1, 0);
+    ASSERT_EQ(ZEMU_ins_cube_saddle_point(c, 3, 3, 3, 0.3, 5, 0) + ZEMU_ins_cube_saddle_point(c, 2, 2, 2, 0.2, 0, 9), 0);
+    EXPECT_EQ(std::make_tuple(c->saddle[0].type, c->saddle[1].x, c->saddle[2].x), std::make_tuple(5, 1, 2));  // 9: appended
+    EXPECT_EQ(ZEMU_del_cube_saddle_point_by_loc(c, 5, -3, 1), 1);  // wraps to (1, 1, 1)
+    EXPECT_EQ(ZEMU_del_cube_saddle_point_by_loc(c, 1, 1, 1), -1);
+    EXPECT_EQ(fx::stdout_of([&] { EXPECT_EQ(ZEMU_ins_cube_saddle_point(c, 0, 0, 0, 0.0, 0, -1), 1); }), "strange\n");
+    EXPECT_EQ(std::make_tuple(c->total_saddle, ZEMU_inlist_cube_saddle_point(c, 6, 2, 2)), std::make_tuple(3, 0));  // not wrapped
+    ZEMU_nearest_neighbour nn;
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_init_nearest_neighbour(&nn, 0, 0, 0, 0, 1), 1); }),
+              "Error: Non-positive input size to ZEMU_alloc_nearest_neighbour()\n");
+    ASSERT_EQ(ZEMU_init_nearest_neighbour(&nn, 2, 2.0, 2.0, 2.0, 1), 0);
+    ZEMU_get_nearest_saddle(c, &nn);  // the target itself is a saddle point: nearest at 0, and found
+    EXPECT_EQ(std::make_tuple(nn.index[0], nn.distance[0], nn.include_target), std::make_tuple(1, 0.0, 0));
+    ZEMU_free_nearest_neighbour(&nn);
+}
+
 TEST(WholeGridSearch, FindsWellsPlateauMeansAndSaddlesBelowTheCeiling) {
     // two wells along a, separated by barriers at i = 0 and 4
     Field g(8, 4, 4, [](int i, int j, int k) { return cos(M_PI * i / 2) + 0.1 * (cos(M_PI * j / 2) + cos(M_PI * k / 2)); });
