@@ -396,9 +396,10 @@ private:
     int next_ = 0;     // position in order_ of the next point
 };
 
-}  // namespace
-
+// A labelling released when it goes out of scope.
 using ScopedHkGrid = zemu_kernel::Scoped<ZEMU_hk_grid, ZEMU_init_hk_grid, ZEMU_free_hk_grid>;
+
+}  // namespace
 
 int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double* e3d)
 {
