@@ -65,6 +65,28 @@ bool same_position(const ZEMU_site& p, const ZEMU_site& q) {
     return ZEMU_cif_equal_dbl(p.x, q.x) && ZEMU_cif_equal_dbl(p.y, q.y) && ZEMU_cif_equal_dbl(p.z, q.z);
 }
 
+// Removes entry t of a list of *count entries, closing the gap; 1 with the
+// message naming the caller when there is no entry t.
+template <typename T>
+int remove_entry(T* list, int* count, int t, const char* caller) {
+    if (t < 0 || t >= *count) {
+        fprintf(stderr, "Error: Invalid input to %s()\n", caller);
+        return 1;
+    }
+    memmove(list + t, list + t + 1, sizeof(T) * (size_t)(*count - 1 - t));
+    (*count)--;
+    return 0;
+}
+
+// Releases a list; its count and capacity become 0. Always 0.
+template <typename T>
+int release_list(T** list, int* count, int* cap) {
+    free(*list);
+    *list = nullptr;
+    *count = *cap = 0;
+    return 0;
+}
+
 // Random seed of the supercell builder: the current time in seconds.
 unsigned long supercell_seed() { return (unsigned long)time(nullptr); }
 
@@ -116,23 +138,11 @@ int ZEMU_ins_cif_type(ZEMU_cif* cif, char* label, double ox, int* flag, int t) {
 }
 
 int ZEMU_remove_cif_site(ZEMU_cif* cif, int t) {
-    if (t < 0 || t >= cif->site_no) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_remove_cif_site()\n");
-        return 1;
-    }
-    memmove(cif->site + t, cif->site + t + 1, sizeof(ZEMU_site) * (size_t)(cif->site_no - 1 - t));
-    cif->site_no--;
-    return 0;
+    return remove_entry(cif->site, &cif->site_no, t, "ZEMU_remove_cif_site");
 }
 
 int ZEMU_remove_cif_type(ZEMU_cif* cif, int t) {
-    if (t < 0 || t >= cif->type_no) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_remove_cif_type()\n");
-        return 1;
-    }
-    memmove(cif->type + t, cif->type + t + 1, sizeof(ZEMU_type) * (size_t)(cif->type_no - 1 - t));
-    cif->type_no--;
-    return 0;
+    return remove_entry(cif->type, &cif->type_no, t, "ZEMU_remove_cif_type");
 }
 
 int ZEMU_remove_all_cif_site_by_type(ZEMU_cif* cif, char* label) {
@@ -178,19 +188,9 @@ int ZEMU_alloc_cif_symop(ZEMU_cif* cif) {
     return 0;
 }
 
-int ZEMU_free_cif_type(ZEMU_cif* cif) {
-    free(cif->type);
-    cif->type = nullptr;
-    cif->type_no = cif->type_no_cap = 0;
-    return 0;
-}
+int ZEMU_free_cif_type(ZEMU_cif* cif) { return release_list(&cif->type, &cif->type_no, &cif->type_no_cap); }
 
-int ZEMU_free_cif_site(ZEMU_cif* cif) {
-    free(cif->site);
-    cif->site = nullptr;
-    cif->site_no = cif->site_no_cap = 0;
-    return 0;
-}
+int ZEMU_free_cif_site(ZEMU_cif* cif) { return release_list(&cif->site, &cif->site_no, &cif->site_no_cap); }
 
 int ZEMU_free_cif_site_all(ZEMU_cif* cif) {
     free(cif->site_all);
@@ -325,9 +325,95 @@ int ZEMU_convert_frac_ox(ZEMU_cif* cif) {
     return 0;
 }
 
+namespace {
+
+// The charge-restoring change of one or two whole-atom counts that strays least
+// from the occupancies: site i by di and, when j >= 0, site j by dj.
+struct CountChange {
+    double penalty = zemu_kernel::kNoValue;
+    int i = -1, di = 0, j = -1, dj = 0;
+};
+
+// The search for that change over the adjustable sites (partial occupancy, positive multiplicity).
+class CountCorrection {
+public:
+    CountCorrection(ZEMU_cif* cif, const int* counts, int abc) : cif_(cif), counts_(counts), abc_(abc) {
+        for (int i = 0; i < cif->site_no; i++)
+            adjustable_.push_back(!ZEMU_cif_equal_dbl(cif->site[i].occ, 1.0) && cif->site[i].mul > 0);
+    }
+
+    // Single-site changes first, then pairs; a later candidate replaces the best only when strictly better.
+    CountChange best(long long charge) const {
+        CountChange best;
+        for (int i = 0; i < n(); i++) {
+            if (!adjustable_[i]) continue;
+            long long q = (long long)cif_->site[i].ox;
+            for (int di : kDeltas) {
+                // A change below zero atoms is never a correction.
+                if (charge + di * q != 0 || counts_[i] + di < 0 || !fits(i, i, di, -1, 0)) continue;
+                consider(&best, penalty(i, di), i, di, -1, 0);
+            }
+        }
+        for (int i = 0; i < n(); i++) {
+            if (!adjustable_[i]) continue;
+            for (int di : kDeltas)
+                if (counts_[i] + di >= 0) pairs_with(i, di, charge, &best);
+        }
+        return best;
+    }
+
+private:
+    static constexpr int kDeltas[4] = {-2, -1, 1, 2};
+
+    int n() const { return cif_->site_no; }
+
+    void pairs_with(int i, int di, long long charge, CountChange* best) const {
+        long long qi = (long long)cif_->site[i].ox;
+        for (int j = i + 1; j < n(); j++) {
+            if (!adjustable_[j]) continue;
+            long long qj = (long long)cif_->site[j].ox;
+            for (int dj : kDeltas) {
+                if (charge + di * qi + dj * qj != 0 || counts_[j] + dj < 0) continue;
+                if (!fits(i, i, di, j, dj) || !fits(j, i, di, j, dj)) continue;
+                consider(best, penalty(i, di) + penalty(j, dj), i, di, j, dj);
+            }
+        }
+    }
+
+    static void consider(CountChange* best, double p, int i, int di, int j, int dj) {
+        if (p < best->penalty) *best = CountChange{p, i, di, j, dj};
+    }
+
+    // Counts at site k's position, with the tried changes, must fit the site's places.
+    bool fits(int k, int i, int di, int j, int dj) const {
+        long long total = 0;
+        for (int m = 0; m < n(); m++) {
+            if (!same_position(cif_->site[m], cif_->site[k])) continue;
+            total += counts_[m];
+            if (m == i) total += di;
+            if (m == j) total += dj;
+        }
+        return total <= (long long)cif_->site[k].mul * abc_;
+    }
+
+    // How much further from site k's occupancy a change of d atoms takes its count.
+    double penalty(int k, int d) const {
+        double places = (double)cif_->site[k].mul * abc_;
+        return fabs(cif_->site[k].occ - (counts_[k] + d) / places) - fabs(cif_->site[k].occ - counts_[k] / places);
+    }
+
+    ZEMU_cif* cif_;
+    const int* counts_;
+    int abc_;
+    std::vector<char> adjustable_;
+};
+
+constexpr int CountCorrection::kDeltas[4];
+
+}  // namespace
+
 int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc) {
     const int n = cif->site_no;
-    std::vector<char> adjustable(n);
     for (int i = 0; i < n; i++) {
         const ZEMU_site& s = cif->site[i];
         double t = s.occ * s.mul * (double)abc;
@@ -338,163 +424,95 @@ int ZEMU_get_integer_occ(ZEMU_cif* cif, int* int_occ, int abc) {
         }
         double lo = floor(t), hi = ceil(t);
         int_occ[i] = (int)(t - lo <= hi - t ? lo : hi);
-        adjustable[i] = !ZEMU_cif_equal_dbl(s.occ, 1.0) && s.mul > 0;
     }
     long long charge = 0;
     for (int i = 0; i < n; i++) charge += (long long)(int_occ[i] * cif->site[i].ox);
     if (charge == 0) return 0;
 
-    // Counts at a site's position, including the tried changes, must fit the site's places.
-    auto fits = [&](int k, int i, int di, int j, int dj) {
-        long long total = 0;
-        for (int m = 0; m < n; m++) {
-            if (!same_position(cif->site[m], cif->site[k])) continue;
-            total += int_occ[m];
-            if (m == i) total += di;
-            if (m == j) total += dj;
-        }
-        return total <= (long long)cif->site[k].mul * abc;
-    };
-    auto penalty = [&](int k, int d) {
-        double places = (double)cif->site[k].mul * abc;
-        return fabs(cif->site[k].occ - (int_occ[k] + d) / places) - fabs(cif->site[k].occ - int_occ[k] / places);
-    };
-    const int deltas[4] = {-2, -1, 1, 2};
-    double best = zemu_kernel::kNoValue;
-    int best_i = -1, best_di = 0, best_j = -1, best_dj = 0;
-    for (int i = 0; i < n; i++) {
-        if (!adjustable[i]) continue;
-        long long q = (long long)cif->site[i].ox;
-        for (int di : deltas) {
-            // A change below zero atoms is never a correction.
-            if (charge + di * q != 0 || int_occ[i] + di < 0 || !fits(i, i, di, -1, 0)) continue;
-            double p = penalty(i, di);
-            if (p < best) best = p, best_i = i, best_di = di, best_j = -1, best_dj = 0;
-        }
-    }
-    for (int i = 0; i < n; i++) {
-        if (!adjustable[i]) continue;
-        long long qi = (long long)cif->site[i].ox;
-        for (int di : deltas) {
-            if (int_occ[i] + di < 0) continue;
-            for (int j = i + 1; j < n; j++) {
-                if (!adjustable[j]) continue;
-                long long qj = (long long)cif->site[j].ox;
-                for (int dj : deltas) {
-                    if (charge + di * qi + dj * qj != 0 || int_occ[j] + dj < 0) continue;
-                    if (!fits(i, i, di, j, dj) || !fits(j, i, di, j, dj)) continue;
-                    double p = penalty(i, di) + penalty(j, dj);
-                    if (p < best) best = p, best_i = i, best_di = di, best_j = j, best_dj = dj;
-                }
-            }
-        }
-    }
-    if (best_i < 0) {
+    const CountChange change = CountCorrection(cif, int_occ, abc).best(charge);
+    if (change.i < 0) {
         fprintf(stderr, "Error: Unable to make supercell total charge zero\n");
         return 1;
     }
-    int_occ[best_i] += best_di;
-    if (best_j >= 0) int_occ[best_j] += best_dj;
+    int_occ[change.i] += change.di;
+    if (change.j >= 0) int_occ[change.j] += change.dj;
     return 0;
 }
 
-int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
-    // The output owns no arrays from the start, so that it can be released after any result.
-    output->type = nullptr;
-    output->type_no = output->type_no_cap = 0;
-    output->site = nullptr;
-    output->site_no = output->site_no_cap = 0;
-    output->site_all = nullptr;
-    output->site_all_no = 0;
-    output->symop = nullptr;
-    output->symop_no = 0;
-    // Dimensions are also bounded above so that the atom count stays representable.
-    if (a < 1 || b < 1 || c < 1 || (long long)a * b * c > 1000000LL) {
-        fprintf(stderr, "Error: Invalid supercell dimension\n");
-        return 1;
-    }
-    if (fabs(ZEMU_calc_unit_cell_charge(cif)) > 0.01) {
-        fprintf(stderr, "Error: Cannot build supercell when unit cell has non-zero charge\n");
-        return 1;
-    }
-    if (ZEMU_convert_frac_ox(cif)) return 1;
-    init_genrand(supercell_seed());
+namespace {
 
-    const int abc = a * b * c;
-    // The output's site and type arrays are allocated afresh below; the input's capacities do not describe them.
-    *output = *cif;
-    output->type_no = output->type_no_cap = 0;
-    output->type = nullptr;
-    output->site_no = output->site_no_cap = 0;
-    output->site = nullptr;
-    output->site_all_no = 0;
-    output->site_all = nullptr;
-    output->symop_no = 0;
-    output->symop = nullptr;
+// Forgets the record's type, site, full-cell and operation lists without
+// releasing them (they belong to another record).
+void detach_lists(ZEMU_cif* cif) {
+    cif->type = nullptr;
+    cif->type_no = cif->type_no_cap = 0;
+    cif->site = nullptr;
+    cif->site_no = cif->site_no_cap = 0;
+    cif->site_all = nullptr;
+    cif->site_all_no = 0;
+    cif->symop = nullptr;
+    cif->symop_no = 0;
+}
 
-    std::vector<int> counts(cif->site_no > 0 ? cif->site_no : 1);
-    if (ZEMU_get_integer_occ(cif, counts.data(), abc)) return 1;
+// Room for every whole atom of the supercell in output's site list.
+int reserve_supercell_sites(ZEMU_cif* output, const std::vector<int>& counts, int site_no) {
     long long total = 0;
-    for (int i = 0; i < cif->site_no; i++) total += counts[i];
-    if (total > 0) {
-        if (total > 100000000LL) {
-            fprintf(stderr, "Error: Memory allocation problem\n");
-            return 1;
-        }
-        output->site = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)total);
-        if (!output->site) {
-            fprintf(stderr, "Error: Memory allocation problem\n");
-            return 1;
-        }
-        output->site_no_cap = (int)total;
+    for (int i = 0; i < site_no; i++) total += counts[i];
+    if (total <= 0) return 0;
+    if (total > 100000000LL) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
     }
+    output->site = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)total);
+    if (!output->site) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    output->site_no_cap = (int)total;
+    return 0;
+}
 
-    for (int i = 0; i < cif->site_no; i++) {
-        const ZEMU_site& src = cif->site[i];
-        ZEMU_equiv_pos pool;
-        if (ZEMU_symmetry_generate_equivalent_copies_in_supercell(cif, &pool, src.x, src.y, src.z, a, b, c)) {
-            ZEMU_free_equiv_pos(&pool);
-            return 1;
-        }
-        int left = pool.total_copies;
-        if (counts[i] > left) {
-            ZEMU_free_equiv_pos(&pool);
+// Places `count` whole atoms of site src at copies of its position in the
+// a x b x c supercell, drawn at random; a copy an earlier atom holds is passed by.
+int place_site_atoms(ZEMU_cif* cif, ZEMU_cif* output, const ZEMU_site& src, int count, int a, int b, int c) {
+    ZEMU_equiv_pos pool;
+    int status = ZEMU_symmetry_generate_equivalent_copies_in_supercell(cif, &pool, src.x, src.y, src.z, a, b, c);
+    int left = pool.total_copies;
+    for (int placed = 0; status == 0 && placed < count;) {
+        // More atoms than copies, or every copy taken by an earlier site: the count cannot be met.
+        if (count > pool.total_copies || left == 0) {
             fprintf(stderr, "Error: Fatal error in ZEMU_build_supercell()\n");
-            return 1;
+            status = 1;
+            break;
         }
-        int placed = 0;
-        while (placed < counts[i]) {
-            // Every copy was taken by an earlier site: the count cannot be met.
-            if (left == 0) {
-                ZEMU_free_equiv_pos(&pool);
-                fprintf(stderr, "Error: Fatal error in ZEMU_build_supercell()\n");
-                return 1;
-            }
-            int k = (int)(genrand_real1() * left);
-            if (k >= left) k = left - 1;  // the draw may be exactly 1.0
-            ZEMU_equiv_pos_frac_coor p = pool.copy[k];
-            pool.copy[k] = pool.copy[left - 1];
-            left--;
-            bool taken = false;
-            for (int o = 0; o < output->site_no && !taken; o++) {
-                const ZEMU_site& q = output->site[o];
-                taken = q.mul == 1 && ZEMU_cif_equal_dbl(q.x, p.a) && ZEMU_cif_equal_dbl(q.y, p.b) &&
-                        ZEMU_cif_equal_dbl(q.z, p.c);
-            }
-            if (taken) continue;
-            ZEMU_site site = src;
-            site.Wyckoff = 'a';
-            site.mul = 1;
-            site.occ = 1.0;
-            site.x = p.a;
-            site.y = p.b;
-            site.z = p.c;
-            output->site[output->site_no++] = site;
-            placed++;
+        int k = (int)(genrand_real1() * left);
+        if (k >= left) k = left - 1;  // the draw may be exactly 1.0
+        ZEMU_equiv_pos_frac_coor p = pool.copy[k];
+        pool.copy[k] = pool.copy[left - 1];
+        left--;
+        bool taken = false;
+        for (int o = 0; o < output->site_no && !taken; o++) {
+            const ZEMU_site& q = output->site[o];
+            taken = q.mul == 1 && ZEMU_cif_equal_dbl(q.x, p.a) && ZEMU_cif_equal_dbl(q.y, p.b) &&
+                    ZEMU_cif_equal_dbl(q.z, p.c);
         }
-        ZEMU_free_equiv_pos(&pool);
+        if (taken) continue;
+        ZEMU_site site = src;
+        site.Wyckoff = 'a';
+        site.mul = 1;
+        site.occ = 1.0;
+        site.x = p.a;
+        site.y = p.b;
+        site.z = p.c;
+        output->site[output->site_no++] = site;
+        placed++;
     }
+    ZEMU_free_equiv_pos(&pool);
+    return status;
+}
 
+// The supercell's types (those of cif), its one operation and its cell.
+int finish_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
     if (cif->type_no > 0) {
         output->type = (ZEMU_type*)malloc(sizeof(ZEMU_type) * (size_t)cif->type_no);
         if (!output->type) {
@@ -515,10 +533,39 @@ int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
     output->a *= a;
     output->b *= b;
     output->c *= c;
-    output->volume *= abc;
-    output->z *= abc;
+    output->volume *= a * b * c;
+    output->z *= a * b * c;
     ZEMU_calc_cif_d_parameters(output);
     return 0;
+}
+
+}  // namespace
+
+int ZEMU_build_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
+    // The output owns no arrays from the start, so that it can be released after any result.
+    detach_lists(output);
+    // Dimensions are also bounded above so that the atom count stays representable.
+    if (a < 1 || b < 1 || c < 1 || (long long)a * b * c > 1000000LL) {
+        fprintf(stderr, "Error: Invalid supercell dimension\n");
+        return 1;
+    }
+    if (fabs(ZEMU_calc_unit_cell_charge(cif)) > 0.01) {
+        fprintf(stderr, "Error: Cannot build supercell when unit cell has non-zero charge\n");
+        return 1;
+    }
+    if (ZEMU_convert_frac_ox(cif)) return 1;
+    init_genrand(supercell_seed());
+
+    // The output's lists are built afresh below; cif's arrays and capacities do not describe them.
+    *output = *cif;
+    detach_lists(output);
+
+    std::vector<int> counts(cif->site_no > 0 ? cif->site_no : 1);
+    if (ZEMU_get_integer_occ(cif, counts.data(), a * b * c)) return 1;
+    if (reserve_supercell_sites(output, counts, cif->site_no)) return 1;
+    for (int i = 0; i < cif->site_no; i++)
+        if (place_site_atoms(cif, output, cif->site[i], counts[i], a, b, c)) return 1;
+    return finish_supercell(cif, output, a, b, c);
 }
 
 // ---------------------------------------------------------------------------

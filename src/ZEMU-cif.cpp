@@ -185,34 +185,127 @@ int read_site_loop(char** buffer, int lines, int i, ZEMU_cif* cif) {
     return i + headers + cif->site_no;
 }
 
+// The file's lines, each in a buffer of ZEMU_CIF_LINE_SIZE characters: every
+// read of that size is one line, so longer physical lines give several.
+int read_cif_lines(char* path, std::vector<char>* storage, std::vector<char*>* buffer) {
+    zemu_kernel::File file(fopen(path, "r"));
+    if (!file) {
+        fprintf(stderr, "Error: Unable to open CIF file\n");
+        return 1;
+    }
+    FILE* fp = file.get();
+    char line[ZEMU_CIF_LINE_SIZE];
+    int lines = 0;
+    while (fgets(line, sizeof line, fp)) lines++;
+    try {
+        storage->assign((size_t)lines * ZEMU_CIF_LINE_SIZE, '\0');
+        buffer->resize(lines);
+    } catch (const std::bad_alloc&) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    rewind(fp);
+    for (int i = 0; i < lines; i++) {
+        (*buffer)[i] = storage->data() + (size_t)i * ZEMU_CIF_LINE_SIZE;
+        if (!fgets((*buffer)[i], ZEMU_CIF_LINE_SIZE, fp)) (*buffer)[i][0] = '\0';
+    }
+    return 0;
+}
+
+// A tag line as its reader sees it: the trimmed lines, the index of the tag
+// line (a loop reader moves it to the last line it consumed) and the structure.
+struct TagLine {
+    char** buf;
+    int lines;
+    int i;
+    ZEMU_cif* cif;
+};
+
+template <double ZEMU_cif::*Field>
+int read_number(TagLine& t) {
+    t.cif->*Field = atof(second_word(t.buf[t.i]).c_str());
+    return 0;
+}
+
+template <int ZEMU_cif::*Field>
+int read_count(TagLine& t) {
+    t.cif->*Field = atoi(second_word(t.buf[t.i]).c_str());
+    return 0;
+}
+
+int read_formula_structural(TagLine& t) {
+    return read_formula(t.buf, t.lines, t.i, 29, t.cif->chem_form_struct, sizeof t.cif->chem_form_struct);
+}
+
+int read_formula_sum(TagLine& t) {
+    return read_formula(t.buf, t.lines, t.i, 22, t.cif->chem_form_sum, sizeof t.cif->chem_form_sum);
+}
+
+// Column 31 for both space-group tags: the shorter second tag loses five characters of its value.
+int read_spacegroup(TagLine& t) {
+    const char* s = t.buf[t.i];
+    char* out = t.cif->spacegroup_HM;
+    size_t n = 0;
+    if (std::strlen(s) > 31)
+        for (const char* p = s + 31; *p && n < sizeof t.cif->spacegroup_HM - 1; p++)
+            if (*p != '\'') out[n++] = *p;
+    out[n] = '\0';
+    return 0;
+}
+
+int read_icsd(TagLine& t) {
+    copy_from_column(t.cif->ICSD, t.buf[t.i], 20, sizeof t.cif->ICSD);
+    return 0;
+}
+
+// A loop_ line: the operation, type or site loop its next lines announce; other loops are skipped.
+int read_loop(TagLine& t) {
+    if (t.i + 1 >= t.lines) return 0;
+    const char* next = t.buf[t.i + 1];
+    int last = t.i;
+    if (begins_with(next, "_symmetry_equiv_pos_site_id") || begins_with(next, "_space_group_symop_id") ||
+        begins_with(next, "_symmetry_equiv_pos_as_xyz") || begins_with(next, "_space_group_symop_operation_xyz"))
+        last = read_symop_loop(t.buf, t.lines, t.i, t.cif);
+    else if (t.i + 2 < t.lines && begins_with(t.buf[t.i + 2], "_atom_type_oxidation_number"))
+        last = read_type_loop(t.buf, t.lines, t.i, t.cif);
+    else if (begins_with(next, "_atom_site_") && !begins_with(next, "_atom_site_aniso"))
+        last = read_site_loop(t.buf, t.lines, t.i, t.cif);
+    if (last < 0) return 1;
+    t.i = last;
+    return 0;
+}
+
+// The tags the reader takes, each with its reader (0, or 1 on failure with the message printed).
+struct TagReader {
+    const char* tag;
+    int (*read)(TagLine&);
+};
+
+const TagReader kTagReaders[] = {
+    {"_chemical_formula_structural", read_formula_structural},
+    {"_chemical_formula_sum", read_formula_sum},
+    {"_symmetry_space_group_name_H-M ", read_spacegroup},
+    {"_space_group_name_H-M_alt ", read_spacegroup},
+    {"_database_code_ICSD ", read_icsd},
+    {"_cell_length_a ", read_number<&ZEMU_cif::a>},
+    {"_cell_length_b ", read_number<&ZEMU_cif::b>},
+    {"_cell_length_c ", read_number<&ZEMU_cif::c>},
+    {"_cell_angle_alpha ", read_number<&ZEMU_cif::alpha>},
+    {"_cell_angle_beta ", read_number<&ZEMU_cif::beta>},
+    {"_cell_angle_gamma ", read_number<&ZEMU_cif::gamma>},
+    {"_cell_volume ", read_number<&ZEMU_cif::volume>},
+    {"_refine_ls_R_factor_all ", read_number<&ZEMU_cif::R_factor>},
+    {"_cell_formula_units_Z ", read_count<&ZEMU_cif::z>},
+    {"_symmetry_Int_Tables_number ", read_count<&ZEMU_cif::int_tab_cryst_no>},
+    {"_space_group_IT_number ", read_count<&ZEMU_cif::int_tab_cryst_no>},
+    {"loop_", read_loop},
+};
+
 }  // namespace
 
 int ZEMU_init_cif(ZEMU_cif* cif) {
-    cif->probe_type[0] = '\0';
-    cif->spacegroup_HM[0] = '\0';
-    cif->chem_form_struct[0] = '\0';
-    cif->chem_form_sum[0] = '\0';
-    cif->ICSD[0] = '\0';
-    cif->cif = 0;
-    cif->ion = 0;
-    cif->a = cif->b = cif->c = 0.0;
-    cif->alpha = cif->beta = cif->gamma = 0.0;
-    cif->volume = 0.0;
-    cif->R_factor = 0.0;
-    cif->z = 0;
-    cif->int_tab_cryst_no = 0;
-    cif->unit_cell_charge = 0.0;
-    cif->d1 = cif->d2 = cif->d3 = cif->d4 = cif->d5 = cif->d6 = 0.0;
-    cif->type_no = cif->type_no_cap = 0;
-    cif->type = nullptr;
-    cif->type_flag_counter = 0;
-    cif->site_charge_provided = 0;
-    cif->site_no = cif->site_no_cap = 0;
-    cif->site = nullptr;
-    cif->site_all_no = 0;
-    cif->site_all = nullptr;
+    *cif = ZEMU_cif{};  // no text, no cell, no types or sites
     cif->symop_no = 1;
-    cif->symop = nullptr;
     if (ZEMU_alloc_cif_symop(cif)) return 1;
     strcpy(cif->symop[0], "x,y,z");
     return 0;
@@ -290,75 +383,18 @@ int ZEMU_cif_concatenate_lines(char** buffer, int line_start, int line_end, char
 }
 
 int ZEMU_load_cif(char* input_cif_file, ZEMU_cif* cif) {
-    FILE* fp = fopen(input_cif_file, "r");
-    if (!fp) {
-        fprintf(stderr, "Error: Unable to open CIF file\n");
-        return 1;
-    }
-    // Every read of the 200-character buffer is one line; longer physical lines give several.
-    char line[ZEMU_CIF_LINE_SIZE];
-    int lines = 0;
-    while (fgets(line, sizeof line, fp)) lines++;
     std::vector<char> storage;
     std::vector<char*> buffer;
-    try {
-        storage.assign((size_t)lines * ZEMU_CIF_LINE_SIZE, '\0');
-        buffer.resize(lines);
-    } catch (const std::bad_alloc&) {
-        fclose(fp);
-        fprintf(stderr, "Error: Memory allocation problem\n");
-        return 1;
-    }
-    rewind(fp);
-    for (int i = 0; i < lines; i++) {
-        buffer[i] = storage.data() + (size_t)i * ZEMU_CIF_LINE_SIZE;
-        if (!fgets(buffer[i], ZEMU_CIF_LINE_SIZE, fp)) buffer[i][0] = '\0';
-    }
-    fclose(fp);
+    if (read_cif_lines(input_cif_file, &storage, &buffer)) return 1;
     char** buf = buffer.data();
+    const int lines = (int)buffer.size();
     ZEMU_trim_cif_buffer(buf, lines);
 
-    for (int i = 0; i < lines; i++) {
-        const char* s = buf[i];
-        if (begins_with(s, "_chemical_formula_structural")) {
-            if (read_formula(buf, lines, i, 29, cif->chem_form_struct, sizeof cif->chem_form_struct)) return 1;
-        }
-        if (begins_with(s, "_chemical_formula_sum")) {
-            if (read_formula(buf, lines, i, 22, cif->chem_form_sum, sizeof cif->chem_form_sum)) return 1;
-        }
-        if (begins_with(s, "_symmetry_space_group_name_H-M ") || begins_with(s, "_space_group_name_H-M_alt ")) {
-            // Column 31 for both tags: the shorter second tag loses five characters of its value.
-            size_t n = 0;
-            if (std::strlen(s) > 31)
-                for (const char* p = s + 31; *p && n < sizeof cif->spacegroup_HM - 1; p++)
-                    if (*p != '\'') cif->spacegroup_HM[n++] = *p;
-            cif->spacegroup_HM[n] = '\0';
-        }
-        if (begins_with(s, "_database_code_ICSD ")) copy_from_column(cif->ICSD, s, 20, sizeof cif->ICSD);
-        if (begins_with(s, "_cell_length_a ")) cif->a = atof(second_word(s).c_str());
-        if (begins_with(s, "_cell_length_b ")) cif->b = atof(second_word(s).c_str());
-        if (begins_with(s, "_cell_length_c ")) cif->c = atof(second_word(s).c_str());
-        if (begins_with(s, "_cell_angle_alpha ")) cif->alpha = atof(second_word(s).c_str());
-        if (begins_with(s, "_cell_angle_beta ")) cif->beta = atof(second_word(s).c_str());
-        if (begins_with(s, "_cell_angle_gamma ")) cif->gamma = atof(second_word(s).c_str());
-        if (begins_with(s, "_cell_volume ")) cif->volume = atof(second_word(s).c_str());
-        if (begins_with(s, "_refine_ls_R_factor_all ")) cif->R_factor = atof(second_word(s).c_str());
-        if (begins_with(s, "_cell_formula_units_Z ")) cif->z = atoi(second_word(s).c_str());
-        if (begins_with(s, "_symmetry_Int_Tables_number ") || begins_with(s, "_space_group_IT_number "))
-            cif->int_tab_cryst_no = atoi(second_word(s).c_str());
-        if (begins_with(s, "loop_") && i + 1 < lines) {
-            const char* next = buf[i + 1];
-            if (begins_with(next, "_symmetry_equiv_pos_site_id") || begins_with(next, "_space_group_symop_id") ||
-                begins_with(next, "_symmetry_equiv_pos_as_xyz") || begins_with(next, "_space_group_symop_operation_xyz")) {
-                i = read_symop_loop(buf, lines, i, cif);
-                if (i < 0) return 1;
-            } else if (i + 2 < lines && begins_with(buf[i + 2], "_atom_type_oxidation_number")) {
-                i = read_type_loop(buf, lines, i, cif);
-                if (i < 0) return 1;
-            } else if (begins_with(next, "_atom_site_") && !begins_with(next, "_atom_site_aniso")) {
-                i = read_site_loop(buf, lines, i, cif);
-                if (i < 0) return 1;
-            }
+    for (TagLine line = {buf, lines, 0, cif}; line.i < lines; line.i++) {
+        for (const TagReader& tag : kTagReaders) {
+            if (!begins_with(buf[line.i], tag.tag)) continue;
+            if (tag.read(line)) return 1;
+            break;
         }
     }
 

@@ -111,53 +111,45 @@ int saddle_representative(ZEMU_cube* cube, int t)
 
 void ZEMU_init_cube_stationary_points(ZEMU_cube* cube)
 {
-    cube->total_minima = 0;
-    cube->total_minima_cap = 0;
-    cube->total_saddle = 0;
-    cube->total_saddle_cap = 0;
+    cube->total_minima = cube->total_minima_cap = 0;
+    cube->total_saddle = cube->total_saddle_cap = 0;
     cube->minima = nullptr;
     cube->saddle = nullptr;
-    cube->minima_type_index = nullptr;
-    cube->saddle_type_index = nullptr;
+    cube->minima_type_index = cube->saddle_type_index = nullptr;
 }
 
-int ZEMU_alloc_cube_minima_point(ZEMU_cube* cube)
+namespace {
+
+// Makes room for `count` entries of a point list; the messages name the caller.
+template <typename T>
+int grow_point_list(T** list, int count, int* cap, const char* caller)
 {
-    if (cube->total_minima < 0) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_alloc_cube_minima_point()\n");
+    if (count < 0) {
+        fprintf(stderr, "Error: Invalid input to %s()\n", caller);
         return 1;
     }
-    if (grow_array(&cube->minima, cube->total_minima, &cube->total_minima_cap) != 0) {
-        fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_cube_minima_point()\n");
+    if (grow_array(list, count, cap) != 0) {
+        fprintf(stderr, "Error: Memory allocation problem in %s()\n", caller);
         return 1;
     }
     return 0;
+}
+
+}  // namespace
+
+int ZEMU_alloc_cube_minima_point(ZEMU_cube* cube)
+{
+    return grow_point_list(&cube->minima, cube->total_minima, &cube->total_minima_cap, "ZEMU_alloc_cube_minima_point");
 }
 
 int ZEMU_alloc_cube_saddle_point(ZEMU_cube* cube)
 {
-    if (cube->total_saddle < 0) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_alloc_cube_saddle_point()\n");
-        return 1;
-    }
-    if (grow_array(&cube->saddle, cube->total_saddle, &cube->total_saddle_cap) != 0) {
-        fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_cube_saddle_point()\n");
-        return 1;
-    }
-    return 0;
+    return grow_point_list(&cube->saddle, cube->total_saddle, &cube->total_saddle_cap, "ZEMU_alloc_cube_saddle_point");
 }
 
 int ZEMU_alloc_cube_minima_ions(ZEMU_minima* minima)
 {
-    if (minima->total_ions < 0) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_alloc_cube_minima_ions()\n");
-        return 1;
-    }
-    if (grow_array(&minima->ion, minima->total_ions, &minima->total_ions_cap) != 0) {
-        fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_cube_minima_ions()\n");
-        return 1;
-    }
-    return 0;
+    return grow_point_list(&minima->ion, minima->total_ions, &minima->total_ions_cap, "ZEMU_alloc_cube_minima_ions");
 }
 
 int ZEMU_add_cube_minima_point(ZEMU_cube* cube, int x, int y, int z, double true_x, double true_y,
@@ -168,20 +160,8 @@ int ZEMU_add_cube_minima_point(ZEMU_cube* cube, int x, int y, int z, double true
         cube->total_minima--;  // keep the list consistent with its storage
         return 1;
     }
-    ZEMU_minima* m = &cube->minima[cube->total_minima - 1];
-    m->x = x;
-    m->y = y;
-    m->z = z;
-    m->tx = true_x;
-    m->ty = true_y;
-    m->tz = true_z;
-    m->type = type;
-    m->mul = 0;
-    m->e = e;
-    m->total_ions = 0;
-    m->total_ions_cap = 0;
-    m->ion = nullptr;
-    m->ins_label = 0;
+    // no ions yet, no multiplicity until the grouping, not an interstitial
+    cube->minima[cube->total_minima - 1] = ZEMU_minima{x, y, z, true_x, true_y, true_z, type, 0, e, 0, 0, nullptr, 0};
     return 0;
 }
 
@@ -203,15 +183,7 @@ namespace {
 // Fills a saddle record; the true position starts at the grid indices.
 void set_saddle(ZEMU_saddle* s, int x, int y, int z, double e, int type)
 {
-    s->x = x;
-    s->y = y;
-    s->z = z;
-    s->tx = x;
-    s->ty = y;
-    s->tz = z;
-    s->type = type;
-    s->mul = 0;
-    s->e = e;
+    *s = ZEMU_saddle{x, y, z, static_cast<double>(x), static_cast<double>(y), static_cast<double>(z), type, 0, e};
 }
 
 }  // namespace
@@ -301,6 +273,21 @@ int ZEMU_isin_minima_list(ZEMU_cube* cube, int x, int y, int z)
     return 0;
 }
 
+namespace {
+
+// Releases a point list and its type index; its counts become 0.
+template <typename T>
+void release_point_list(T** list, int** type_index, int* total, int* cap, int* types)
+{
+    free(*list);
+    *list = nullptr;
+    free(*type_index);
+    *type_index = nullptr;
+    *total = *cap = *types = 0;
+}
+
+}  // namespace
+
 void ZEMU_free_cube_minima_points(ZEMU_cube* cube)
 {
     if (cube->minima != nullptr) {
@@ -309,24 +296,14 @@ void ZEMU_free_cube_minima_points(ZEMU_cube* cube)
             cube->minima[n].ion = nullptr;
         }
     }
-    free(cube->minima);
-    cube->minima = nullptr;
-    free(cube->minima_type_index);
-    cube->minima_type_index = nullptr;
-    cube->total_minima = 0;
-    cube->total_minima_cap = 0;
-    cube->total_minima_type = 0;
+    release_point_list(&cube->minima, &cube->minima_type_index, &cube->total_minima, &cube->total_minima_cap,
+                       &cube->total_minima_type);
 }
 
 void ZEMU_free_cube_saddle_points(ZEMU_cube* cube)
 {
-    free(cube->saddle);
-    cube->saddle = nullptr;
-    free(cube->saddle_type_index);
-    cube->saddle_type_index = nullptr;
-    cube->total_saddle = 0;
-    cube->total_saddle_cap = 0;
-    cube->total_saddle_type = 0;
+    release_point_list(&cube->saddle, &cube->saddle_type_index, &cube->total_saddle, &cube->total_saddle_cap,
+                       &cube->total_saddle_type);
 }
 
 void ZEMU_free_cube_stationary_points(ZEMU_cube* cube)
@@ -681,13 +658,23 @@ int ZEMU_get_nearest_saddle(ZEMU_cube* cube, ZEMU_nearest_neighbour* list)
 // Reports
 // ---------------------------------------------------------------------------
 
+namespace {
+
+// The framed title of a report and its two total lines (`what`: "minima" or "saddle").
+void print_report_head(FILE* fptr, const char* title, const char* what, int total, int types)
+{
+    const char* rule = "-----------------------------------------------------------------";
+    fprintf(fptr, "%s\r\n%s\r\n%s\r\n\r\n", rule, title, rule);
+    fprintf(fptr, "Total local %s in unit cell: %d\r\n", what, total);
+    fprintf(fptr, "Total symmetrically inequivalent: %d\r\n\r\n", types);
+}
+
+}  // namespace
+
 int ZEMU_printminima(ZEMU_cube* cube, FILE* fptr)
 {
-    fprintf(fptr, "-----------------------------------------------------------------\r\n");
-    fprintf(fptr, "                  Summary of energy local minima                  \r\n");
-    fprintf(fptr, "-----------------------------------------------------------------\r\n\r\n");
-    fprintf(fptr, "Total local minima in unit cell: %d\r\n", cube->total_minima);
-    fprintf(fptr, "Total symmetrically inequivalent: %d\r\n\r\n", cube->total_minima_type);
+    print_report_head(fptr, "                  Summary of energy local minima                  ", "minima",
+                      cube->total_minima, cube->total_minima_type);
 
     for (int t = 1; t <= cube->total_minima_type; t++) {
         char* label = nullptr;
@@ -726,11 +713,8 @@ int ZEMU_printminima(ZEMU_cube* cube, FILE* fptr)
 
 int ZEMU_printsaddle(ZEMU_cube* cube, FILE* fptr)
 {
-    fprintf(fptr, "-----------------------------------------------------------------\r\n");
-    fprintf(fptr, "                  Summary of energy saddle point                  \r\n");
-    fprintf(fptr, "-----------------------------------------------------------------\r\n\r\n");
-    fprintf(fptr, "Total local saddle in unit cell: %d\r\n", cube->total_saddle);
-    fprintf(fptr, "Total symmetrically inequivalent: %d\r\n\r\n", cube->total_saddle_type);
+    print_report_head(fptr, "                  Summary of energy saddle point                  ", "saddle",
+                      cube->total_saddle, cube->total_saddle_type);
 
     for (int t = 1; t <= cube->total_saddle_type; t++) {
         std::string label = "s" + std::to_string(t);

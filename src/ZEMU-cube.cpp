@@ -142,62 +142,27 @@ bool stream_can_hold_lines(FILE* stream, double lines)
 
 int load_energy_values(FILE* fptr, ZEMU_cube* cube, long long first_line);
 
-// Closes the cube file on every way out of the loader.
-struct FileCloser {
-    FILE* f;
-    ~FileCloser()
-    {
-        if (f) fclose(f);
-    }
-};
-
-}  // namespace
-
-// ---------------------------------------------------------------------------
-// Grid life cycle
-// ---------------------------------------------------------------------------
-
-void ZEMU_init_cube(ZEMU_cube* cube)
+// Reads the next piece of the header into line, counting the file's lines;
+// 1 with the message when the file ends first.
+int read_header_piece(FILE* fptr, char* line, int size, long long* file_line)
 {
-    memset(cube, 0, sizeof(*cube));  // every count, flag and value 0, every array null
-    cube->energy = nullptr;
-    cube->RPN.item = nullptr;
-    cube->minima_type_index = nullptr;
-    cube->saddle_type_index = nullptr;
-    cube->minima = nullptr;
-    cube->saddle = nullptr;
-    cube->scube = nullptr;
-    cube->energy_shift = 0.0;
-    cube->ion_charge = 1.0;
-}
-
-int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
-{
-    // Text mode; a "\r\n" line end stops the number conversions like any other non-digit.
-    FILE* fptr = fopen(input_cube_file, "r");
-    if (fptr == nullptr) {
-        fprintf(stderr, "Error: Unable to open CUBE file\n");
+    if (fgets(line, size, fptr) == nullptr) {
+        fprintf(stderr, "Error: Invalid CUBE file - missing header lines\n");
         return 1;
     }
-    FileCloser closer{fptr};  // also closes on the failure paths
+    if (strchr(line, '\n') != nullptr) (*file_line)++;
+    return 0;
+}
 
-    if (cube->energy != nullptr) ZEMU_free_cube_energy(cube);  // a second load replaces the grid
-    cube->a_x = cube->a_y = cube->a_z = 0.0;
-    cube->b_x = cube->b_y = cube->b_z = 0.0;
-    cube->c_x = cube->c_y = cube->c_z = 0.0;
-    cube->a = cube->b = cube->c = 0.0;
-    cube->alpha = cube->beta = cube->gamma = 0.0;
-
+// The six header lines: ion charge (first digit of line 2), atom-line count
+// (line 3), and count and voxel step (Bohr) of each axis (lines 4 to 6).
+int read_cube_header(FILE* fptr, ZEMU_cube* cube, long long* file_line)
+{
     // A physical line longer than the buffer arrives in several pieces, each
     // counting as a line of its own (the header and every energy line alike).
     char line[ZEMU_CUBE_LINE_SIZE];
-    long long file_line = 1;  // the file's own line number of the next piece, for messages
     for (int line_no = 1; line_no <= 6; line_no++) {
-        if (fgets(line, sizeof(line), fptr) == nullptr) {
-            fprintf(stderr, "Error: Invalid CUBE file - missing header lines\n");
-            return 1;
-        }
-        if (strchr(line, '\n') != nullptr) file_line++;
+        if (read_header_piece(fptr, line, sizeof(line), file_line)) return 1;
         if (line_no == 2) {
             for (const char* p = line; *p != '\0'; p++) {
                 if (*p >= '0' && *p <= '9') {
@@ -213,31 +178,31 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
             continue;
         }
         int* count = nullptr;
-        double* vx = nullptr;
-        double* vy = nullptr;
-        double* vz = nullptr;
+        double* v[3] = {nullptr, nullptr, nullptr};
         if (line_no == 4) {
-            count = &cube->a_grid, vx = &cube->a_x, vy = &cube->a_y, vz = &cube->a_z;
+            count = &cube->a_grid, v[0] = &cube->a_x, v[1] = &cube->a_y, v[2] = &cube->a_z;
         } else if (line_no == 5) {
-            count = &cube->b_grid, vx = &cube->b_x, vy = &cube->b_y, vz = &cube->b_z;
+            count = &cube->b_grid, v[0] = &cube->b_x, v[1] = &cube->b_y, v[2] = &cube->b_z;
         } else if (line_no == 2 || line_no == 6) {
             // the second line passes through the third axis' rule as well; the
             // sixth line overwrites whatever it supplies
-            count = &cube->c_grid, vx = &cube->c_x, vy = &cube->c_y, vz = &cube->c_z;
+            count = &cube->c_grid, v[0] = &cube->c_x, v[1] = &cube->c_y, v[2] = &cube->c_z;
         } else {
             continue;  // title
         }
         if (n >= 1) *count = atoi(field[0]);
-        if (n >= 2) *vx = atof(field[1]) * ZEMU_BOHR_TO_ANGSTROM;
-        if (n >= 3) *vy = atof(field[2]) * ZEMU_BOHR_TO_ANGSTROM;
-        if (n >= 4) *vz = atof(field[3]) * ZEMU_BOHR_TO_ANGSTROM;
+        for (int d = 0; d + 1 < n; d++) *v[d] = atof(field[d + 1]) * ZEMU_BOHR_TO_ANGSTROM;
     }
+    return 0;
+}
 
+// The counts and the cell they span must describe a real grid (message printed).
+int check_cube_cell(ZEMU_cube* cube)
+{
     if (cube->a_grid <= 0 || cube->b_grid <= 0 || cube->c_grid <= 0) {
         fprintf(stderr, "Error: Invalid CUBE file - invalid grid resolution\n");
         return 1;
     }
-
     // The cell comes from the counts as read, before any odd-grid reduction.
     ZEMU_calc_cell_parameter(cube);
     // written as "not at least" so that a NaN from a degenerate header is refused too
@@ -249,14 +214,43 @@ int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
         fprintf(stderr, "Invalid CUBE file - invalid cell angles\n");
         return 1;
     }
+    return 0;
+}
 
-    for (int n = 0; n < cube->lines_to_ignore; n++) {
-        if (fgets(line, sizeof(line), fptr) == nullptr) {
-            fprintf(stderr, "Error: Invalid CUBE file - missing header lines\n");
-            return 1;
-        }
-        if (strchr(line, '\n') != nullptr) file_line++;
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Grid life cycle
+// ---------------------------------------------------------------------------
+
+void ZEMU_init_cube(ZEMU_cube* cube)
+{
+    memset(cube, 0, sizeof(*cube));  // every count, flag and value 0, every array null
+    cube->ion_charge = 1.0;
+}
+
+int ZEMU_load_cube(char* input_cube_file, ZEMU_cube* cube)
+{
+    // Text mode; a "\r\n" line end stops the number conversions like any other non-digit.
+    zemu_kernel::File file(fopen(input_cube_file, "r"));
+    if (!file) {
+        fprintf(stderr, "Error: Unable to open CUBE file\n");
+        return 1;
     }
+    FILE* fptr = file.get();
+
+    if (cube->energy != nullptr) ZEMU_free_cube_energy(cube);  // a second load replaces the grid
+    cube->a_x = cube->a_y = cube->a_z = 0.0;
+    cube->b_x = cube->b_y = cube->b_z = 0.0;
+    cube->c_x = cube->c_y = cube->c_z = 0.0;
+    cube->a = cube->b = cube->c = 0.0;
+    cube->alpha = cube->beta = cube->gamma = 0.0;
+
+    long long file_line = 1;  // the file's own line number of the next piece, for messages
+    if (read_cube_header(fptr, cube, &file_line) || check_cube_cell(cube)) return 1;
+    char line[ZEMU_CUBE_LINE_SIZE];
+    for (int n = 0; n < cube->lines_to_ignore; n++)
+        if (read_header_piece(fptr, line, sizeof(line), &file_line)) return 1;
 
     // A few bytes of header must not claim gigabytes: when the rest of the file
     // cannot hold one line per value, the reading below would fail with this

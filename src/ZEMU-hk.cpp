@@ -64,18 +64,7 @@ long long gcd_ll(long long a, long long b)
 
 void ZEMU_init_hk_grid(ZEMU_hk_grid* hk)
 {
-    hk->a_grid = 0;
-    hk->b_grid = 0;
-    hk->c_grid = 0;
-    hk->total = 0;
-    hk->inserted = 0;
-    hk->parent = nullptr;
-    hk->offset = nullptr;
-    hk->wrap_index = nullptr;
-    hk->rank = nullptr;
-    hk->wrap_total = 0;
-    hk->wrap_cap = 0;
-    hk->wrap = nullptr;
+    *hk = ZEMU_hk_grid{};
 }
 
 int ZEMU_alloc_hk_grid(ZEMU_hk_grid* hk, ZEMU_cube* cube)
@@ -407,6 +396,9 @@ private:
     int next_ = 0;     // position in order_ of the next point
 };
 
+// A labelling released when it goes out of scope.
+using ScopedHkGrid = zemu_kernel::Scoped<ZEMU_hk_grid, ZEMU_init_hk_grid, ZEMU_free_hk_grid>;
+
 }  // namespace
 
 int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double* e3d)
@@ -415,14 +407,9 @@ int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double
         fprintf(stderr, "Error: Invalid input to ZEMU_hk_percolation_energy()\n");
         return 1;
     }
-    ZEMU_hk_grid hk;
-    ZEMU_init_hk_grid(&hk);
-    if (ZEMU_alloc_hk_grid(&hk, cube)) return 1;
+    ScopedHkGrid hk;
     AscendingOrder order;
-    if (order.build(cube, hk.total)) {
-        ZEMU_free_hk_grid(&hk);
-        return 1;
-    }
+    if (ZEMU_alloc_hk_grid(hk.get(), cube) || order.build(cube, hk->total)) return 1;
     int nb = cube->b_grid, nc = cube->c_grid;
     double found[3] = {0.0, 0.0, 0.0};
     int dimension = 0;
@@ -431,14 +418,10 @@ int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double
         int k = q % nc;
         int j = (q / nc) % nb;
         int i = q / (nc * nb);
-        if (ZEMU_hk_insert_grid_point(&hk, cube, i, j, k)) {
-            ZEMU_free_hk_grid(&hk);
-            return 1;
-        }
-        int d = ZEMU_hk_cluster_dimension(&hk, q);
+        if (ZEMU_hk_insert_grid_point(hk.get(), cube, i, j, k)) return 1;
+        int d = ZEMU_hk_cluster_dimension(hk.get(), q);
         for (; dimension < d; dimension++) found[dimension] = cube->energy[i][j][k];
     }
-    ZEMU_free_hk_grid(&hk);
     // with every point switched on the periodic grid always percolates in three dimensions
     *e1d = found[0];
     *e2d = found[1];
@@ -446,86 +429,101 @@ int ZEMU_hk_percolation_energy(ZEMU_cube* cube, double* e1d, double* e2d, double
     return 0;
 }
 
+namespace {
+
+// The span sweep's bookkeeping. Per root (entries of non-roots are stale): the
+// lowest energy of its cluster and the dimension up to which its events are
+// already recorded. Points of equal energy are switched on together: the events
+// of a level are read once all of its points are in, so the result does not
+// depend on the order among ties.
+class SpanSweep {
+public:
+    SpanSweep(ZEMU_cube* cube, ZEMU_hk_grid* hk, double span[3], double top[3])
+        : cube_(cube), hk_(hk), span_(span), top_(top)
+    {
+    }
+
+    // 0, or 1 on memory failure (message printed).
+    int reserve()
+    {
+        try {
+            cluster_min_.resize(static_cast<size_t>(hk_->total));
+            recorded_.resize(static_cast<size_t>(hk_->total));
+        } catch (const std::bad_alloc&) {
+            fprintf(stderr, "Error: Memory allocation problem in ZEMU_hk_percolation_span()\n");
+            return 1;
+        }
+        return 0;
+    }
+
+    // Switches on flat point q, settling the level below first.
+    int insert(int q)
+    {
+        const int nb = cube_->b_grid, nc = cube_->c_grid;
+        const int k = q % nc, j = (q / nc) % nb, i = q / (nc * nb);
+        const double e = cube_->energy[i][j][k];
+        if (!level_.empty() && !(e == level_e_)) settle_level();
+        RootRecords records = {cluster_min_.data(), recorded_.data()};
+        if (insert_point(hk_, cube_, i, j, k, &records)) return 1;
+        level_.push_back(q);
+        level_e_ = e;
+        return 0;
+    }
+
+    // Records the dimensions the clusters of the current level reached first.
+    void settle_level()
+    {
+        if (!std::isnan(level_e_)) {
+            const double gmin = cube_->global_minimum;
+            double scaled_top = NAN;  // evaluated at the level's first event only
+            for (int p : level_) {
+                int dx, dy, dz;
+                int root = ZEMU_hk_find_grid_parent(hk_, p, &dx, &dy, &dz);
+                int w = hk_->wrap_index[root];
+                int dim = w < 0 ? 0 : hk_->wrap[w].total;
+                if (dim <= recorded_[root]) continue;
+                if (std::isnan(scaled_top)) scaled_top = ZEMU_scale_cube_energy(cube_, level_e_ - gmin);
+                const double value = scaled_top - ZEMU_scale_cube_energy(cube_, cluster_min_[root] - gmin);
+                for (int d = recorded_[root]; d < dim; d++) {
+                    if (value < span_[d]) {
+                        span_[d] = value;
+                        top_[d] = scaled_top;
+                    }
+                }
+                recorded_[root] = static_cast<unsigned char>(dim);
+            }
+        }
+        level_.clear();
+    }
+
+private:
+    ZEMU_cube* cube_;
+    ZEMU_hk_grid* hk_;
+    double* span_;
+    double* top_;
+    std::vector<double> cluster_min_;
+    std::vector<unsigned char> recorded_;
+    std::vector<int> level_;  // flat points of the level being switched on
+    double level_e_ = 0.0;
+};
+
+}  // namespace
+
 int ZEMU_hk_percolation_span(ZEMU_cube* cube, double span[3], double top[3])
 {
     if (span == nullptr || top == nullptr) {
         fprintf(stderr, "Error: Invalid input to ZEMU_hk_percolation_span()\n");
         return 1;
     }
-    ZEMU_hk_grid hk;
-    ZEMU_init_hk_grid(&hk);
-    if (ZEMU_alloc_hk_grid(&hk, cube)) return 1;
-    // Per root (entries of non-roots are stale): the lowest energy of its cluster
-    // and the dimension up to which its events are already recorded.
-    std::vector<double> cluster_min;
-    std::vector<unsigned char> recorded;
-    try {
-        cluster_min.resize(static_cast<size_t>(hk.total));
-        recorded.resize(static_cast<size_t>(hk.total));
-    } catch (const std::bad_alloc&) {
-        fprintf(stderr, "Error: Memory allocation problem in ZEMU_hk_percolation_span()\n");
-        ZEMU_free_hk_grid(&hk);
-        return 1;
-    }
+    ScopedHkGrid hk;
+    if (ZEMU_alloc_hk_grid(hk.get(), cube)) return 1;
+    SpanSweep sweep(cube, hk.get(), span, top);
     AscendingOrder order;
-    if (order.build(cube, hk.total)) {
-        ZEMU_free_hk_grid(&hk);
-        return 1;
-    }
-    for (int d = 0; d < 3; d++) {
-        span[d] = HUGE_VAL;
-        top[d] = HUGE_VAL;
-    }
-    const int nb = cube->b_grid, nc = cube->c_grid;
-    const double gmin = cube->global_minimum;
-    auto dimension_of_root = [&hk](int root) {
-        int w = hk.wrap_index[root];
-        return w < 0 ? 0 : hk.wrap[w].total;
-    };
-
-    // Points of equal energy are switched on together: the events of a level are
-    // read once all of its points are in, so the result does not depend on the
-    // order among ties.
-    std::vector<int> level;
-    double level_e = 0.0;
-    auto settle_level = [&]() {
-        if (!std::isnan(level_e)) {
-            double scaled_top = NAN;  // evaluated at the level's first event only
-            for (int p : level) {
-                int dx, dy, dz;
-                int root = ZEMU_hk_find_grid_parent(&hk, p, &dx, &dy, &dz);
-                int dim = dimension_of_root(root);
-                if (dim <= recorded[root]) continue;
-                if (std::isnan(scaled_top)) scaled_top = ZEMU_scale_cube_energy(cube, level_e - gmin);
-                const double value = scaled_top - ZEMU_scale_cube_energy(cube, cluster_min[root] - gmin);
-                for (int d = recorded[root]; d < dim; d++) {
-                    if (value < span[d]) {
-                        span[d] = value;
-                        top[d] = scaled_top;
-                    }
-                }
-                recorded[root] = static_cast<unsigned char>(dim);
-            }
-        }
-        level.clear();
-    };
-
-    RootRecords records = {cluster_min.data(), recorded.data()};
+    if (sweep.reserve() || order.build(cube, hk->total)) return 1;
+    for (int d = 0; d < 3; d++) span[d] = top[d] = HUGE_VAL;
     int q;
-    while (order.next(&q)) {
-        int k = q % nc;
-        int j = (q / nc) % nb;
-        int i = q / (nc * nb);
-        const double e = cube->energy[i][j][k];
-        if (!level.empty() && !(e == level_e)) settle_level();
-        if (insert_point(&hk, cube, i, j, k, &records)) {
-            ZEMU_free_hk_grid(&hk);
-            return 1;
-        }
-        level.push_back(q);
-        level_e = e;
-    }
-    settle_level();
-    ZEMU_free_hk_grid(&hk);
+    while (order.next(&q))
+        if (sweep.insert(q)) return 1;
+    sweep.settle_level();
     return 0;
 }

@@ -69,36 +69,33 @@ bool rpn_is_evaluable(const ZEMU_RPN_token* rpn) {
     return depth >= 1;
 }
 
+// Room for `count` items of a token list or stack; the message when memory runs out.
+template <typename T>
+int grow_list(T** item, int count, int* cap, const char* message) {
+    if (zemu_kernel::grow_array(item, count, cap) == 0) return 0;
+    fputs(message, stderr);
+    return 1;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
 // Token list
 // ---------------------------------------------------------------------------
 
-void ZEMU_init_RPN_token(ZEMU_RPN_token* token) {
-    token->size = 0;
-    token->cap = 0;
-    token->item = nullptr;
-}
+void ZEMU_init_RPN_token(ZEMU_RPN_token* token) { *token = ZEMU_RPN_token{}; }
 
 int ZEMU_alloc_RPN_token(ZEMU_RPN_token* token) {
-    if (zemu_kernel::grow_array(&token->item, token->size, &token->cap) == 0) return 0;
-    fputs("Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n", stderr);
-    return 1;
+    return grow_list(&token->item, token->size, &token->cap, "Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n");
 }
 
 // The pointer is reset as well, so that a second release is harmless.
 void ZEMU_free_RPN_token(ZEMU_RPN_token* token) {
     free(token->item);
-    token->item = nullptr;
-    token->size = 0;
-    token->cap = 0;
+    *token = ZEMU_RPN_token{};
 }
 
-void ZEMU_free_RPN(ZEMU_RPN_token* token) {
-    free(token->item);
-    token->item = nullptr;
-}
+void ZEMU_free_RPN(ZEMU_RPN_token* token) { ZEMU_free_RPN_token(token); }
 
 // ---------------------------------------------------------------------------
 // Variables
@@ -159,16 +156,10 @@ int ZEMU_RPN_pop_number_stack(ZEMU_RPN_number_stack* stack) {
     return 0;
 }
 
-void ZEMU_init_char_stack(ZEMU_char_stack* stack) {
-    stack->size = 0;
-    stack->cap = 0;
-    stack->item = nullptr;
-}
+void ZEMU_init_char_stack(ZEMU_char_stack* stack) { *stack = ZEMU_char_stack{}; }
 
 int ZEMU_alloc_char_stack(ZEMU_char_stack* stack) {
-    if (zemu_kernel::grow_array(&stack->item, stack->size, &stack->cap) == 0) return 0;
-    fputs("Error: Memory allocation problem in ZEMU_alloc_char_stack()\n", stderr);
-    return 1;
+    return grow_list(&stack->item, stack->size, &stack->cap, "Error: Memory allocation problem in ZEMU_alloc_char_stack()\n");
 }
 
 int ZEMU_push_char_stack(ZEMU_char_stack* stack, char s) {
@@ -194,9 +185,7 @@ int ZEMU_pop_char_stack(ZEMU_char_stack* stack, char* s) {
 
 void ZEMU_free_char_stack(ZEMU_char_stack* stack) {
     free(stack->item);
-    stack->item = nullptr;
-    stack->size = 0;
-    stack->cap = 0;
+    *stack = ZEMU_char_stack{};
 }
 
 // ---------------------------------------------------------------------------
@@ -370,7 +359,6 @@ int ZEMU_RPN_build(char* input, ZEMU_RPN_token* output) {
     }
     if (status != 0) {
         ZEMU_free_RPN(output);
-        output->size = 0;
     }
     return status;
 }
