@@ -79,14 +79,14 @@ const Command kCommands[] = {
      "- No periodic image is sought: the coordinates are taken as they are given\n"
      "Example:\n"
      "  distance 0 0 0 4 4 4\n"},
-    {"print minima\n", cmd_print_minima, nullptr,
+    {"print minima\n", grid_report<ZEMU_printminima>, nullptr,
      "\tprint minima  - prints summary of local minima",
      "print minima",
      "Command: print minima\n" ZEMU_CMD_RULE
      "- Prints the summary of the energy minima, grouped by symmetry type\n"
      "Example:\n"
      "  print minima\n"},
-    {"print saddle\n", cmd_print_saddle, nullptr,
+    {"print saddle\n", grid_report<ZEMU_printsaddle>, nullptr,
      "\tprint saddle  - prints summary of saddle points",
      "print saddle",
      "Command: print saddle\n" ZEMU_CMD_RULE
@@ -215,7 +215,7 @@ const Command kCommands[] = {
      "- Grid coordinates outside the unit cell are wrapped periodically\n"
      "Example:\n"
      "  index 4 4 4\n"},
-    {"bv\n", cmd_bv, nullptr,
+    {"bv\n", structure_report<ZEMU_print_bv_sum>, nullptr,
      nullptr,
      "bv",
      "Command: bv\n" ZEMU_CMD_RULE
@@ -236,9 +236,9 @@ const Command kCommands[] = {
      "  slice plane z 0\n"},
     {"vesta\n", cmd_vesta, nullptr,
      nullptr, nullptr, nullptr},
-    {"print ion type", cmd_print_ion_types, nullptr,
+    {"print ion type", structure_report<ZEMU_print_cif_types>, nullptr,
      nullptr, nullptr, nullptr},
-    {"print symops\n", cmd_print_symops, nullptr,
+    {"print symops\n", structure_report<ZEMU_print_cif_symops>, nullptr,
      nullptr, nullptr, nullptr},
     {"totalgrid\n", cmd_totalgrid, nullptr,
      nullptr, nullptr, nullptr},
@@ -248,7 +248,7 @@ const Command kCommands[] = {
      nullptr, nullptr, nullptr},
     {"network ", cmd_network, "is network [energy]",
      nullptr, nullptr, nullptr},
-    {"gii\n", cmd_gii, nullptr,
+    {"gii\n", structure_report<ZEMU_print_GII>, nullptr,
      nullptr, nullptr, nullptr},
     {"charge\n", cmd_charge, nullptr,
      nullptr, nullptr, nullptr},

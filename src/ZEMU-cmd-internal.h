@@ -4,6 +4,7 @@
 #define ZEMU_CMD_INTERNAL_H
 
 #include <cstddef>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -47,7 +48,23 @@ extern const Command kCommands[];
 // "energy max" wins over "energy "); null when none does.
 const Command* find_command(const char* line);
 
-// Handlers (ZEMU-cmd.cpp), in the order of the table.
+// Check that a grid / a structure is loaded; print the error otherwise.
+bool need_grid(Context* ctx);
+bool need_structure(Context* ctx);
+
+// A report on the grid / on the structure, printed when it is loaded.
+template <int (*Print)(ZEMU_cube*, FILE*)>
+Result grid_report(Context* ctx, const Command&, const char*, const Words&) {
+    if (need_grid(ctx)) Print(ctx->cube, stdout);
+    return CONTINUE;
+}
+template <int (*Print)(ZEMU_cif*, FILE*)>
+Result structure_report(Context* ctx, const Command&, const char*, const Words&) {
+    if (need_structure(ctx)) Print(ctx->cif, stdout);
+    return CONTINUE;
+}
+
+// Other handlers (ZEMU-cmd.cpp), in the order of the table.
 Result cmd_grid(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_frac(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_angle(Context* ctx, const Command& command, const char* line, const Words& w);
@@ -56,8 +73,6 @@ Result cmd_neighbour_saddle(Context* ctx, const Command& command, const char* li
 Result cmd_energy(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_energy_max(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_distance(Context* ctx, const Command& command, const char* line, const Words& w);
-Result cmd_print_minima(Context* ctx, const Command& command, const char* line, const Words& w);
-Result cmd_print_saddle(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_print_pathlib(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_connect(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_isdirectpath(Context* ctx, const Command& command, const char* line, const Words& w);
@@ -73,16 +88,12 @@ Result cmd_restart(Context* ctx, const Command& command, const char* line, const
 Result cmd_end(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_energy_neighbour(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_index(Context* ctx, const Command& command, const char* line, const Words& w);
-Result cmd_bv(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_slice_plane(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_vesta(Context* ctx, const Command& command, const char* line, const Words& w);
-Result cmd_print_ion_types(Context* ctx, const Command& command, const char* line, const Words& w);
-Result cmd_print_symops(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_totalgrid(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_hk(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_diff_neigh(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_network(Context* ctx, const Command& command, const char* line, const Words& w);
-Result cmd_gii(Context* ctx, const Command& command, const char* line, const Words& w);
 Result cmd_charge(Context* ctx, const Command& command, const char* line, const Words& w);
 
 }  // namespace zemu_cmd

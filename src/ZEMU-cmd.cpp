@@ -46,6 +46,11 @@ int read_int(const std::string& word) {
     return (int)v;
 }
 
+// The first n integer arguments after the command word (the caller checked the count).
+void read_ints(const Words& w, int* v, int n) {
+    for (int k = 0; k < n; k++) v[k] = read_int(w[(size_t)k + 1]);
+}
+
 double read_real(const std::string& word) {
     double v = strtod(word.c_str(), nullptr);
     return std::isfinite(v) ? v : 0.0;
@@ -63,19 +68,6 @@ void cmd_error(const char* format, ...) {
 bool has_prefix(const char* line, const char* keyword) { return strncmp(line, keyword, strlen(keyword)) == 0; }
 
 bool have_grid(ZEMU_cube* cube) { return cube->cube && cube->energy != nullptr; }
-
-// Checks that a grid is loaded; prints the no-cube error otherwise.
-bool need_grid(Context* ctx) {
-    if (have_grid(ctx->cube)) return true;
-    cmd_error("%s", kNoCube);
-    return false;
-}
-
-bool need_structure(Context* ctx) {
-    if (ctx->cif->cif) return true;
-    cmd_error("%s", kNoCif);
-    return false;
-}
 
 int grid_count(ZEMU_cube* cube, int axis) { return axis == 1 ? cube->a_grid : axis == 2 ? cube->b_grid : cube->c_grid; }
 
@@ -122,9 +114,9 @@ double scaled_energy(ZEMU_cube* cube, int i, int j, int k) {
 // The command's usage message, for missing or surplus arguments.
 void format_error(const Command& command) { cmd_error("Error: Format %s\n", command.usage); }
 
-// Checks the word count of a command with a fixed number of arguments.
-bool need_words(const Words& w, size_t count, const Command& command) {
-    if (w.size() >= count) return true;
+// Checks the word count of a command: at least `count` words, or (exact) just so many.
+bool need_words(const Words& w, size_t count, const Command& command, bool exact = false) {
+    if (exact ? w.size() == count : w.size() >= count) return true;
     format_error(command);
     return false;
 }
@@ -140,10 +132,30 @@ int nearest_grid_index(double frac, int count) {
     return (int)g;
 }
 
-// The number after the two words of a "del" command (missing: 0).
-int del_argument(const Words& w) { return w.size() >= 3 ? read_int(w[2]) : 0; }
+// The number after the two words of a "del" command when it lies from 1 to
+// last; otherwise (missing, or out of range) 0, after an error naming `what`.
+int del_argument(const Words& w, int last, const char* what) {
+    int n = w.size() >= 3 ? read_int(w[2]) : 0;
+    if (n >= 1 && n <= last) return n;
+    cmd_error("Error: %s must be > 0 and <= %d...\n", what, last);
+    return 0;
+}
 
 }  // namespace
+
+// Checks that a grid is loaded; prints the no-cube error otherwise.
+bool need_grid(Context* ctx) {
+    if (have_grid(ctx->cube)) return true;
+    cmd_error("%s", kNoCube);
+    return false;
+}
+
+// Checks that a structure is loaded; prints the no-CIF error otherwise.
+bool need_structure(Context* ctx) {
+    if (ctx->cif->cif) return true;
+    cmd_error("%s", kNoCif);
+    return false;
+}
 
 // ---------------------------------------------------------------------------
 // Reports and structure queries
@@ -154,32 +166,12 @@ Result cmd_vesta(Context* ctx, const Command&, const char*, const Words&) {
     return CONTINUE;
 }
 
-Result cmd_print_minima(Context* ctx, const Command&, const char*, const Words&) {
-    if (need_grid(ctx)) ZEMU_printminima(ctx->cube, stdout);
-    return CONTINUE;
-}
-
-Result cmd_print_saddle(Context* ctx, const Command&, const char*, const Words&) {
-    if (need_grid(ctx)) ZEMU_printsaddle(ctx->cube, stdout);
-    return CONTINUE;
-}
-
 Result cmd_print_pathlib(Context* ctx, const Command&, const char*, const Words&) {
     if (!ctx->pathlib->pathlib) {
         cmd_error("%s", kNoPathway);
         return CONTINUE;
     }
     if (need_current_pathlib(ctx)) ZEMU_print_pathlib(ctx->cube, ctx->pathlib, stdout);
-    return CONTINUE;
-}
-
-Result cmd_print_ion_types(Context* ctx, const Command&, const char*, const Words&) {
-    if (need_structure(ctx)) ZEMU_print_cif_types(ctx->cif, stdout);
-    return CONTINUE;
-}
-
-Result cmd_print_symops(Context* ctx, const Command&, const char*, const Words&) {
-    if (need_structure(ctx)) ZEMU_print_cif_symops(ctx->cif, stdout);
     return CONTINUE;
 }
 
@@ -202,16 +194,6 @@ Result cmd_diff_neigh(Context* ctx, const Command&, const char*, const Words&) {
     return CONTINUE;
 }
 
-Result cmd_gii(Context* ctx, const Command&, const char*, const Words&) {
-    if (need_structure(ctx)) ZEMU_print_GII(ctx->cif, stdout);
-    return CONTINUE;
-}
-
-Result cmd_bv(Context* ctx, const Command&, const char*, const Words&) {
-    if (need_structure(ctx)) ZEMU_print_bv_sum(ctx->cif, stdout);
-    return CONTINUE;
-}
-
 Result cmd_charge(Context* ctx, const Command&, const char*, const Words&) {
     if (need_structure(ctx)) ZEMU_print_unit_cell_charge(ctx->cif);
     return CONTINUE;
@@ -222,11 +204,9 @@ Result cmd_charge(Context* ctx, const Command&, const char*, const Words&) {
 // ---------------------------------------------------------------------------
 
 Result cmd_angle(Context* ctx, const Command& command, const char*, const Words& w) {
-    if (!need_grid(ctx) ||
-        !need_words(w, 10, command))
-        return CONTINUE;
+    if (!need_grid(ctx) || !need_words(w, 10, command)) return CONTINUE;
     int v[9];
-    for (int n = 0; n < 9; n++) v[n] = read_int(w[(size_t)n + 1]);
+    read_ints(w, v, 9);
     double rad = ZEMU_angle(ctx->cube, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]);
     printf("Angle: %0.3f rad (%.3f deg)\n", rad, rad * 180.0 / kPi);
     return CONTINUE;
@@ -363,22 +343,16 @@ Result cmd_index(Context* ctx, const Command& command, const char*, const Words&
 }
 
 Result cmd_distance(Context* ctx, const Command& command, const char*, const Words& w) {
-    if (!need_grid(ctx) ||
-        !need_words(w, 7, command))
-        return CONTINUE;
+    if (!need_grid(ctx) || !need_words(w, 7, command)) return CONTINUE;
     int v[6];
-    for (int n = 0; n < 6; n++) v[n] = read_int(w[(size_t)n + 1]);
+    read_ints(w, v, 6);
     printf("Distance between (%d,%d,%d) and (%d,%d,%d) in Angstrom: %f\n", v[0], v[1], v[2], v[3], v[4], v[5],
            ZEMU_distance_grid(ctx->cube, v[0], v[1], v[2], v[3], v[4], v[5]));
     return CONTINUE;
 }
 
 Result cmd_isminimum(Context* ctx, const Command& command, const char*, const Words& w) {
-    if (!need_grid(ctx)) return CONTINUE;
-    if (w.size() != 4) {
-        format_error(command);
-        return CONTINUE;
-    }
+    if (!need_grid(ctx) || !need_words(w, 4, command, true)) return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     int x = read_int(w[1]), y = read_int(w[2]), z = read_int(w[3]);
     if (ZEMU_isin_minima_list(cube, wrap_index(cube, x, 1), wrap_index(cube, y, 2), wrap_index(cube, z, 3)))
@@ -393,11 +367,7 @@ Result cmd_isminimum(Context* ctx, const Command& command, const char*, const Wo
 // ---------------------------------------------------------------------------
 
 Result cmd_fastgensym(Context* ctx, const Command& command, const char*, const Words& w) {
-    if (!need_grid(ctx) || !need_structure(ctx)) return CONTINUE;
-    if (w.size() < 4) {
-        format_error(command);
-        return CONTINUE;
-    }
+    if (!need_grid(ctx) || !need_structure(ctx) || !need_words(w, 4, command)) return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     ZEMU_symcopies copies;
     ZEMU_fastgen_sym_copies(ctx->cif, cube, &copies, wrap_index(cube, read_int(w[1]), 1),
@@ -452,11 +422,7 @@ Result cmd_gensym(Context* ctx, const Command& command, const char*, const Words
 // ---------------------------------------------------------------------------
 
 Result cmd_network(Context* ctx, const Command& command, const char*, const Words& w) {
-    if (w.size() != 2) {
-        format_error(command);
-        return CONTINUE;
-    }
-    if (!need_grid(ctx) || !need_current_pathlib(ctx)) return CONTINUE;
+    if (!need_words(w, 2, command, true) || !need_grid(ctx) || !need_current_pathlib(ctx)) return CONTINUE;
     double bound = kAllSaddles;
     // A value at or above the "all saddles" bound acts as "all" (and keeps the inversion short).
     if (w[1] != "all" && read_real(w[1]) < kAllSaddles) bound = ZEMU_get_unscaled_from_scaled(ctx->cube, read_real(w[1]));
@@ -471,10 +437,7 @@ Result cmd_connect(Context* ctx, const Command& command, const char*, const Word
         return CONTINUE;
     }
     if (!need_grid(ctx) || !need_current_pathlib(ctx)) return CONTINUE;
-    if (w.size() < 2) {
-        format_error(command);
-        return CONTINUE;
-    }
+    if (!need_words(w, 2, command)) return CONTINUE;
     ZEMU_pathlib* pathlib = ctx->pathlib;
     ZEMU_connect_list list;
     list.total = 0;
@@ -514,45 +477,29 @@ Result cmd_connect(Context* ctx, const Command& command, const char*, const Word
 
 Result cmd_del_pathlib(Context* ctx, const Command&, const char*, const Words& w) {
     ZEMU_pathlib* pathlib = ctx->pathlib;
-    int index = del_argument(w);
-    if (index < 1 || index > pathlib->total_path) {
-        cmd_error("Error: Path index must be > 0 and <= %d...\n", pathlib->total_path);
-        return CONTINUE;
-    }
+    int index = del_argument(w, pathlib->total_path, "Path index");
+    if (index == 0) return CONTINUE;
     int type = pathlib->path[index - 1].saddle_type;
     if (ZEMU_delete_pathlib_path(pathlib, index - 1) == 0) printf("Deleted path index %d (path type %d)\n", index, type);
     return CONTINUE;
 }
 
 Result cmd_del_minimum(Context* ctx, const Command&, const char*, const Words& w) {
-    int type = del_argument(w);
-    if (type < 1 || type > ctx->cube->total_minima_type) {
-        cmd_error("Error: Minimum type must be > 0 and <= %d...\n", ctx->cube->total_minima_type);
-        return CONTINUE;
-    }
-    if (ZEMU_delete_minima_type(ctx->cube, type) == 0) printf("Deleted minimum type %d\n", type);
+    int type = del_argument(w, ctx->cube->total_minima_type, "Minimum type");
+    if (type && ZEMU_delete_minima_type(ctx->cube, type) == 0) printf("Deleted minimum type %d\n", type);
     return CONTINUE;
 }
 
 Result cmd_del_saddletype(Context* ctx, const Command&, const char*, const Words& w) {
-    int type = del_argument(w);
-    if (type < 1 || type > ctx->cube->total_saddle_type) {
-        cmd_error("Error: Saddle type must be > 0 and <= %d...\n", ctx->cube->total_saddle_type);
-        return CONTINUE;
-    }
-    if (ZEMU_delete_saddle_type(ctx->cube, type) == 0) printf("Deleted saddle type %d\n", type);
+    int type = del_argument(w, ctx->cube->total_saddle_type, "Saddle type");
+    if (type && ZEMU_delete_saddle_type(ctx->cube, type) == 0) printf("Deleted saddle type %d\n", type);
     return CONTINUE;
 }
 
 Result cmd_isdirectpath(Context* ctx, const Command& command, const char*, const Words& w) {
-    if (!need_grid(ctx)) return CONTINUE;
-    if (w.size() != 7) {
-        format_error(command);
-        return CONTINUE;
-    }
-    if (!need_current_pathlib(ctx)) return CONTINUE;
+    if (!need_grid(ctx) || !need_words(w, 7, command, true) || !need_current_pathlib(ctx)) return CONTINUE;
     int v[6];
-    for (int n = 0; n < 6; n++) v[n] = read_int(w[(size_t)n + 1]);
+    read_ints(w, v, 6);
     int direct = ZEMU_is_direct_path_between_minima(ctx->cube, ctx->pathlib, v[0], v[1], v[2], v[3], v[4], v[5]);
     if (direct == 1)
         printf("There is direct path between (%d,%d,%d) and (%d,%d,%d)\n", v[0], v[1], v[2], v[3], v[4], v[5]);

@@ -1,5 +1,6 @@
 // Command line: the words of the program's command line become one ZEMU_input.
 #include <cstdlib>
+#include <initializer_list>
 #include <cstring>
 
 #include "ZEMU-version.h"
@@ -130,12 +131,10 @@ bool is_value_flag(const char* word) {
 
 void ZEMU_init_input(ZEMU_input* input) {
     // The text fields are left as they are: each is read only while its flag is set.
-    input->scaling = 0;
-    input->cube = 0;
-    input->max = 0.0;
-    input->cif = 0;
-    input->ion = 0;
+    for (int ZEMU_input::*given : {&ZEMU_input::scaling, &ZEMU_input::cube, &ZEMU_input::cif, &ZEMU_input::ion})
+        input->*given = 0;
     for (const Switch& s : kSwitches) input->*s.field = 0;
+    input->max = 0.0;
 }
 
 int ZEMU_isflag(char* flag) {
