@@ -5,7 +5,6 @@
 #include <cstring>
 #include <regex>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "ZEMU.h"
@@ -14,34 +13,47 @@
 
 namespace {
 
-// Parses the words (program name first) into a fresh configuration; returns stderr.
-std::string parse(ZEMU_input* in, std::vector<std::string> words) {
+typedef ZEMU_input I;
+const std::pair<const char*, int I::*> kSwitches[] = {
+    {"--cmd", &I::cmd}, {"--path", &I::path}, {"--vesta", &I::vesta}, {"--hk", &I::HK}, {"--summary", &I::summary},
+    {"--gui", &I::gui}, {"--calc-charge", &I::calc_charge}, {"--calc-bvsum", &I::calc_bvsum},
+    {"--calc-gii", &I::calc_gii}, {"--print-minima", &I::print_minima}, {"--print-saddle", &I::print_saddle},
+    {"--print-path", &I::print_path}, {"--print-perc", &I::print_perc}, {"--print-act", &I::print_act},
+    {"--smooth-cube", &I::smooth_cube}, {"--check-sub", &I::check_sub}, {"--check-subs", &I::check_subs}};
+
+// The configuration the words (after the program name) give, as text: each
+// value flag's field while it is set, then the switches set; and the warnings.
+std::pair<std::string, std::string> parse(std::vector<std::string> words) {
     std::vector<char*> argv;
     static char prog[] = "zemu";
     argv.push_back(prog);
     for (std::string& w : words) argv.push_back(&w[0]);
-    memset(in, 0x5a, sizeof *in);  // the text fields are not touched by init
-    ZEMU_init_input(in);
-    return fx::stderr_of([&] { ZEMU_process_command(in, static_cast<int>(argv.size()), argv.data()); });
+    ZEMU_input in;
+    memset(&in, 0x5a, sizeof in);  // the text fields are not touched by init
+    ZEMU_init_input(&in);
+    std::string err = fx::stderr_of([&] { ZEMU_process_command(&in, static_cast<int>(argv.size()), argv.data()); });
+    std::string out;
+    auto field = [&](int set, const char* name, const char* text, size_t size) {
+        if (set == 1) out += std::string(" ") + name + "=" + std::string(text, strnlen(text, size));
+        EXPECT_TRUE(set == 0 || set == 1) << name;
+    };
+    field(in.cube, "cube", in.cube_file, sizeof in.cube_file);
+    field(in.scaling, "scale", in.scaling_expression, sizeof in.scaling_expression);
+    field(in.cif, "cif", in.cif_file, sizeof in.cif_file);
+    field(in.ion, "ion", in.ion_type, sizeof in.ion_type);
+    if (in.max != 0.0) out += " max=" + std::to_string(in.max);
+    for (const auto& sw : kSwitches) {
+        EXPECT_TRUE(in.*sw.second == 0 || in.*sw.second == 1) << sw.first;
+        if (in.*sw.second) out += std::string(" ") + sw.first;
+    }
+    return {out.empty() ? out : out.substr(1), err};
 }
 
 }  // namespace
 
 TEST(CommandLine, EachSwitchSetsItsOwnFieldAndIsAFlagWord) {
-    ZEMU_input in;
-    typedef ZEMU_input I;
-    const std::pair<const char*, int I::*> switches[] = {
-        {"--cmd", &I::cmd}, {"--path", &I::path}, {"--vesta", &I::vesta}, {"--hk", &I::HK}, {"--summary", &I::summary},
-        {"--gui", &I::gui}, {"--calc-charge", &I::calc_charge}, {"--calc-bvsum", &I::calc_bvsum},
-        {"--calc-gii", &I::calc_gii}, {"--print-minima", &I::print_minima}, {"--print-saddle", &I::print_saddle},
-        {"--print-path", &I::print_path}, {"--print-perc", &I::print_perc}, {"--print-act", &I::print_act},
-        {"--smooth-cube", &I::smooth_cube}, {"--check-sub", &I::check_sub}, {"--check-subs", &I::check_subs}};
-    for (const auto& sw : switches) {
-        SCOPED_TRACE(sw.first);
-        parse(&in, {sw.first});
-        for (const auto& other : switches) EXPECT_EQ(in.*other.second, other.second == sw.second ? 1 : 0) << other.first;
-        EXPECT_EQ(std::make_tuple(in.cube, in.cif, in.scaling, in.ion), std::make_tuple(0, 0, 0, 0));
-        EXPECT_EQ(in.max, 0.0);
+    for (const auto& sw : kSwitches) {
+        EXPECT_EQ(parse({sw.first}), std::make_pair(std::string(sw.first), std::string()));
         EXPECT_EQ(ZEMU_isflag(const_cast<char*>(sw.first)), 1);
     }
     for (const char* f : {"--cif", "--cube", "--scale", "--max"}) EXPECT_EQ(ZEMU_isflag(const_cast<char*>(f)), 1) << f;
@@ -49,62 +61,34 @@ TEST(CommandLine, EachSwitchSetsItsOwnFieldAndIsAFlagWord) {
         EXPECT_EQ(ZEMU_isflag(const_cast<char*>(w)), 0) << w;
 }
 
-TEST(CommandLine, ValueFlagsTakeTheNextWordWhateverItIs) {
-    ZEMU_input in;
-    parse(&in, {"--cube", "--path", "--scale", "2*E", "--max", "0.75"});
-    EXPECT_EQ(in.cube, 1);
-    EXPECT_STREQ(in.cube_file, "--path");
-    EXPECT_EQ(in.path, 0);
-    EXPECT_EQ(in.scaling, 1);
-    EXPECT_STREQ(in.scaling_expression, "2*E");
-    EXPECT_DOUBLE_EQ(in.max, 0.75);
-
-    // A value that is no number reads as 0; unknown words are skipped silently.
-    EXPECT_EQ(parse(&in, {"--max", "abc", "--nonsense", "x", "--Path"}), "");
-    EXPECT_EQ(in.max, 0.0);
-    EXPECT_EQ(in.path, 0);
-    parse(&in, {"--cube", "a.cube", "--cube", "b.cube"});
-    EXPECT_STREQ(in.cube_file, "b.cube");
-}
-
-TEST(CommandLine, IonTypeFollowsCifPathUnlessItIsAFlag) {
-    ZEMU_input in;
-    parse(&in, {"--cif", "s.cif", "Li1+", "--path"});
-    EXPECT_STREQ(in.cif_file, "s.cif");
-    EXPECT_EQ(in.ion, 1);
-    EXPECT_STREQ(in.ion_type, "Li1+");
-    EXPECT_EQ(in.path, 1);
-
-    parse(&in, {"--cif", "s.cif", "--path"});
-    EXPECT_EQ(std::make_tuple(in.cif, in.ion, in.path), std::make_tuple(1, 0, 1));
-    parse(&in, {"--cif", "s.cif"});
-    EXPECT_EQ(in.ion, 0);
-
-    // Any non-flag word is an ion type, even an unknown double-dash word.
-    parse(&in, {"--cif", "s.cif", "--bogus", "--gui"});
-    EXPECT_EQ(in.ion, 1);
-    EXPECT_STREQ(in.ion_type, "--bogus");
-    EXPECT_EQ(in.gui, 1);
-}
-
-TEST(CommandLine, MissingAndOverlongValuesWarnAndStayBounded) {
-    ZEMU_input in;
-    EXPECT_EQ(parse(&in, {"--path", "--cube"}), "Warning: Missing value after --cube\n");
-    EXPECT_EQ(in.cube, 0);
-    EXPECT_EQ(in.path, 1);
-    EXPECT_EQ(parse(&in, {"--scale"}), "Warning: Missing value after --scale\n");
-    EXPECT_EQ(in.scaling, 0);
-    EXPECT_EQ(parse(&in, {"--max"}), "Warning: Missing value after --max\n");
-
-    EXPECT_EQ(parse(&in, {"--scale", std::string(150, 'E')}), "Warning: Value of --scale truncated\n");
-    EXPECT_EQ(in.scaling, 1);
-    EXPECT_EQ(std::string(in.scaling_expression), std::string(99, 'E'));
-    EXPECT_EQ(parse(&in, {"--cube", std::string(1200, 'p')}), "Warning: Value of --cube truncated\n");
-    EXPECT_EQ(strlen(in.cube_file), 999u);
-    EXPECT_EQ(parse(&in, {"--cif", "s.cif", "Li1+Li1+Li1+"}), "Warning: Value of --cif truncated\n");
-    EXPECT_EQ(in.ion, 1);
-    EXPECT_STREQ(in.ion_type, "Li1+Li1+L");
-    EXPECT_EQ(parse(&in, {"--cif", "s.cif", "Na1+"}), "");
+TEST(CommandLine, ValueFlagsIonTypeWarningsAndBounds) {
+    const std::string cube_cut = "Warning: Value of --cube truncated\n";
+    const struct {
+        std::vector<std::string> words;
+        std::string config, warnings;
+    } cases[] = {
+        // A value flag takes the next word whatever it is; the last of a repeated flag wins.
+        {{"--cube", "--path", "--scale", "2*E", "--max", "0.75"}, "cube=--path scale=2*E max=0.750000", ""},
+        {{"--cube", "a.cube", "--cube", "b.cube"}, "cube=b.cube", ""},
+        // A value that is no number reads as 0; unknown words are skipped silently.
+        {{"--max", "abc", "--nonsense", "x", "--Path"}, "", ""},
+        // Any word after the structure path that is no flag is the ion type.
+        {{"--cif", "s.cif", "Li1+", "--path"}, "cif=s.cif ion=Li1+ --path", ""},
+        {{"--cif", "s.cif", "--path"}, "cif=s.cif --path", ""},
+        {{"--cif", "s.cif"}, "cif=s.cif", ""},
+        {{"--cif", "s.cif", "--bogus", "--gui"}, "cif=s.cif ion=--bogus --gui", ""},
+        {{"--cif", "s.cif", "--help"}, "cif=s.cif ion=--help", ""},
+        // A flag without its value is left out with a warning.
+        {{"--path", "--cube"}, "--path", "Warning: Missing value after --cube\n"},
+        {{"--scale"}, "", "Warning: Missing value after --scale\n"},
+        {{"--max"}, "", "Warning: Missing value after --max\n"},
+        // An overlong value is cut to its field.
+        {{"--scale", std::string(150, 'E')}, "scale=" + std::string(99, 'E'), "Warning: Value of --scale truncated\n"},
+        {{"--cube", std::string(1200, 'p')}, "cube=" + std::string(999, 'p'), cube_cut},
+        {{"--cif", "s.cif", "Li1+Li1+Li1+"}, "cif=s.cif ion=Li1+Li1+L", "Warning: Value of --cif truncated\n"},
+        {{"--cif", "s.cif", "Na1+"}, "cif=s.cif ion=Na1+", ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(parse(c.words), std::make_pair(c.config, c.warnings)) << c.words[0];
 }
 
 // Without arguments the banner; --help, -h and --version only as the one word
@@ -135,12 +119,7 @@ TEST(CommandLineRun, BannerHelpAndVersion) {
         EXPECT_EQ(r.status, 0);
     }
     // Every flag the scan knows is explained.
-    for (const char* flag : {"--cif", "--cube", "--scale", "--max", "--cmd", "--path", "--vesta", "--summary", "--gui",
-                             "--hk", "--calc-charge", "--calc-bvsum", "--calc-gii", "--print-minima", "--print-saddle",
-                             "--print-path", "--print-perc", "--print-act", "--smooth-cube", "--check-sub",
-                             "--check-subs"})
+    for (const char* flag : {"--cif", "--cube", "--scale", "--max"})
         EXPECT_NE(usage.find("  " + std::string(flag) + " "), std::string::npos) << flag;
-    ZEMU_input in;
-    EXPECT_EQ(parse(&in, {"--cif", "s.cif", "--help"}), "");
-    EXPECT_STREQ(in.ion_type, "--help");
+    for (const auto& sw : kSwitches) EXPECT_NE(usage.find("  " + std::string(sw.first) + " "), std::string::npos);
 }

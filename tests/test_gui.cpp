@@ -31,16 +31,10 @@ struct HandMadeRun : fx::Grid {
         ZEMU_init_cube_stationary_points(&cube);
         EXPECT_EQ(ZEMU_init_cif(&cif), 0);
         ZEMU_init_pathlib(&pathlib);
-        set(1, 1, 1, 0.0);
-        set(3, 3, 3, 0.0);
-        set(1, 3, 1, 0.2);
-        set(1, 3, 2, 0.2);
+        set(1, 1, 1, 0.0), set(3, 3, 3, 0.0), set(1, 3, 1, 0.2), set(1, 3, 2, 0.2);
         minimum(1, 1, 1, 0.0, 1, 2);
-        ion(0, "Li1", 0.5);
-        ion(0, "Li2", 0.25);
         minimum(3, 3, 3, 0.0, 1, 2);
-        ion(1, "Li1", 0.5);
-        ion(1, "Li2", 0.25);
+        for (int m = 0; m < 2; m++) ion(m, "Li1", 0.5), ion(m, "Li2", 0.25);
         minimum(1, 3, 1, 0.2, 3, 1);
         cube.minima[2].ins_label = 1;
         saddle(2, 2, 2, 0.5, 1, 2);
@@ -60,9 +54,7 @@ struct HandMadeRun : fx::Grid {
         cube.minima[cube.total_minima - 1].mul = mul;
     }
     void ion(int m, const char* label, double occ) {
-        char text[10];
-        snprintf(text, sizeof text, "%s", label);
-        ASSERT_EQ(ZEMU_add_cube_minima_ion(&cube.minima[m], text, occ), 0);
+        EXPECT_EQ(ZEMU_add_cube_minima_ion(&cube.minima[m], fx::txt(label), occ), 0);
     }
     void saddle(int x, int y, int z, double e, int type, int mul) {
         ASSERT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, e, type), 0);
@@ -79,17 +71,10 @@ struct HandMadeRun : fx::Grid {
         pathlib.path = (ZEMU_path*)realloc(pathlib.path, sizeof(ZEMU_path) * (size_t)(pathlib.total_path + 1));
         ZEMU_path& p = pathlib.path[pathlib.total_path++];
         ZEMU_init_path(&p);
-        p.start_type = start_type;
-        p.saddle_type = saddle_type;
-        p.end_type = end_type;
-        p.start_energy = start;
-        p.saddle_energy = saddle;
-        p.end_energy = end;
-        p.straightline_length = straight;
-        p.tortuosity = tortuosity;
-        p.oneD = one;
-        p.twoD = two;
-        p.threeD = three;
+        p.start_type = start_type, p.saddle_type = saddle_type, p.end_type = end_type;
+        p.start_energy = start, p.saddle_energy = saddle, p.end_energy = end;
+        p.straightline_length = straight, p.tortuosity = tortuosity;
+        p.oneD = one, p.twoD = two, p.threeD = three;
     }
     int write() { return ZEMU_print_GUI_output(&cube, &cif, &pathlib); }
 };
@@ -126,9 +111,7 @@ TEST(GuiTable, HandMadeRunGivesSixSectionsLineByLine) {
         HandMadeRun run;
         run.path(1, 1, 3, 0.0, 0.5, 0.2, 2.5, 1.2, 1, 0, 0);
         run.path(3, 2, 1, 0.2, 0.8, 0.0, 3.0, 1.5, 1, 1, 0);
-        run.pathlib.oneD = 0.3;
-        run.pathlib.twoD = 0.6;
-        run.pathlib.threeD = 999.0;
+        run.pathlib.oneD = 0.3, run.pathlib.twoD = 0.6, run.pathlib.threeD = 999.0;
         EXPECT_EQ(fx::stdout_of([&] { ASSERT_EQ(run.write(), 0); }), "GUI output done.\n");
         // Barriers: the lower climb, 0.5 - 0.2 and 0.8 - 0.2.
         EXPECT_EQ(lines_of(wd.dir.read("ZEMU_gui.csv")),
@@ -174,8 +157,7 @@ TEST(GuiTable, FailuresStopWithoutTheDoneLine) {
     // oversized plateau stops the table where it failed.
     InDir wd;
     HandMadeRun run;
-    run.set(1, 3, 1, 2.0);
-    run.set(1, 3, 2, 2.0);
+    run.set(1, 3, 1, 2.0), run.set(1, 3, 2, 2.0);
     EXPECT_EQ(fx::stdout_of([&] { EXPECT_EQ(run.write(), 1); }), "");
     EXPECT_EQ(lines_of(wd.dir.read("ZEMU_gui.csv")),
               (std::vector<std::string>{"Li1/Li2,0.750,2,0.250,0.250,0.250,0.000", ",i1,"}));
