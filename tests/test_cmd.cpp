@@ -28,41 +28,37 @@ struct Recorded {
     std::vector<std::string> files;
     std::vector<std::string> blocked;  // directories made first, so that these files cannot be written
     std::string cif = fx::p1bar_cif();
+    const char* example = nullptr;  // a bundled example's landscape and structure in place of the fixture's
 };
 
-std::string golden(const std::string& name) { return zemu_test::data_file("cmd/" + name); }
-
-std::string golden_name(const std::string& session, std::string file) {
-    for (char& c : file)
+// The recording <session>.<what>.
+std::string recorded(const std::string& session, std::string what) {
+    for (char& c : what)
         if (c == ' ') c = '_';
-    return session + "." + file;
-}
-
-std::vector<std::string> words(const std::string& text) {
-    std::istringstream in(text);
-    std::vector<std::string> out;
-    for (std::string w; in >> w;) out.push_back(w);
-    return out;
+    return zemu_test::slurp(zemu_test::data_file("cmd/" + session + "." + what));
 }
 
 void check(const Recorded& c) {
     SCOPED_TRACE(c.name);
     Session s(c.cif);
+    if (c.example) {
+        const std::string dir = std::string("examples/") + c.example;
+        s.dir.write("l.cube", zemu_test::slurp(zemu_test::source_file(dir + "/landscape.cube")));
+        s.dir.write("s.cif", zemu_test::slurp(zemu_test::source_file(dir + "/structure.cif")));
+    }
     for (const std::string& b : c.blocked) ASSERT_EQ(mkdir(s.dir.file(b).c_str(), 0755), 0);
-    zemu_test::RunResult r = s.dir.run(words(c.args), zemu_test::slurp(golden(std::string(c.name) + ".in")));
-    auto compare = [&](const std::string& file, const std::string& actual) {
-        EXPECT_EQ(actual, zemu_test::slurp(golden(file))) << file;
-    };
+    std::istringstream in(c.args);
+    std::vector<std::string> args;
+    for (std::string w; in >> w;) args.push_back(w);
+    zemu_test::RunResult r = s.dir.run(args, recorded(c.name, "in"));
     EXPECT_EQ(r.status, 0);
-    compare(std::string(c.name) + ".out", r.out);
-    compare(std::string(c.name) + ".err", r.err);
+    EXPECT_EQ(r.out, recorded(c.name, "out"));
+    EXPECT_EQ(r.err, recorded(c.name, "err"));
     for (const std::string& f : c.files) {
-        if (f[0] == '!' || f[0] == '+') {
-            EXPECT_EQ(s.dir.exists(f.substr(1)), f[0] == '+') << f;
-            continue;
-        }
-        EXPECT_TRUE(s.dir.exists(f)) << f;
-        compare(golden_name(c.name, f), s.dir.read(f));
+        bool present = f[0] != '!';
+        EXPECT_EQ(s.dir.exists(f[0] == '!' || f[0] == '+' ? f.substr(1) : f), present) << f;
+        if (!present || f[0] == '+') continue;
+        EXPECT_EQ(s.dir.read(f), recorded(c.name, f)) << f;
     }
 }
 
@@ -106,6 +102,9 @@ TEST(CommandMode, PathsEditingAndRestartAsRecorded) {
         {"restart_all", "--cube l.cube --cif s.cif Li1+ --path --gui --cmd", {"ZEMU_rp.csv", "ZEMU_gui.csv"}, {}},
         {"restart_reacpath", kPaths, {"ZEMU_rp.csv"}, {}},
         {"gui", "--cube l.cube --cif s.cif Li1+ --path --gui --summary --cmd", {"ZEMU_gui.csv", "ZEMU_summary.txt"}, {}},
+        // The bundled LiFePO4 example: its group, operations, cell and sites in the VESTA blocks.
+        {"lfp", "--cube l.cube --cif s.cif Li1+ --path --vesta --gui --cmd", {"ZEMU.vesta", "ZEMU_gui.csv", "ZEMU_rp.csv"},
+         {}, "", "LiFePO4"},
     };
     for (const Recorded& c : cases) check(c);
 }
@@ -130,7 +129,7 @@ TEST(CommandMode, CifExportsAsRecorded) {
 TEST(CommandMode, EnergiesAndPlanesFollowTheLandscapeFormula) {
     Session s;
     zemu_test::RunResult r = s.run("energy neighbour 0 0 0\nslice plane z 0\n");
-    std::string block, plane;
+    std::string block, plane, row;
     char text[96];
     for (int i = -1; i <= 1; i++)
         for (int j = -1; j <= 1; j++)
@@ -139,22 +138,16 @@ TEST(CommandMode, EnergiesAndPlanesFollowTheLandscapeFormula) {
                          fx::landscape_energy((i + 8) % 8, (j + 8) % 8, (k + 8) % 8));
                 block += text;
             }
-    for (int x = 0; x < 8; x++) {  // a z plane: rows over x, values over y
+    for (int x = 0; x < 8; x++)  // a z plane: rows over x, values over y
         for (int y = 0; y < 8; y++) {
-            snprintf(text, sizeof text, "%f,", fx::landscape_energy(x, y, 0));
+            snprintf(text, sizeof text, "%f,%s", fx::landscape_energy(x, y, 0), y == 7 ? "\n" : "");
             plane += text;
+            if (y > 0) continue;
+            snprintf(text, sizeof text, "%f,", fx::landscape_energy(3, 0, x));  // x plane: rows over y, values over z
+            row += text;
         }
-        plane += "\n";
-    }
     EXPECT_EQ(fx::command_output(r.out), block + "Successfully exported plane z = 0 to plane.csv.\n");
     EXPECT_EQ(s.dir.read("plane.csv"), plane);
-
     s.run("slice plane x 3\n");
-    std::string row;
-    for (int z = 0; z < 8; z++) {  // an x plane: rows over y, values over z
-        snprintf(text, sizeof text, "%f,", fx::landscape_energy(3, 0, z));
-        row += text;
-    }
-    std::string csv = s.dir.read("plane.csv");
-    EXPECT_EQ(csv.substr(0, csv.find('\n')), row);
+    EXPECT_EQ(s.dir.read("plane.csv").substr(0, row.size() + 1), row + "\n");
 }

@@ -1,6 +1,6 @@
 // VESTA project file: the symmetry operation rows, sites, bonds from the
-// bond-valence database, site styles, the isosurface levels, a whole file
-// against its recording, and the file of the bundled LiFePO4 example.
+// bond-valence database, site styles, the isosurface levels and a whole file
+// against its recording (whole runs' files are among the recorded command sessions).
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -44,31 +44,24 @@ struct Levels {
         ZEMU_init_cube(&cube);
         ZEMU_init_pathlib(&pathlib);
         cube.ion_charge = charge;
-        pathlib.oneD = one;
-        pathlib.twoD = two;
-        pathlib.threeD = three;
+        pathlib.oneD = one, pathlib.twoD = two, pathlib.threeD = three;
     }
     ~Levels() {
         ZEMU_free_cube(&cube);
         ZEMU_free_pathlib(&pathlib);
     }
-    std::vector<double> values(ZEMU_cif* cif);
-};
-
-// The isosurface levels of an ISURF block as written (level + 0.01 + base).
-std::vector<double> levels_of(const std::string& block) {
-    std::vector<double> out;
-    for (const std::string& line : lines_of(block)) {
-        int n, one;
-        double v;
-        if (sscanf(line.c_str(), "%d %d %lf", &n, &one, &v) == 3) out.push_back(v);
+    // The three levels as written (level + 0.01 + base).
+    std::vector<double> values(ZEMU_cif* cif) {
+        std::vector<double> out;
+        for (const std::string& line :
+             lines_of(written([&](FILE* fp) { ZEMU_print_vesta_ISURF(&cube, cif, &pathlib, fp); }))) {
+            int n, one;
+            double v;
+            if (sscanf(line.c_str(), "%d %d %lf", &n, &one, &v) == 3) out.push_back(v);
+        }
+        return out;
     }
-    return out;
-}
-
-std::vector<double> Levels::values(ZEMU_cif* cif) {
-    return levels_of(written([&](FILE* fp) { ZEMU_print_vesta_ISURF(&cube, cif, &pathlib, fp); }));
-}
+};
 
 const char kCoODatabase[] =
     "# cation ox anion ox R0 b cn cutoff\r\n"
@@ -233,33 +226,4 @@ TEST(VestaFile, SmallStructureAsRecordedAndTheFailures) {
     mkdir("ZEMU.vesta", 0755);  // a directory cannot be opened for writing
     EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_print_vesta_output(&l.cube, &s.cif, &l.pathlib, &input), 1); }),
               "Error: Unable to write to ZEMU.vesta\n");
-}
-
-// The bundled example through loading and the site analysis: its own group,
-// operations, cell and sites in the blocks, and the levels above its raw minimum.
-TEST(VestaFile, BundledLiFePO4ExampleFillsTheBlocksFromItsStructure) {
-    fx::Example ex;
-    ASSERT_NO_FATAL_FAILURE(ex.load("LiFePO4", "Li1+"));
-    ZEMU_input input;
-    ZEMU_init_input(&input);
-    input.cube = 1;
-    snprintf(input.cube_file, sizeof input.cube_file, "%s", ex.cube_file.c_str());
-    ASSERT_EQ(ZEMU_print_vesta_output(&ex.cube, &ex.cif, &ex.lib, &input), 0);
-    const std::string text = ex.wd.dir.read("ZEMU.vesta");
-    for (const std::string& part :
-         {"\n+1.000000E+000 " + ex.cube_file + "\n\nGROUP\n62 1\nSYMOP\n",
-          // the third of the eight operations of P n m a, then the closing row
-          std::string("\n0.500000  0.000000  0.500000  -1  0  0   0  -1  0   0  0  1   1\n"),
-          std::string("CELLP\n10.450668 6.087351 4.751955 90.000000 90.000000 90.000000\nSTRUC\n"),
-          std::string("\n2 Fe Fe1 1.0000 0.218415 0.750000 0.476320\n"),
-          std::string("SITET\n1 Li1 0.8000 249 220  60 249 220  60 204  1\n")})
-        EXPECT_TRUE(fx::contains(text, part)) << part;
-    size_t at = text.find("SYMOP\n");
-    EXPECT_EQ(lines_of(text.substr(at, text.find("TRANM 0\n") - at)).size(), 10u);  // keyword, 8 rows, closing row
-    // Without paths no network percolates: the charge-cap fallback above the raw minimum.
-    const double base = ex.cube.global_minimum - ex.cube.energy_shift, level[3] = {0.02, 0.65, 1.3};
-    at = text.find("ISURF\r\n");
-    std::vector<double> v = levels_of(text.substr(at, text.find("\n0 0 0 0\nTEX3P") - at));
-    ASSERT_EQ(v.size(), 3u);
-    for (size_t k = 0; k < 3; k++) EXPECT_NEAR(v[k], level[k] + 0.01 + base, 1e-6) << k;
 }
