@@ -22,8 +22,8 @@ const int kLineSize = 1000;
 const long kMaxIntArgument = 1000000;
 // Most neighbours one "neighbour" query lists.
 const int kMaxNeighbours = 1000;
-// Bound of the network analysis that considers every saddle.
-const double kAllSaddles = 999.0;
+// Bound of the network analysis that considers every saddle (the driver's own).
+const double kAllSaddles = ZEMU_NETWORK_MAX_ENERGY;
 const double kPi = 3.141592653589793;
 
 const char kNoCube[] = "Error: No CUBE file has been loaded yet.\n";
