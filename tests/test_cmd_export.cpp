@@ -46,21 +46,18 @@ std::vector<Atom> atoms(const std::string& cif) {
 }  // namespace
 
 TEST(TokenizeString, WhiteSpaceSeparatesWordsQuotesJoinThemAndTheLimitStops) {
-    const struct {
-        const char* text;
-        size_t limit;
-        Words words;
-    } cases[] = {
-        {"  export\tcif  ins\n", 16, {"export", "cif", "ins"}},
-        {"", 16, {}},
-        {" \t\n ", 16, {}},
-        {"-o \"my out.cif\" P1\n", 16, {"-o", "my out.cif", "P1"}},  // quoted word keeps blanks, drops quotes
-        {"\"\" x", 16, {"", "x"}},
-        {"ab\"c d\"e", 16, {"ab\"c", "d\"e"}},  // a quote inside a plain word is ordinary
-        {"a \"b c", 16, {"a", "b c"}},          // a word still open at the end is stored
-        {"a b c d", 2, {"a", "b"}},  // (the command's own limit of 16: a recorded session)
+    const std::pair<const char*, Words> cases[] = {
+        {"  export\tcif  ins\n", {"export", "cif", "ins"}},
+        {"", {}},
+        {" \t\n ", {}},
+        {"-o \"my out.cif\" P1\n", {"-o", "my out.cif", "P1"}},  // quoted word keeps blanks, drops quotes
+        {"\"\" x", {"", "x"}},
+        {"ab\"c d\"e", {"ab\"c", "d\"e"}},  // a quote inside a plain word is ordinary
+        {"a \"b c", {"a", "b c"}},          // a word still open at the end is stored
     };
-    for (const auto& c : cases) EXPECT_EQ(tokenize(c.text, c.limit), c.words) << c.text;
+    for (const auto& c : cases) EXPECT_EQ(tokenize(c.first), c.second) << c.first;
+    // The limit stops the split (the command's own limit of 16: a recorded session).
+    EXPECT_EQ(tokenize("a b c d", 2), (Words{"a", "b"}));
 }
 
 TEST(ExportCif, SupercellIsBuiltFromTheLoadedStructureWithWholeAtoms) {
