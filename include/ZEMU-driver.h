@@ -6,6 +6,7 @@
 #include "ZEMU-cif.h"
 #include "ZEMU-cube.h"
 #include "ZEMU-input.h"
+#include "ZEMU-path.h"
 
 // Energy bound (eV above the global minimum) of every network analysis the driver runs.
 #define ZEMU_NETWORK_MAX_ENERGY 999.0
@@ -16,6 +17,27 @@
 
 // Runs one whole analysis as the configuration selects; 0 on success, 1 when a stage failed.
 int ZEMU(ZEMU_input* input);
+
+// ---------------------------------------------------------------------------
+// Stages shared by the driver and the command mode's restart
+// ---------------------------------------------------------------------------
+
+// Groups the saddle points, then the minima, into symmetry types, assigns the
+// mobile ion to its sites (when assign_ion is 1) and labels the interstitials.
+// 0, or 1 when a step failed (its message on stderr).
+int ZEMU_group_stationary_points(ZEMU_cube* cube, ZEMU_cif* cif, int assign_ion);
+// Builds the path library: a path per saddle type, all their symmetric copies,
+// redundant copies removed. The library must be empty or freed. 0 or 1.
+int ZEMU_build_path_library(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib);
+// Writes the built reaction pathway to "ZEMU_rp.csv" and prints done_line.
+// strict 1: the done line only when the whole pathway was written, and 1 when
+// the file cannot be opened or a pathway cannot be joined; strict 0: the done
+// line whenever the file opened, and 0 always (see the callers for why).
+int ZEMU_write_reaction_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all,
+                                const char* done_line, int strict);
+// Writes "ZEMU_summary.txt": the minimum and saddle reports, the path library
+// and the network at every saddle. 1 when the file cannot be written.
+int ZEMU_write_summary(ZEMU_cube* cube, ZEMU_pathlib* pathlib);
 
 // Choices of one analysis in memory (the stages of a run with a grid, a
 // structure, an ion and --path).

@@ -1,5 +1,5 @@
-// Command mode: the read loop, the command table, every command and the CIF
-// export command with its word splitter (help texts: ZEMU-cmd-help.cpp).
+// Command mode: the read loop, every command's handler and the CIF export
+// command with its word splitter (the command table: ZEMU-cmd-help.cpp).
 #include <cctype>
 #include <cmath>
 #include <cstdarg>
@@ -9,9 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "ZEMU.h"
+#include "ZEMU-cmd-internal.h"
 #include "ZEMU-kernel.h"
 
+namespace zemu_cmd {
 namespace {
 
 // Read buffer: at most 999 characters of a line (line end included) per read.
@@ -21,8 +22,8 @@ const int kLineSize = 1000;
 const long kMaxIntArgument = 1000000;
 // Most neighbours one "neighbour" query lists.
 const int kMaxNeighbours = 1000;
-// Bound of the network analysis that considers every saddle.
-const double kAllSaddles = 999.0;
+// Bound of the network analysis that considers every saddle (the driver's own).
+const double kAllSaddles = ZEMU_NETWORK_MAX_ENERGY;
 const double kPi = 3.141592653589793;
 
 const char kNoCube[] = "Error: No CUBE file has been loaded yet.\n";
@@ -30,21 +31,6 @@ const char kNoCif[] = "Error: No CIF file has been loaded yet.\n";
 const char kNoPathway[] = "Error: Pathway has not been generated.\n";
 const char kStalePathlib[] =
     "Error: Path library refers to deleted minima or saddle points. Type restart pathlib to rebuild it.\n";
-
-// The run's objects the commands work on.
-struct CmdContext {
-    ZEMU_cube* cube;
-    ZEMU_cif* cif;
-    ZEMU_pathlib* pathlib;
-    ZEMU_reaction_pathway_overall* rp_all;
-    ZEMU_input* input;
-};
-
-// A command's result: go on reading, or leave the command mode with 1.
-enum CmdResult { CMD_CONTINUE, CMD_FAIL };
-
-// The words of a line: split at spaces (runs of spaces count as one), the line end removed.
-typedef std::vector<std::string> Words;
 
 Words split_words(const char* line) {
     std::string text(line);
@@ -58,6 +44,11 @@ int read_int(const std::string& word) {
     if (v > kMaxIntArgument) v = kMaxIntArgument;
     if (v < -kMaxIntArgument) v = -kMaxIntArgument;
     return (int)v;
+}
+
+// The first n integer arguments after the command word (the caller checked the count).
+void read_ints(const Words& w, int* v, int n) {
+    for (int k = 0; k < n; k++) v[k] = read_int(w[(size_t)k + 1]);
 }
 
 double read_real(const std::string& word) {
@@ -77,19 +68,6 @@ void cmd_error(const char* format, ...) {
 bool has_prefix(const char* line, const char* keyword) { return strncmp(line, keyword, strlen(keyword)) == 0; }
 
 bool have_grid(ZEMU_cube* cube) { return cube->cube && cube->energy != nullptr; }
-
-// Checks that a grid is loaded; prints the no-cube error otherwise.
-bool need_grid(CmdContext* ctx) {
-    if (have_grid(ctx->cube)) return true;
-    cmd_error("%s", kNoCube);
-    return false;
-}
-
-bool need_structure(CmdContext* ctx) {
-    if (ctx->cif->cif) return true;
-    cmd_error("%s", kNoCif);
-    return false;
-}
 
 int grid_count(ZEMU_cube* cube, int axis) { return axis == 1 ? cube->a_grid : axis == 2 ? cube->b_grid : cube->c_grid; }
 
@@ -122,7 +100,7 @@ bool pathlib_matches_grid(ZEMU_cube* cube, ZEMU_pathlib* pathlib) {
     return true;
 }
 
-bool need_current_pathlib(CmdContext* ctx) {
+bool need_current_pathlib(Context* ctx) {
     if (pathlib_matches_grid(ctx->cube, ctx->pathlib)) return true;
     cmd_error("%s", kStalePathlib);
     return false;
@@ -133,107 +111,112 @@ double scaled_energy(ZEMU_cube* cube, int i, int j, int k) {
                                                          wrap_index(cube, k, 3)));
 }
 
+// The command's usage message, for missing or surplus arguments.
+void format_error(const Command& command) { cmd_error("Error: Format %s\n", command.usage); }
+
+// Checks the word count of a command: at least `count` words, or (exact) just so many.
+bool need_words(const Words& w, size_t count, const Command& command, bool exact = false) {
+    if (exact ? w.size() == count : w.size() >= count) return true;
+    format_error(command);
+    return false;
+}
+
+// Nearest grid index of a fractional coordinate, wrapped into the cell.
+int nearest_grid_index(double frac, int count) {
+    double g = floor(frac * count + 0.5);
+    // A coordinate so large that frac * count overflows is a whole number (every
+    // double from 2^53 on is), so it lies on the cell origin.
+    if (!std::isfinite(g)) return 0;
+    g = fmod(g, (double)count);
+    if (g < 0.0) g += count;
+    return (int)g;
+}
+
+// The number after the two words of a "del" command when it lies from 1 to
+// last; otherwise (missing, or out of range) 0, after an error naming `what`.
+int del_argument(const Words& w, int last, const char* what) {
+    int n = w.size() >= 3 ? read_int(w[2]) : 0;
+    if (n >= 1 && n <= last) return n;
+    cmd_error("Error: %s must be > 0 and <= %d...\n", what, last);
+    return 0;
+}
+
+}  // namespace
+
+// Checks that a grid is loaded; prints the no-cube error otherwise.
+bool need_grid(Context* ctx) {
+    if (have_grid(ctx->cube)) return true;
+    cmd_error("%s", kNoCube);
+    return false;
+}
+
+// Checks that a structure is loaded; prints the no-CIF error otherwise.
+bool need_structure(Context* ctx) {
+    if (ctx->cif->cif) return true;
+    cmd_error("%s", kNoCif);
+    return false;
+}
+
 // ---------------------------------------------------------------------------
 // Reports and structure queries
 // ---------------------------------------------------------------------------
 
-CmdResult cmd_vesta(CmdContext* ctx, const char*, const Words&) {
+Result cmd_vesta(Context* ctx, const Command&, const char*, const Words&) {
     ZEMU_print_vesta_output(ctx->cube, ctx->cif, ctx->pathlib, ctx->input);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_print_minima(CmdContext* ctx, const char*, const Words&) {
-    if (need_grid(ctx)) ZEMU_printminima(ctx->cube, stdout);
-    return CMD_CONTINUE;
-}
-
-CmdResult cmd_print_saddle(CmdContext* ctx, const char*, const Words&) {
-    if (need_grid(ctx)) ZEMU_printsaddle(ctx->cube, stdout);
-    return CMD_CONTINUE;
-}
-
-CmdResult cmd_print_pathlib(CmdContext* ctx, const char*, const Words&) {
+Result cmd_print_pathlib(Context* ctx, const Command&, const char*, const Words&) {
     if (!ctx->pathlib->pathlib) {
         cmd_error("%s", kNoPathway);
-        return CMD_CONTINUE;
+        return CONTINUE;
     }
     if (need_current_pathlib(ctx)) ZEMU_print_pathlib(ctx->cube, ctx->pathlib, stdout);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_print_ion_types(CmdContext* ctx, const char*, const Words&) {
-    if (need_structure(ctx)) ZEMU_print_cif_types(ctx->cif, stdout);
-    return CMD_CONTINUE;
-}
-
-CmdResult cmd_print_symops(CmdContext* ctx, const char*, const Words&) {
-    if (need_structure(ctx)) ZEMU_print_cif_symops(ctx->cif, stdout);
-    return CMD_CONTINUE;
-}
-
-CmdResult cmd_totalgrid(CmdContext* ctx, const char*, const Words&) {
+Result cmd_totalgrid(Context* ctx, const Command&, const char*, const Words&) {
     if (need_grid(ctx))
         printf("Number of grid elements [a,b,c] = [%d,%d,%d]\n", ctx->cube->a_grid, ctx->cube->b_grid,
                ctx->cube->c_grid);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_hk(CmdContext*, const char*, const Words&) { return CMD_CONTINUE; }
+Result cmd_hk(Context*, const Command&, const char*, const Words&) { return CONTINUE; }
 
-CmdResult cmd_diff_neigh(CmdContext* ctx, const char*, const Words&) {
+Result cmd_diff_neigh(Context* ctx, const Command&, const char*, const Words&) {
     if (ctx->cif->diff_neigh)
         puts("Environment of two symmetrically equivalent grid points (in terms of their 26 neighbours) can be "
              "different.");
     else
         puts("Environment of two symmetrically equivalent grid points (in terms of their 26 neighbours) is "
              "identical.");
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_gii(CmdContext* ctx, const char*, const Words&) {
-    if (need_structure(ctx)) ZEMU_print_GII(ctx->cif, stdout);
-    return CMD_CONTINUE;
-}
-
-CmdResult cmd_bv(CmdContext* ctx, const char*, const Words&) {
-    if (need_structure(ctx)) ZEMU_print_bv_sum(ctx->cif, stdout);
-    return CMD_CONTINUE;
-}
-
-CmdResult cmd_charge(CmdContext* ctx, const char*, const Words&) {
+Result cmd_charge(Context* ctx, const Command&, const char*, const Words&) {
     if (need_structure(ctx)) ZEMU_print_unit_cell_charge(ctx->cif);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
 // ---------------------------------------------------------------------------
 // Grid queries
 // ---------------------------------------------------------------------------
 
-// Checks the word count of a command with a fixed number of arguments.
-bool need_words(const Words& w, size_t count, const char* usage) {
-    if (w.size() >= count) return true;
-    cmd_error("Error: Format %s\n", usage);
-    return false;
-}
-
-CmdResult cmd_angle(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) ||
-        !need_words(w, 10, "angle <x1> <y1> <z1> <x2> <y2> <z2> <x3> <y3> <z3> (grid coordinates of three points)"))
-        return CMD_CONTINUE;
+Result cmd_angle(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 10, command)) return CONTINUE;
     int v[9];
-    for (int n = 0; n < 9; n++) v[n] = read_int(w[(size_t)n + 1]);
+    read_ints(w, v, 9);
     double rad = ZEMU_angle(ctx->cube, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8]);
     printf("Angle: %0.3f rad (%.3f deg)\n", rad, rad * 180.0 / kPi);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
+namespace {
+
 // "neighbour minima" and "neighbour saddle": the N nearest points with their images.
-CmdResult neighbour_search(CmdContext* ctx, const Words& w, bool minima) {
-    if (!need_grid(ctx)) return CMD_CONTINUE;
-    if (!need_words(w, 6,
-                    minima ? "neighbour minima <x> <y> <z> <N> (grid coordinates, number of neighbours)"
-                           : "neighbour saddle <x> <y> <z> <N> (grid coordinates, number of neighbours)"))
-        return CMD_CONTINUE;
+Result neighbour_search(Context* ctx, const Command& command, const Words& w, bool minima) {
+    if (!need_grid(ctx) || !need_words(w, 6, command)) return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     int x = wrap_index(cube, read_int(w[2]), 1);
     int y = wrap_index(cube, read_int(w[3]), 2);
@@ -241,18 +224,18 @@ CmdResult neighbour_search(CmdContext* ctx, const Words& w, bool minima) {
     int total = read_int(w[5]);
     if (total <= 0) {
         cmd_error("Error: Number of neighbours must be greater than zero.\n");
-        return CMD_CONTINUE;
+        return CONTINUE;
     }
     if (total > kMaxNeighbours) {
         cmd_error("Error: Number of neighbours must not exceed %d.\n", kMaxNeighbours);
-        return CMD_CONTINUE;
+        return CONTINUE;
     }
     printf(minima ? "Searching for the nearest %d energy minima from (%d,%d,%d) (%.3f,%.3f,%.3f)\n"
                   : "Searching for the nearest %d saddle points from (%d,%d,%d) (%.3f,%.3f,%.3f)\n",
            total, x, y, z, (double)x / cube->a_grid, (double)y / cube->b_grid, (double)z / cube->c_grid);
 
     ZEMU_nearest_neighbour list;
-    if (ZEMU_init_nearest_neighbour(&list, total, x, y, z, 1)) return CMD_CONTINUE;
+    if (ZEMU_init_nearest_neighbour(&list, total, x, y, z, 1)) return CONTINUE;
     if (minima)
         ZEMU_get_nearest_minima(cube, &list);
     else
@@ -277,133 +260,114 @@ CmdResult neighbour_search(CmdContext* ctx, const Words& w, bool minima) {
     }
     ZEMU_free_nearest_neighbour(&list);
     puts("End of search");
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_neighbour_minima(CmdContext* ctx, const char*, const Words& w) {
-    return neighbour_search(ctx, w, true);
+}  // namespace
+
+Result cmd_neighbour_minima(Context* ctx, const Command& command, const char*, const Words& w) {
+    return neighbour_search(ctx, command, w, true);
 }
 
-CmdResult cmd_neighbour_saddle(CmdContext* ctx, const char*, const Words& w) {
-    return neighbour_search(ctx, w, false);
+Result cmd_neighbour_saddle(Context* ctx, const Command& command, const char*, const Words& w) {
+    return neighbour_search(ctx, command, w, false);
 }
 
-CmdResult cmd_energy_neighbour(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) || !need_words(w, 5, "energy neighbour <x> <y> <z> (grid coordinates)")) return CMD_CONTINUE;
+Result cmd_energy_neighbour(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 5, command)) return CONTINUE;
     int x = read_int(w[2]), y = read_int(w[3]), z = read_int(w[4]);
     for (int i = x - 1; i <= x + 1; i++)
         for (int j = y - 1; j <= y + 1; j++)
             for (int k = z - 1; k <= z + 1; k++)
                 printf("Energy of %d %d %d : %f\n", i, j, k, scaled_energy(ctx->cube, i, j, k));
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_energy_max(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx)) return CMD_CONTINUE;
+Result cmd_energy_max(Context* ctx, const Command&, const char*, const Words& w) {
+    if (!need_grid(ctx)) return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     if (w.size() < 3) {
         // The ceiling given at start-up or by this command, else the grid's own one.
         double current = fabs(cube->max_energy_above_gmin) > 1e-10 ? cube->max_energy_above_gmin
                                                                     : ZEMU_scale_cube_energy(cube, cube->max_energy);
         printf("Current maximum energy threshold is %.3f eV.\n", current);
-        return CMD_CONTINUE;
+        return CONTINUE;
     }
     double value = read_real(w[2]);
     if (!(value > 0.0)) {
         cmd_error("Error: Energy threshold must be positive...\n");
-        return CMD_CONTINUE;
+        return CONTINUE;
     }
     // The inversion below searches upward from 10 eV in steps of 1 eV: the bound of
     // the "all saddles" analysis keeps it short.
     if (value > kAllSaddles) {
         cmd_error("Error: Energy threshold must not exceed %.1f eV...\n", kAllSaddles);
-        return CMD_CONTINUE;
+        return CONTINUE;
     }
     cube->max_energy_above_gmin = value;
     cube->max_energy = ZEMU_get_unscaled_from_scaled(cube, value);
     printf("Maximum energy threshold is now changed to %.3f eV.\n", value);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_energy(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) || !need_words(w, 4, "energy <x> <y> <z> (grid coordinates)")) return CMD_CONTINUE;
+Result cmd_energy(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 4, command)) return CONTINUE;
     int x = read_int(w[1]), y = read_int(w[2]), z = read_int(w[3]);
     printf("Energy of %d %d %d : %.6f eV\n", x, y, z, scaled_energy(ctx->cube, x, y, z));
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_frac(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) || !need_words(w, 4, "frac <x> <y> <z> (grid coordinates)")) return CMD_CONTINUE;
+Result cmd_frac(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 4, command)) return CONTINUE;
     printf("Fractional coordinates: %f %f %f\n\n", (double)read_int(w[1]) / ctx->cube->a_grid,
            (double)read_int(w[2]) / ctx->cube->b_grid, (double)read_int(w[3]) / ctx->cube->c_grid);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-// Nearest grid index of a fractional coordinate, wrapped into the cell.
-int nearest_grid_index(double frac, int count) {
-    double g = floor(frac * count + 0.5);
-    // A coordinate so large that frac * count overflows is a whole number (every
-    // double from 2^53 on is), so it lies on the cell origin.
-    if (!std::isfinite(g)) return 0;
-    g = fmod(g, (double)count);
-    if (g < 0.0) g += count;
-    return (int)g;
-}
-
-CmdResult cmd_grid(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) || !need_words(w, 4, "grid <x> <y> <z> (fractional coordinates)")) return CMD_CONTINUE;
+Result cmd_grid(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 4, command)) return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     printf("Grid coordinates: %d %d %d\n\n", nearest_grid_index(read_real(w[1]), cube->a_grid),
            nearest_grid_index(read_real(w[2]), cube->b_grid), nearest_grid_index(read_real(w[3]), cube->c_grid));
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_index(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) || !need_words(w, 4, "index <x> <y> <z> (grid coordinates)")) return CMD_CONTINUE;
+Result cmd_index(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 4, command)) return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     int x = read_int(w[1]), y = read_int(w[2]), z = read_int(w[3]);
     int clusters = ZEMU_find_lower_energy_neighbour_cluster(cube, wrap_index(cube, x, 1), wrap_index(cube, y, 2),
                                                             wrap_index(cube, z, 3));
     printf("Number of clusters (of lower energy) around %d %d %d : %d\n", x, y, z, clusters);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_distance(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) ||
-        !need_words(w, 7, "distance <x1> <y1> <z1> <x2> <y2> <z2> (grid coordinates of two points)"))
-        return CMD_CONTINUE;
+Result cmd_distance(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 7, command)) return CONTINUE;
     int v[6];
-    for (int n = 0; n < 6; n++) v[n] = read_int(w[(size_t)n + 1]);
+    read_ints(w, v, 6);
     printf("Distance between (%d,%d,%d) and (%d,%d,%d) in Angstrom: %f\n", v[0], v[1], v[2], v[3], v[4], v[5],
            ZEMU_distance_grid(ctx->cube, v[0], v[1], v[2], v[3], v[4], v[5]));
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_isminimum(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx)) return CMD_CONTINUE;
-    if (w.size() != 4) {
-        cmd_error("Error: Format isminimum <x> <y> <z> (grid coordinates)\n");
-        return CMD_CONTINUE;
-    }
+Result cmd_isminimum(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 4, command, true)) return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     int x = read_int(w[1]), y = read_int(w[2]), z = read_int(w[3]);
     if (ZEMU_isin_minima_list(cube, wrap_index(cube, x, 1), wrap_index(cube, y, 2), wrap_index(cube, z, 3)))
         printf("(%d,%d,%d) is an energy minimum\n", x, y, z);
     else
         printf("(%d,%d,%d) is NOT an energy minimum\n", x, y, z);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
 // ---------------------------------------------------------------------------
 // Symmetric copies
 // ---------------------------------------------------------------------------
 
-CmdResult cmd_fastgensym(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) || !need_structure(ctx)) return CMD_CONTINUE;
-    if (w.size() < 4) {
-        cmd_error("Error: Format gensym x y z\n");
-        return CMD_CONTINUE;
-    }
+Result cmd_fastgensym(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_structure(ctx) || !need_words(w, 4, command)) return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     ZEMU_symcopies copies;
     ZEMU_fastgen_sym_copies(ctx->cif, cube, &copies, wrap_index(cube, read_int(w[1]), 1),
@@ -412,12 +376,12 @@ CmdResult cmd_fastgensym(CmdContext* ctx, const char*, const Words& w) {
     puts("         X     Y     Z");
     for (int n = 0; n < copies.total; n++)
         printf("%3d. %5d %5d %5d\n", n + 1, copies.copy[n].x, copies.copy[n].y, copies.copy[n].z);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_gensymf(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_structure(ctx) || !need_words(w, 4, "gensymf <x> <y> <z> (fractional coordinates)"))
-        return CMD_CONTINUE;
+Result cmd_gensymf(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_structure(ctx) || !need_words(w, 4, command))
+        return CONTINUE;
     ZEMU_equiv_pos equiv;
     equiv.total_copies = 0;
     equiv.copy = nullptr;
@@ -428,12 +392,12 @@ CmdResult cmd_gensymf(CmdContext* ctx, const char*, const Words& w) {
             printf("%2d. %.10f  %.10f  %.10f\n", n + 1, equiv.copy[n].a, equiv.copy[n].b, equiv.copy[n].c);
     }
     ZEMU_free_equiv_pos(&equiv);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_gensym(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx) || !need_structure(ctx) || !need_words(w, 4, "gensym <x> <y> <z> (grid coordinates)"))
-        return CMD_CONTINUE;
+Result cmd_gensym(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_structure(ctx) || !need_words(w, 4, command))
+        return CONTINUE;
     ZEMU_cube* cube = ctx->cube;
     double fx = (double)wrap_index(cube, read_int(w[1]), 1) / cube->a_grid;
     double fy = (double)wrap_index(cube, read_int(w[2]), 2) / cube->b_grid;
@@ -450,37 +414,30 @@ CmdResult cmd_gensym(CmdContext* ctx, const char*, const Words& w) {
                    nearest_grid_index(equiv.copy[n].c, cube->c_grid));
     }
     ZEMU_free_equiv_pos(&equiv);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
 // ---------------------------------------------------------------------------
 // Network, paths and editing
 // ---------------------------------------------------------------------------
 
-CmdResult cmd_network(CmdContext* ctx, const char*, const Words& w) {
-    if (w.size() != 2) {
-        cmd_error("Error: Format is network [energy]\n");
-        return CMD_CONTINUE;
-    }
-    if (!need_grid(ctx) || !need_current_pathlib(ctx)) return CMD_CONTINUE;
+Result cmd_network(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_words(w, 2, command, true) || !need_grid(ctx) || !need_current_pathlib(ctx)) return CONTINUE;
     double bound = kAllSaddles;
     // A value at or above the "all saddles" bound acts as "all" (and keeps the inversion short).
     if (w[1] != "all" && read_real(w[1]) < kAllSaddles) bound = ZEMU_get_unscaled_from_scaled(ctx->cube, read_real(w[1]));
     ZEMU_analyze_network_at_saddles(ctx->cube, ctx->pathlib, stdout, bound);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
+Result cmd_connect(Context* ctx, const Command& command, const char*, const Words& w) {
     zemu_kernel::File fp(fopen("ZEMU_rp_manual.csv", "w"));
     if (!fp) {
         cmd_error("Error: Unable to write to ZEMU_rp_manual.csv\n");
-        return CMD_CONTINUE;
+        return CONTINUE;
     }
-    if (!need_grid(ctx) || !need_current_pathlib(ctx)) return CMD_CONTINUE;
-    if (w.size() < 2) {
-        cmd_error("Error: Format connect <path1> <path2> ... (path numbers, negative for a reversed path)\n");
-        return CMD_CONTINUE;
-    }
+    if (!need_grid(ctx) || !need_current_pathlib(ctx)) return CONTINUE;
+    if (!need_words(w, 2, command)) return CONTINUE;
     ZEMU_pathlib* pathlib = ctx->pathlib;
     ZEMU_connect_list list;
     list.total = 0;
@@ -491,12 +448,12 @@ CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
             cmd_error("Error: Input path type must be greater than 0 and smaller than %d...\n",
                       pathlib->total_path + 1);
             ZEMU_free_connect_list(&list);
-            return CMD_CONTINUE;
+            return CONTINUE;
         }
         if (zemu_kernel::resize_array(&list.item, list.total + 1)) {
             cmd_error("Error: Memory allocation problem\n");
             ZEMU_free_connect_list(&list);
-            return CMD_FAIL;
+            return FAIL;
         }
         list.item[list.total++] = id;
     }
@@ -506,7 +463,7 @@ CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
     if (ZEMU_concatenate_path(ctx->cube, pathlib, &path, &list)) {
         ZEMU_free_grid_path(&path);
         ZEMU_free_connect_list(&list);
-        return CMD_FAIL;
+        return FAIL;
     }
     puts("Constructing user-defined reaction pathway...");
     ZEMU_print_path(ctx->cube, &path, pathlib, fp.get(), 0, 0.0);
@@ -515,64 +472,181 @@ CmdResult cmd_connect(CmdContext* ctx, const char*, const Words& w) {
     puts("User-defined reaction pathway successfully written to ZEMU_rp_manual.csv.");
     ZEMU_free_grid_path(&path);
     ZEMU_free_connect_list(&list);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-// The number after the two words of a "del" command (missing: 0).
-int del_argument(const Words& w) { return w.size() >= 3 ? read_int(w[2]) : 0; }
-
-CmdResult cmd_del_pathlib(CmdContext* ctx, const char*, const Words& w) {
+Result cmd_del_pathlib(Context* ctx, const Command&, const char*, const Words& w) {
     ZEMU_pathlib* pathlib = ctx->pathlib;
-    int index = del_argument(w);
-    if (index < 1 || index > pathlib->total_path) {
-        cmd_error("Error: Path index must be > 0 and <= %d...\n", pathlib->total_path);
-        return CMD_CONTINUE;
-    }
+    int index = del_argument(w, pathlib->total_path, "Path index");
+    if (index == 0) return CONTINUE;
     int type = pathlib->path[index - 1].saddle_type;
     if (ZEMU_delete_pathlib_path(pathlib, index - 1) == 0) printf("Deleted path index %d (path type %d)\n", index, type);
-    return CMD_CONTINUE;
+    return CONTINUE;
 }
 
-CmdResult cmd_del_minimum(CmdContext* ctx, const char*, const Words& w) {
-    int type = del_argument(w);
-    if (type < 1 || type > ctx->cube->total_minima_type) {
-        cmd_error("Error: Minimum type must be > 0 and <= %d...\n", ctx->cube->total_minima_type);
-        return CMD_CONTINUE;
-    }
-    if (ZEMU_delete_minima_type(ctx->cube, type) == 0) printf("Deleted minimum type %d\n", type);
-    return CMD_CONTINUE;
+Result cmd_del_minimum(Context* ctx, const Command&, const char*, const Words& w) {
+    int type = del_argument(w, ctx->cube->total_minima_type, "Minimum type");
+    if (type && ZEMU_delete_minima_type(ctx->cube, type) == 0) printf("Deleted minimum type %d\n", type);
+    return CONTINUE;
 }
 
-CmdResult cmd_del_saddletype(CmdContext* ctx, const char*, const Words& w) {
-    int type = del_argument(w);
-    if (type < 1 || type > ctx->cube->total_saddle_type) {
-        cmd_error("Error: Saddle type must be > 0 and <= %d...\n", ctx->cube->total_saddle_type);
-        return CMD_CONTINUE;
-    }
-    if (ZEMU_delete_saddle_type(ctx->cube, type) == 0) printf("Deleted saddle type %d\n", type);
-    return CMD_CONTINUE;
+Result cmd_del_saddletype(Context* ctx, const Command&, const char*, const Words& w) {
+    int type = del_argument(w, ctx->cube->total_saddle_type, "Saddle type");
+    if (type && ZEMU_delete_saddle_type(ctx->cube, type) == 0) printf("Deleted saddle type %d\n", type);
+    return CONTINUE;
 }
 
-CmdResult cmd_isdirectpath(CmdContext* ctx, const char*, const Words& w) {
-    if (!need_grid(ctx)) return CMD_CONTINUE;
-    if (w.size() != 7) {
-        cmd_error("Error: Format isdirectpath <x1> <y1> <z1> <x2> <y2> <z2> (grid coordinates of two minima)\n");
-        return CMD_CONTINUE;
-    }
-    if (!need_current_pathlib(ctx)) return CMD_CONTINUE;
+Result cmd_isdirectpath(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (!need_grid(ctx) || !need_words(w, 7, command, true) || !need_current_pathlib(ctx)) return CONTINUE;
     int v[6];
-    for (int n = 0; n < 6; n++) v[n] = read_int(w[(size_t)n + 1]);
+    read_ints(w, v, 6);
     int direct = ZEMU_is_direct_path_between_minima(ctx->cube, ctx->pathlib, v[0], v[1], v[2], v[3], v[4], v[5]);
     if (direct == 1)
         printf("There is direct path between (%d,%d,%d) and (%d,%d,%d)\n", v[0], v[1], v[2], v[3], v[4], v[5]);
     else if (direct == 0)
         printf("There is NO direct path between (%d,%d,%d) and (%d,%d,%d)\n", v[0], v[1], v[2], v[3], v[4], v[5]);
-    return CMD_CONTINUE;
+    return CONTINUE;
+}
+
+// ---------------------------------------------------------------------------
+// Exports
+// ---------------------------------------------------------------------------
+
+Result cmd_export_cif(Context* ctx, const Command&, const char* line, const Words&) {
+    if (!need_structure(ctx)) return CONTINUE;
+    char copy[kLineSize];
+    snprintf(copy, sizeof copy, "%s", line);
+    // A failed P1 expansion has already been reported; the command mode goes on.
+    ZEMU_cmd_export_cif(copy, ctx->cube, ctx->cif);
+    return CONTINUE;
+}
+
+Result cmd_slice_plane(Context* ctx, const Command& command, const char*, const Words& w) {
+    if (w.size() < 4) return CONTINUE;
+    char axis = w[2][0];
+    if (axis != 'x' && axis != 'y' && axis != 'z') {
+        format_error(command);
+        return CONTINUE;
+    }
+    if (!need_grid(ctx)) return CONTINUE;
+    ZEMU_cube* cube = ctx->cube;
+    int plane = read_int(w[3]);
+    int axis_no = axis - 'x' + 1;
+    if (plane < 0 || plane >= grid_count(cube, axis_no)) {
+        cmd_error("Error: Input plane is out of unit cell\n");
+        return CONTINUE;
+    }
+    FILE* fp = fopen("plane.csv", "w");
+    if (!fp) {
+        cmd_error("Error: Unable to write to plane.csv\n");
+        return CONTINUE;
+    }
+    // Rows over the first remaining axis, values over the second.
+    int rows = axis == 'x' ? cube->b_grid : cube->a_grid;
+    int values = axis == 'z' ? cube->b_grid : cube->c_grid;
+    for (int r = 0; r < rows; r++) {
+        for (int v = 0; v < values; v++) {
+            double e = axis == 'x' ? cube->energy[plane][r][v]
+                                   : axis == 'y' ? cube->energy[r][plane][v] : cube->energy[r][v][plane];
+            fprintf(fp, "%f,", ZEMU_scale_cube_energy(cube, e));
+        }
+        fputc('\n', fp);
+    }
+    fclose(fp);
+    printf("Successfully exported plane %c = %d to plane.csv.\n", axis, plane);
+    return CONTINUE;
+}
+
+// ---------------------------------------------------------------------------
+// Restart
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// The restart stages, in their fixed order, each through the driver's own stage.
+
+// The stationary point lists are released and regrouped as they stand (the
+// search is not run again). Without a structure there is nothing to group by.
+int restart_stationary_points(Context* ctx) {
+    if (!need_grid(ctx)) return 1;
+    puts("> Reconstructing the stationary points...");
+    ZEMU_free_cube_stationary_points(ctx->cube);
+    if (!ctx->cif->cif) return 0;
+    return ZEMU_group_stationary_points(ctx->cube, ctx->cif, ctx->cif->ion);
+}
+
+int restart_pathlib(Context* ctx) {
+    if (!need_grid(ctx)) return 1;
+    puts("> Reconstructing the pathway library...");
+    ZEMU_free_pathlib(ctx->pathlib);
+    return ZEMU_build_path_library(ctx->cube, ctx->cif, ctx->pathlib);
+}
+
+// Unlike the driver's run, a pathway file that cannot be written stops the
+// restart (strict), so that the summary is not rewritten over a stale pathway;
+// the done line is indented as the other restart messages.
+int restart_reaction_pathway(Context* ctx) {
+    if (!need_grid(ctx) || !need_current_pathlib(ctx)) return 1;
+    puts("> Reconstructing the reaction pathway...");
+    ZEMU_free_reaction_pathway(ctx->rp_all);
+    if (ZEMU_build_reaction_pathway(ctx->cube, ctx->pathlib, ctx->rp_all)) return 1;
+    return ZEMU_write_reaction_pathway(ctx->cube, ctx->pathlib, ctx->rp_all, "> Auto-generated reaction pathway done.\n",
+                                       1);
+}
+
+}  // namespace
+
+Result cmd_restart(Context* ctx, const Command&, const char*, const Words& w) {
+    bool cube = false, pathlib = false, reacpath = false;
+    for (size_t n = 1; n < w.size(); n++) {
+        if (w[n].compare(0, 4, "cube") == 0) cube = true;
+        if (w[n].compare(0, 7, "pathlib") == 0) pathlib = true;
+        if (w[n].compare(0, 8, "reacpath") == 0) reacpath = true;
+    }
+    puts("Restarting the pathway analysis...");
+    if (cube && restart_stationary_points(ctx)) return CONTINUE;
+    if (pathlib && restart_pathlib(ctx)) return CONTINUE;
+    if (reacpath && restart_reaction_pathway(ctx)) return CONTINUE;
+    if (ctx->input->summary && (!need_current_pathlib(ctx) || ZEMU_write_summary(ctx->cube, ctx->pathlib)))
+        return CONTINUE;
+    // A GUI table that cannot be written does not stop the restart.
+    if (ctx->input->gui && need_current_pathlib(ctx)) ZEMU_print_GUI_output(ctx->cube, ctx->cif, ctx->pathlib);
+    puts("Finished restarting.");
+    return CONTINUE;
+}
+
+Result cmd_end(Context*, const Command&, const char*, const Words&) { return END; }
+
+}  // namespace zemu_cmd
+
+using namespace zemu_cmd;
+
+int ZEMU_parse_command_mode_input(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib,
+                                  ZEMU_reaction_pathway_overall* rp_all, ZEMU_input* input) {
+    Context ctx = {cube, cif, pathlib, rp_all, input};
+    puts("\nEnter your command: (type end to exit, or help for a list of available commands)");
+    fflush(stdout);
+
+    char line[kLineSize];
+    // The end of the input (a closed standard input) leaves as "end" does.
+    while (fgets(line, sizeof line, stdin)) {
+        if (ZEMU_cmd_help(line)) continue;
+        const Command* command = find_command(line);
+        Result result = command ? command->run(&ctx, *command, line, split_words(line)) : CONTINUE;
+        if (result == FAIL) return 1;
+        if (result == END) break;
+        fflush(stdout);
+    }
+    puts("Exit command mode...");
+    fflush(stdout);
+    return 0;
 }
 
 // ---------------------------------------------------------------------------
 // CIF export command: options, private copy and output stream of one export
 // ---------------------------------------------------------------------------
+
+namespace {
 
 // Largest supercell (in unit cells) the export builds; a bound of this command.
 const long long kMaxSupercellCells = 1000;
@@ -641,212 +715,79 @@ int build_export_supercell(ExportState* st, ZEMU_cif* cif, ExportOptions* opt) {
     return result;
 }
 
-// ---------------------------------------------------------------------------
-// Exports
-// ---------------------------------------------------------------------------
-
-CmdResult cmd_export_cif(CmdContext* ctx, const char* line, const Words&) {
-    if (!need_structure(ctx)) return CMD_CONTINUE;
-    char copy[kLineSize];
-    snprintf(copy, sizeof copy, "%s", line);
-    // A failed P1 expansion has already been reported; the command mode goes on.
-    ZEMU_cmd_export_cif(copy, ctx->cube, ctx->cif);
-    return CMD_CONTINUE;
-}
-
-CmdResult cmd_slice_plane(CmdContext* ctx, const char*, const Words& w) {
-    if (w.size() < 4) return CMD_CONTINUE;
-    char axis = w[2][0];
-    if (axis != 'x' && axis != 'y' && axis != 'z') {
-        cmd_error("Error: Format slice plane <x|y|z> <index>\n");
-        return CMD_CONTINUE;
-    }
-    if (!need_grid(ctx)) return CMD_CONTINUE;
-    ZEMU_cube* cube = ctx->cube;
-    int plane = read_int(w[3]);
-    int axis_no = axis - 'x' + 1;
-    if (plane < 0 || plane >= grid_count(cube, axis_no)) {
-        cmd_error("Error: Input plane is out of unit cell\n");
-        return CMD_CONTINUE;
-    }
-    FILE* fp = fopen("plane.csv", "w");
-    if (!fp) {
-        cmd_error("Error: Unable to write to plane.csv\n");
-        return CMD_CONTINUE;
-    }
-    // Rows over the first remaining axis, values over the second.
-    int rows = axis == 'x' ? cube->b_grid : cube->a_grid;
-    int values = axis == 'z' ? cube->b_grid : cube->c_grid;
-    for (int r = 0; r < rows; r++) {
-        for (int v = 0; v < values; v++) {
-            double e = axis == 'x' ? cube->energy[plane][r][v]
-                                   : axis == 'y' ? cube->energy[r][plane][v] : cube->energy[r][v][plane];
-            fprintf(fp, "%f,", ZEMU_scale_cube_energy(cube, e));
+// Reads the options of one export from its words, opening each "-o" file as it
+// comes; false when the export is refused (reported).
+bool read_export_options(char** words, size_t total, ExportState* st, ExportOptions* opt) {
+    for (size_t i = 0; i < total; i++) {
+        const char* w = words[i];
+        if (has_prefix(w, "P1")) {
+            opt->exp_P1 = 1;
+        } else if (has_prefix(w, "ins")) {
+            opt->exp_ins = 1;
+        } else if (has_prefix(w, "sad")) {
+            opt->exp_sad = 1;
+        } else if (has_prefix(w, "updatecoor")) {
+            opt->exp_update_coor = 1;
+        } else if (has_prefix(w, "updatelabel")) {
+            opt->exp_update_label = 1;
+        } else if (has_prefix(w, "-o")) {
+            if (i + 1 >= total) {
+                cmd_error("%s", kInvalidExport);
+                return false;
+            }
+            if (open_output(st, words[i + 1])) return false;
+            printf("> Exporting to %s\n", words[i + 1]);
+            opt->exp_file = 1;
+            i++;
+        } else if (has_prefix(w, "supercell")) {
+            if (i + 3 >= total) {
+                cmd_error("%s", kInvalidExport);
+                return false;
+            }
+            opt->x = read_int(words[i + 1]);
+            opt->y = read_int(words[i + 2]);
+            opt->z = read_int(words[i + 3]);
+            opt->exp_super = 1;
+            i += 3;
         }
-        fputc('\n', fp);
     }
-    fclose(fp);
-    printf("Successfully exported plane %c = %d to plane.csv.\n", axis, plane);
-    return CMD_CONTINUE;
+    return true;
 }
 
-// ---------------------------------------------------------------------------
-// Restart
-// ---------------------------------------------------------------------------
+// What preparing the export's copy came to.
+enum ExportCopy { COPY_READY, COPY_P1_FAILED, COPY_STOPPED };
 
-// Stage 1: the stationary point lists are released and regrouped as they stand.
-int restart_stationary_points(CmdContext* ctx) {
-    if (!need_grid(ctx)) return 1;
-    puts("> Reconstructing the stationary points...");
-    ZEMU_cube* cube = ctx->cube;
-    ZEMU_cif* cif = ctx->cif;
-    ZEMU_free_cube_stationary_points(cube);
-    if (!cif->cif) return 0;
-    if (ZEMU_group_saddle_by_symmetry(cube, cif)) return 1;
-    if (ZEMU_group_minima_by_symmetry(cube, cif)) return 1;
-    if (cif->ion && ZEMU_assign_ion_to_sites(cube, cif)) return 1;
-    ZEMU_assign_interstitial_labels(cube, cif);
-    return 0;
-}
-
-// Stage 2: the path library built anew.
-int restart_pathlib(CmdContext* ctx) {
-    if (!need_grid(ctx)) return 1;
-    puts("> Reconstructing the pathway library...");
-    ZEMU_pathlib* pathlib = ctx->pathlib;
-    ZEMU_free_pathlib(pathlib);
-    pathlib->pathlib = 1;
-    if (ZEMU_build_path(ctx->cube, ctx->cif, pathlib)) return 1;
-    if (ZEMU_build_allpaths(ctx->cube, ctx->cif, pathlib)) return 1;
-    return ZEMU_filter_redundant_path(ctx->cube, pathlib);
-}
-
-// Stage 3: the reaction pathway built anew and written to "ZEMU_rp.csv".
-int restart_reaction_pathway(CmdContext* ctx) {
-    if (!need_grid(ctx) || !need_current_pathlib(ctx)) return 1;
-    puts("> Reconstructing the reaction pathway...");
-    ZEMU_free_reaction_pathway(ctx->rp_all);
-    if (ZEMU_build_reaction_pathway(ctx->cube, ctx->pathlib, ctx->rp_all)) return 1;
-    FILE* fp = fopen("ZEMU_rp.csv", "w");
-    if (!fp) {
-        cmd_error("Error: Unable to write to ZEMU_rp.csv\n");
-        return 1;
+// Applies the options to the export's copy in their fixed order.
+ExportCopy prepare_export_copy(ZEMU_cube* cube, ZEMU_cif* cif, ExportState* st, ExportOptions* opt) {
+    // Mobile-ion sites onto the minima (labels take precedence over coordinates).
+    if (opt->exp_update_label || opt->exp_update_coor) {
+        puts(opt->exp_update_label ? "> Updating mobile ion site coordinates and labels..."
+                                   : "> Updating mobile ion site coordinates...");
+        if (ZEMU_remove_all_cif_site_by_type(&st->copy, st->copy.probe_type)) return COPY_STOPPED;
+        ZEMU_add_interstitial_to_cif(cube, &st->copy, opt->exp_update_label ? 3 : 2);
     }
-    int result = ZEMU_print_reaction_pathway(ctx->cube, ctx->pathlib, ctx->rp_all, fp);
-    fclose(fp);
-    if (result) return 1;
-    puts("> Auto-generated reaction pathway done.");
-    return 0;
-}
-
-// Stage 4: "ZEMU_summary.txt" as the driver writes it.
-int restart_summary(CmdContext* ctx) {
-    if (!need_current_pathlib(ctx)) return 1;
-    FILE* fp = fopen("ZEMU_summary.txt", "w");
-    if (!fp) {
-        cmd_error("Error: Unable to write to ZEMU_summary.txt\n");
-        return 1;
+    if (opt->exp_ins) {
+        puts("> Adding interstitial sites into CIF...");
+        ZEMU_add_interstitial_to_cif(cube, &st->copy, 1);
     }
-    ZEMU_printminima(ctx->cube, fp);
-    ZEMU_printsaddle(ctx->cube, fp);
-    ZEMU_print_pathlib(ctx->cube, ctx->pathlib, fp);
-    ZEMU_analyze_network_at_saddles(ctx->cube, ctx->pathlib, fp, kAllSaddles);
-    fclose(fp);
-    return 0;
-}
-
-CmdResult cmd_restart(CmdContext* ctx, const char*, const Words& w) {
-    bool cube = false, pathlib = false, reacpath = false;
-    for (size_t n = 1; n < w.size(); n++) {
-        if (w[n].compare(0, 4, "cube") == 0) cube = true;
-        if (w[n].compare(0, 7, "pathlib") == 0) pathlib = true;
-        if (w[n].compare(0, 8, "reacpath") == 0) reacpath = true;
+    if (opt->exp_sad) {
+        puts("> Adding saddle points into CIF...");
+        ZEMU_add_saddle_to_cif(cube, &st->copy);
     }
-    puts("Restarting the pathway analysis...");
-    if (cube && restart_stationary_points(ctx)) return CMD_CONTINUE;
-    if (pathlib && restart_pathlib(ctx)) return CMD_CONTINUE;
-    if (reacpath && restart_reaction_pathway(ctx)) return CMD_CONTINUE;
-    if (ctx->input->summary && restart_summary(ctx)) return CMD_CONTINUE;
-    // A GUI table that cannot be written does not stop the restart.
-    if (ctx->input->gui && need_current_pathlib(ctx)) ZEMU_print_GUI_output(ctx->cube, ctx->cif, ctx->pathlib);
-    puts("Finished restarting.");
-    return CMD_CONTINUE;
+    if (opt->exp_P1) {
+        puts("> Converting to P1 symmetry...");
+        if (ZEMU_remove_cif_symmetry(&st->copy)) return COPY_P1_FAILED;
+    }
+    if (opt->exp_super) {
+        printf("> Building supercell %d x %d x %d\n", opt->x, opt->y, opt->z);
+        // A supercell that cannot be built is not written.
+        if (build_export_supercell(st, cif, opt)) return COPY_STOPPED;
+    }
+    return COPY_READY;
 }
-
-// ---------------------------------------------------------------------------
-// Command table
-// ---------------------------------------------------------------------------
-
-typedef CmdResult (*CmdHandler)(CmdContext* ctx, const char* line, const Words& w);
-
-struct Command {
-    const char* keyword;  // compared by prefix, its own length; a line end or space in it counts
-    CmdHandler run;
-};
-
-// Matching order: the first keyword that prefixes the line acts.
-const Command kCommands[] = {
-    {"vesta\n", cmd_vesta},
-    {"print minima\n", cmd_print_minima},
-    {"print saddle\n", cmd_print_saddle},
-    {"print pathlib\n", cmd_print_pathlib},
-    {"print ion type", cmd_print_ion_types},
-    {"print symops\n", cmd_print_symops},
-    {"totalgrid\n", cmd_totalgrid},
-    {"hk\n", cmd_hk},
-    {"diff_neigh\n", cmd_diff_neigh},
-    {"angle", cmd_angle},
-    {"neighbour minima", cmd_neighbour_minima},
-    {"neighbour saddle", cmd_neighbour_saddle},
-    {"energy neighbour ", cmd_energy_neighbour},
-    {"energy max", cmd_energy_max},
-    {"energy ", cmd_energy},
-    {"frac ", cmd_frac},
-    {"grid ", cmd_grid},
-    {"index ", cmd_index},
-    {"distance ", cmd_distance},
-    {"network ", cmd_network},
-    {"connect ", cmd_connect},
-    {"del pathlib ", cmd_del_pathlib},
-    {"del minimum ", cmd_del_minimum},
-    {"del saddletype ", cmd_del_saddletype},
-    {"fastgensym ", cmd_fastgensym},
-    {"gensymf ", cmd_gensymf},
-    {"gensym ", cmd_gensym},
-    {"gii\n", cmd_gii},
-    {"bv\n", cmd_bv},
-    {"charge\n", cmd_charge},
-    {"isminimum ", cmd_isminimum},
-    {"isdirectpath ", cmd_isdirectpath},
-    {"export cif", cmd_export_cif},
-    {"slice plane", cmd_slice_plane},
-    {"restart", cmd_restart},
-};
 
 }  // namespace
 
-int ZEMU_parse_command_mode_input(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib,
-                                  ZEMU_reaction_pathway_overall* rp_all, ZEMU_input* input) {
-    CmdContext ctx = {cube, cif, pathlib, rp_all, input};
-    puts("\nEnter your command: (type end to exit, or help for a list of available commands)");
-    fflush(stdout);
-
-    char line[kLineSize];
-    for (;;) {
-        // The end of the input (a closed standard input) leaves as "end" does.
-        if (!fgets(line, sizeof line, stdin) || has_prefix(line, "end\n")) break;
-        if (ZEMU_cmd_help(line)) continue;
-        for (const Command& command : kCommands) {
-            if (!has_prefix(line, command.keyword)) continue;
-            if (command.run(&ctx, line, split_words(line)) == CMD_FAIL) return 1;
-            break;
-        }
-        fflush(stdout);
-    }
-    puts("Exit command mode...");
-    fflush(stdout);
-    return 0;
-}
 
 // ---------------------------------------------------------------------------
 // Word splitter and CIF export command
@@ -901,71 +842,15 @@ int ZEMU_cmd_export_cif(char* cmd, ZEMU_cube* cube, ZEMU_cif* cif) {
     puts("Exporting to CIF file...");
 
     ExportOptions opt;
-    for (size_t i = 0; i < total; i++) {
-        const char* w = words[i];
-        if (has_prefix(w, "P1")) {
-            opt.exp_P1 = 1;
-        } else if (has_prefix(w, "ins")) {
-            opt.exp_ins = 1;
-        } else if (has_prefix(w, "sad")) {
-            opt.exp_sad = 1;
-        } else if (has_prefix(w, "updatecoor")) {
-            opt.exp_update_coor = 1;
-        } else if (has_prefix(w, "updatelabel")) {
-            opt.exp_update_label = 1;
-        } else if (has_prefix(w, "-o")) {
-            if (i + 1 >= total) {
-                cmd_error("%s", kInvalidExport);
-                return 0;
-            }
-            if (open_output(&st, words[i + 1])) return 0;
-            printf("> Exporting to %s\n", words[i + 1]);
-            opt.exp_file = 1;
-            i++;
-        } else if (has_prefix(w, "supercell")) {
-            if (i + 3 >= total) {
-                cmd_error("%s", kInvalidExport);
-                return 0;
-            }
-            opt.x = read_int(words[i + 1]);
-            opt.y = read_int(words[i + 2]);
-            opt.z = read_int(words[i + 3]);
-            opt.exp_super = 1;
-            i += 3;
-        }
-    }
-
+    if (!read_export_options(words, total, &st, &opt)) return 0;
     if (!opt.exp_file) {
         puts("> No file output specified... writing to ZEMU.cif instead");
         if (open_output(&st, "ZEMU.cif")) return 0;
     }
-
-    // Mobile-ion sites onto the minima (labels take precedence over coordinates).
-    if (opt.exp_update_label || opt.exp_update_coor) {
-        puts(opt.exp_update_label ? "> Updating mobile ion site coordinates and labels..."
-                                  : "> Updating mobile ion site coordinates...");
-        if (ZEMU_remove_all_cif_site_by_type(&st.copy, st.copy.probe_type)) return 0;
-        ZEMU_add_interstitial_to_cif(cube, &st.copy, opt.exp_update_label ? 3 : 2);
-    }
-    if (opt.exp_ins) {
-        puts("> Adding interstitial sites into CIF...");
-        ZEMU_add_interstitial_to_cif(cube, &st.copy, 1);
-    }
-    if (opt.exp_sad) {
-        puts("> Adding saddle points into CIF...");
-        ZEMU_add_saddle_to_cif(cube, &st.copy);
-    }
-    if (opt.exp_P1) {
-        puts("> Converting to P1 symmetry...");
-        // The stream and the copy are released on this path as well.
-        if (ZEMU_remove_cif_symmetry(&st.copy)) return 1;
-    }
-
-    if (opt.exp_super) {
-        printf("> Building supercell %d x %d x %d\n", opt.x, opt.y, opt.z);
-        // A supercell that cannot be built is not written.
-        if (build_export_supercell(&st, cif, &opt)) return 0;
-    }
+    // The stream and the copy are released on every path, the files of an
+    // export not written removed.
+    ExportCopy prepared = prepare_export_copy(cube, cif, &st, &opt);
+    if (prepared != COPY_READY) return prepared == COPY_P1_FAILED ? 1 : 0;
     ZEMU_write_cif(&st.copy, st.out);
     st.written = true;
     puts("Finished exporting.");

@@ -1,5 +1,6 @@
 // Command line: the words of the program's command line become one ZEMU_input.
 #include <cstdlib>
+#include <initializer_list>
 #include <cstring>
 
 #include "ZEMU-version.h"
@@ -50,11 +51,33 @@ const char kUsage[] =
     "bin/ below the working directory. Unknown words are ignored.\n"
     "More: ZEMU_readme.txt and the manual page zemu(1).\n";
 
-const char* const kFlagWords[] = {
-    "--cif",        "--cube",         "--scale",       "--max",          "--cmd",         "--path",
-    "--vesta",      "--summary",      "--gui",         "--hk",           "--calc-charge", "--calc-bvsum",
-    "--calc-gii",   "--print-minima", "--print-saddle", "--print-path",  "--print-perc",  "--print-act",
-    "--smooth-cube", "--check-sub",   "--check-subs"};
+// Flags that take the next word as their value.
+const char* const kValueFlags[] = {"--cif", "--cube", "--scale", "--max"};
+
+// Flags that switch one field of the configuration on.
+struct Switch {
+    const char* flag;
+    int ZEMU_input::*field;
+};
+const Switch kSwitches[] = {
+    {"--cmd", &ZEMU_input::cmd},
+    {"--path", &ZEMU_input::path},
+    {"--vesta", &ZEMU_input::vesta},
+    {"--hk", &ZEMU_input::HK},
+    {"--summary", &ZEMU_input::summary},
+    {"--gui", &ZEMU_input::gui},
+    {"--calc-charge", &ZEMU_input::calc_charge},
+    {"--calc-bvsum", &ZEMU_input::calc_bvsum},
+    {"--calc-gii", &ZEMU_input::calc_gii},
+    {"--print-minima", &ZEMU_input::print_minima},
+    {"--print-saddle", &ZEMU_input::print_saddle},
+    {"--print-path", &ZEMU_input::print_path},
+    {"--print-perc", &ZEMU_input::print_perc},
+    {"--print-act", &ZEMU_input::print_act},
+    {"--smooth-cube", &ZEMU_input::smooth_cube},
+    {"--check-sub", &ZEMU_input::check_sub},
+    {"--check-subs", &ZEMU_input::check_subs},
+};
 
 // Copies a value word into a fixed field, cutting it (with a warning) when it does not fit.
 void copy_value(char* field, size_t size, const char* value, const char* flag) {
@@ -67,43 +90,57 @@ void copy_value(char* field, size_t size, const char* value, const char* flag) {
     memset(field + len, 0, size - len);
 }
 
-// The word after a value flag, or NULL (with a warning) when the flag is the last word.
-const char* value_word(int argc, char** argv, int i) {
-    if (i + 1 < argc) return argv[i + 1];
-    fprintf(stderr, "Warning: Missing value after %s\n", argv[i]);
-    return NULL;
+// Reads the value of the value flag argv[i] (and, after --cif, the ion type when
+// the next word is no flag); the number of words taken after the flag.
+int read_value(ZEMU_input* input, int argc, char** argv, int i) {
+    const char* flag = argv[i];
+    if (i + 1 >= argc) {
+        fprintf(stderr, "Warning: Missing value after %s\n", flag);
+        return 0;
+    }
+    const char* value = argv[i + 1];
+    if (strcmp(flag, "--cube") == 0) {
+        copy_value(input->cube_file, sizeof input->cube_file, value, flag);
+        input->cube = 1;
+    } else if (strcmp(flag, "--scale") == 0) {
+        copy_value(input->scaling_expression, sizeof input->scaling_expression, value, flag);
+        input->scaling = 1;
+    } else if (strcmp(flag, "--max") == 0) {
+        input->max = atof(value);
+    } else {
+        copy_value(input->cif_file, sizeof input->cif_file, value, flag);
+        input->cif = 1;
+        if (i + 2 < argc && !ZEMU_isflag(argv[i + 2])) {
+            // A well-formed type label has at most 9 characters; longer ones are cut
+            // so that the field always holds a terminated text.
+            copy_value(input->ion_type, sizeof input->ion_type, argv[i + 2], flag);
+            input->ion = 1;
+            return 2;
+        }
+    }
+    return 1;
+}
+
+bool is_value_flag(const char* word) {
+    for (const char* flag : kValueFlags)
+        if (strcmp(word, flag) == 0) return true;
+    return false;
 }
 
 }  // namespace
 
 void ZEMU_init_input(ZEMU_input* input) {
-    input->scaling = 0;
-    input->cube = 0;
+    // The text fields are left as they are: each is read only while its flag is set.
+    for (int ZEMU_input::*given : {&ZEMU_input::scaling, &ZEMU_input::cube, &ZEMU_input::cif, &ZEMU_input::ion})
+        input->*given = 0;
+    for (const Switch& s : kSwitches) input->*s.field = 0;
     input->max = 0.0;
-    input->cif = 0;
-    input->ion = 0;
-    input->path = 0;
-    input->vesta = 0;
-    input->summary = 0;
-    input->cmd = 0;
-    input->HK = 0;
-    input->gui = 0;
-    input->calc_charge = 0;
-    input->calc_bvsum = 0;
-    input->calc_gii = 0;
-    input->print_minima = 0;
-    input->print_saddle = 0;
-    input->print_path = 0;
-    input->print_perc = 0;
-    input->print_act = 0;
-    input->smooth_cube = 0;
-    input->check_sub = 0;
-    input->check_subs = 0;
 }
 
 int ZEMU_isflag(char* flag) {
-    for (const char* word : kFlagWords)
-        if (strcmp(flag, word) == 0) return 1;
+    if (is_value_flag(flag)) return 1;
+    for (const Switch& s : kSwitches)
+        if (strcmp(flag, s.flag) == 0) return 1;
     return 0;
 }
 
@@ -125,72 +162,12 @@ void ZEMU_process_command(ZEMU_input* input, int argc, char** argv) {
         return;
     }
     for (int i = 1; i < argc; i++) {
-        const char* w = argv[i];
-        if (strcmp(w, "--cube") == 0) {
-            const char* v = value_word(argc, argv, i);
-            if (!v) continue;
-            copy_value(input->cube_file, sizeof input->cube_file, v, w);
-            input->cube = 1;
-            i++;
-        } else if (strcmp(w, "--cif") == 0) {
-            const char* v = value_word(argc, argv, i);
-            if (!v) continue;
-            copy_value(input->cif_file, sizeof input->cif_file, v, w);
-            input->cif = 1;
-            i++;
-            if (i + 1 < argc && !ZEMU_isflag(argv[i + 1])) {
-                // A well-formed type label has at most 9 characters; longer ones are cut
-                // so that the field always holds a terminated text.
-                copy_value(input->ion_type, sizeof input->ion_type, argv[i + 1], w);
-                input->ion = 1;
-                i++;
-            }
-        } else if (strcmp(w, "--scale") == 0) {
-            const char* v = value_word(argc, argv, i);
-            if (!v) continue;
-            copy_value(input->scaling_expression, sizeof input->scaling_expression, v, w);
-            input->scaling = 1;
-            i++;
-        } else if (strcmp(w, "--max") == 0) {
-            const char* v = value_word(argc, argv, i);
-            if (!v) continue;
-            input->max = atof(v);
-            i++;
-        } else if (strcmp(w, "--cmd") == 0) {
-            input->cmd = 1;
-        } else if (strcmp(w, "--path") == 0) {
-            input->path = 1;
-        } else if (strcmp(w, "--vesta") == 0) {
-            input->vesta = 1;
-        } else if (strcmp(w, "--hk") == 0) {
-            input->HK = 1;
-        } else if (strcmp(w, "--summary") == 0) {
-            input->summary = 1;
-        } else if (strcmp(w, "--gui") == 0) {
-            input->gui = 1;
-        } else if (strcmp(w, "--calc-charge") == 0) {
-            input->calc_charge = 1;
-        } else if (strcmp(w, "--calc-bvsum") == 0) {
-            input->calc_bvsum = 1;
-        } else if (strcmp(w, "--calc-gii") == 0) {
-            input->calc_gii = 1;
-        } else if (strcmp(w, "--print-minima") == 0) {
-            input->print_minima = 1;
-        } else if (strcmp(w, "--print-saddle") == 0) {
-            input->print_saddle = 1;
-        } else if (strcmp(w, "--print-path") == 0) {
-            input->print_path = 1;
-        } else if (strcmp(w, "--print-perc") == 0) {
-            input->print_perc = 1;
-        } else if (strcmp(w, "--print-act") == 0) {
-            input->print_act = 1;
-        } else if (strcmp(w, "--smooth-cube") == 0) {
-            input->smooth_cube = 1;
-        } else if (strcmp(w, "--check-sub") == 0) {
-            input->check_sub = 1;
-        } else if (strcmp(w, "--check-subs") == 0) {
-            input->check_subs = 1;
+        if (is_value_flag(argv[i])) {
+            i += read_value(input, argc, argv, i);
+            continue;
         }
-        // any other word is skipped silently
+        // any other word than a switch is skipped silently
+        for (const Switch& s : kSwitches)
+            if (strcmp(argv[i], s.flag) == 0) input->*s.field = 1;
     }
 }

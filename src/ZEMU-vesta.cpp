@@ -273,25 +273,144 @@ void ZEMU_print_vesta_ISURF(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathli
 
 namespace {
 
-// The four lights of the scene: the same matrix for each, then its colours.
-void print_light(FILE* fpw, const char* keyword, bool lit)
+// The fixed text of the template, block by block in file order. The blocks end
+// where the structure's own rows or a keyword line ending in "\r\n" follow.
+const char kHead[] = R"(#VESTA_FORMAT_VERSION 3.3.0
+CRYSTAL
+
+
+TITLE
+ZEMU
+
+IMPORT_DENSITY 1
+)";
+
+const char kTransform[] = R"(TRANM 0
+ 0.000000  0.000000  0.000000  1  0  0   0  1  0   0  0  1
+LTRANSL
+ 0.000000  0.000000  0.000000  0.000000  0.000000  0.000000
+)";
+
+// After "LORIENT\r\n".
+const char kOrientation[] = R"( -1   0   0   0   0
+ 1.000000  0.000000  0.000000  1.000000  0.000000  0.000000
+ 0.000000  0.000000  1.000000  0.000000  0.000000  1.000000
+)";
+
+// After "LMATRIX\r\n".
+const char kMatrix[] = R"( 1.000000  0.000000  0.000000  0.000000
+ 0.000000  1.000000  0.000000  0.000000
+ 0.000000  0.000000  1.000000  0.000000
+ 0.000000  0.000000  0.000000  1.000000
+ 0.000000  0.000000  0.000000
+CELLP
+)";
+
+const char kShape[] = R"(SHAPE
+  0       0       0       0   0.000000  0   192   192   192   192
+BOUND
+    0      1      0      1         0        1
+  0   0   0   0  0
+)";
+
+const char kVectors[] = R"(VECTR
+ 0 0 0 0 0
+VECTT
+ 0 0 0 0 0
+SPLAN
+  0   0   0   0
+)";
+
+// After "LBLAT\r\n".
+const char kLabels[] = R"(0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 28 29 30 31 32 33 34  -1
+LBLSP
+ -1
+DLATM
+ -1
+DLBND
+ -1
+DLPLY
+ -1
+PLN2D
+  0   0   0   0
+)";
+
+// After "SCENE\r\n". The HBOND keyword line ends in a backslash and the letter
+// n before its real line end.
+const char kScene[] = R"( 0.902291  0.000000  0.431127  0.000000
+ 0.000000  1.000000 -0.000000  0.000000
+-0.431127  0.000000  0.902291  0.000000
+ 0.000000  0.000000  0.000000  1.000000
+  0.000   0.000
+  0.000
+  1.189
+HBOND 0 2\n
+STYLE
+DISPF 37753666
+MODEL   2  1  0
+SURFS   0  1  1
+SECTS 96 0
+FORMS 0 1
+ATOMS 0 0 1
+BONDS 1
+POLYS 4
+VECTS 1.000000
+FORMP
+  1  1.0   0   0   0
+)";
+
+// The ATOMP, BONDP and POLYP keywords end in "\r\n".
+const char kAtomStyle[] = " 24  24   0  50  2.0   0\n";
+const char kBondStyle[] = "  1  16  0.250  1.000 180 180 180\n";
+const char kPolyhedronStyle[] = " 204 1  1.000   0   0  64\n";
+
+// After the isosurface rows.
+const char kSurfaceTail[] = R"(0 0 0 0
+TEX3P
+  1 0.00000E+000 1.00000E+000
+SECTP
+  1 0.00000E+000 1.00000E+000 0.00000E+000
+HKLPP
+ 192 1  1.000 255   0 255
+UCOLP
+   0   1  3.000   0   0   0
+COMPS 1
+LABEL 1    12  1.000 0
+PROJT 0  0.962
+BKGRC
+ 255 255 255
+DPTHQ 1 -0.5000  3.5000
+)";
+
+// The matrix every light has.
+const char kLightMatrix[] = R"( 1.000000  0.000000  0.000000  0.000000
+ 0.000000  1.000000  0.000000  0.000000
+ 0.000000  0.000000  1.000000  0.000000
+ 0.000000  0.000000  0.000000  1.000000
+ 0.000000  0.000000 20.000000  0.000000
+ 0.000000  0.000000 -1.000000
+)";
+
+const char kLitColours[] = R"(  26  26  26 255
+ 179 179 179 255
+ 255 255 255 255
+)";
+
+const char kDarkColours[] = R"(   0   0   0   0
+   0   0   0   0
+   0   0   0   0
+)";
+
+const char kAtomMaterial[] = R"(ATOMM
+ 204 204 204 255
+  25.600
+)";
+
+// A keyword line ending in "\r\n", then the fixed text that follows it.
+void put_crlf_block(FILE* fpw, const char* keyword, const char* text)
 {
-    fputs(keyword, fpw);
-    fputs(" 1.000000  0.000000  0.000000  0.000000\n", fpw);
-    fputs(" 0.000000  1.000000  0.000000  0.000000\n", fpw);
-    fputs(" 0.000000  0.000000  1.000000  0.000000\n", fpw);
-    fputs(" 0.000000  0.000000  0.000000  1.000000\n", fpw);
-    fputs(" 0.000000  0.000000 20.000000  0.000000\n", fpw);
-    fputs(" 0.000000  0.000000 -1.000000\n", fpw);
-    if (lit) {
-        fputs("  26  26  26 255\n", fpw);
-        fputs(" 179 179 179 255\n", fpw);
-        fputs(" 255 255 255 255\n", fpw);
-    } else {
-        fputs("   0   0   0   0\n", fpw);
-        fputs("   0   0   0   0\n", fpw);
-        fputs("   0   0   0   0\n", fpw);
-    }
+    fprintf(fpw, "%s\r\n", keyword);
+    fputs(text, fpw);
 }
 
 // A material: its colour row and shininess row.
@@ -302,134 +421,59 @@ void print_material(FILE* fpw, const char* keyword, const char* colour)
     fputs(" 128.000\n", fpw);
 }
 
-}  // namespace
-
-int ZEMU_print_vesta_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib, ZEMU_input* input)
+// The four lights of the scene, then the materials.
+void print_lights_and_materials(FILE* fpw)
 {
-    FILE* fpw = fopen(VESTA_FILE, "w");
-    if (fpw == nullptr) {
-        fprintf(stderr, "Error: Unable to write to ZEMU.vesta\n");
-        return 1;
+    const char* const lights[] = {"LIGHT0 1\n", "LIGHT1\n", "LIGHT2\n", "LIGHT3\n"};
+    for (int n = 0; n < 4; n++) {
+        fputs(lights[n], fpw);
+        fputs(kLightMatrix, fpw);
+        fputs(n == 0 ? kLitColours : kDarkColours, fpw);
     }
-    zemu_kernel::File closer(fpw);
-
-    fputs("#VESTA_FORMAT_VERSION 3.3.0\n", fpw);
-    fputs("CRYSTAL\n", fpw);
-    fputs("\n", fpw);
-    fputs("\n", fpw);
-    fputs("TITLE\n", fpw);
-    fputs("ZEMU\n", fpw);
-    fputs("\n", fpw);
-    // The file name field is only meaningful with a cube file; without one the
-    // density line names no file.
-    std::string cube_file = input->cube ? field_text(input->cube_file, sizeof input->cube_file) : std::string();
-    fputs("IMPORT_DENSITY 1\n", fpw);
-    fprintf(fpw, "+1.000000E+000 %s\n", cube_file.c_str());
-    fputs("\n", fpw);
-    fputs("GROUP\n", fpw);
-    fprintf(fpw, "%d 1\n", cif->int_tab_cryst_no);
-    ZEMU_print_vesta_symop(cif, fpw);
-    fputs("TRANM 0\n", fpw);
-    fputs(" 0.000000  0.000000  0.000000  1  0  0   0  1  0   0  0  1\n", fpw);
-    fputs("LTRANSL\n", fpw);
-    fputs(" 0.000000  0.000000  0.000000  0.000000  0.000000  0.000000\n", fpw);
-    fputs("LORIENT\r\n", fpw);
-    fputs(" -1   0   0   0   0\n", fpw);
-    fputs(" 1.000000  0.000000  0.000000  1.000000  0.000000  0.000000\n", fpw);
-    fputs(" 0.000000  0.000000  1.000000  0.000000  0.000000  1.000000\n", fpw);
-    fputs("LMATRIX\r\n", fpw);
-    fputs(" 1.000000  0.000000  0.000000  0.000000\n", fpw);
-    fputs(" 0.000000  1.000000  0.000000  0.000000\n", fpw);
-    fputs(" 0.000000  0.000000  1.000000  0.000000\n", fpw);
-    fputs(" 0.000000  0.000000  0.000000  1.000000\n", fpw);
-    fputs(" 0.000000  0.000000  0.000000\n", fpw);
-    fputs("CELLP\n", fpw);
-    fprintf(fpw, "%f %f %f %f %f %f\n", cif->a, cif->b, cif->c, cif->alpha, cif->beta, cif->gamma);
-    ZEMU_print_vesta_struc(cif, fpw);
-    fputs("SHAPE\n", fpw);
-    fputs("  0       0       0       0   0.000000  0   192   192   192   192\n", fpw);
-    fputs("BOUND\n", fpw);
-    fputs("    0      1      0      1         0        1\n", fpw);
-    fputs("  0   0   0   0  0\n", fpw);
-    ZEMU_print_vesta_bond(cif, fpw);
-    ZEMU_print_vesta_SITET(cif, fpw);
-    fputs("VECTR\n", fpw);
-    fputs(" 0 0 0 0 0\n", fpw);
-    fputs("VECTT\n", fpw);
-    fputs(" 0 0 0 0 0\n", fpw);
-    fputs("SPLAN\n", fpw);
-    fputs("  0   0   0   0\n", fpw);
-    fputs("LBLAT\r\n", fpw);
-    fputs("0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25 26 27 28 29 30 31 32 33 34  -1\n", fpw);
-    fputs("LBLSP\n", fpw);
-    fputs(" -1\n", fpw);
-    fputs("DLATM\n", fpw);
-    fputs(" -1\n", fpw);
-    fputs("DLBND\n", fpw);
-    fputs(" -1\n", fpw);
-    fputs("DLPLY\n", fpw);
-    fputs(" -1\n", fpw);
-    fputs("PLN2D\n", fpw);
-    fputs("  0   0   0   0\n", fpw);
-    ZEMU_print_vesta_ATOMT(cif, fpw);
-    fputs("SCENE\r\n", fpw);
-    fputs(" 0.902291  0.000000  0.431127  0.000000\n", fpw);
-    fputs(" 0.000000  1.000000 -0.000000  0.000000\n", fpw);
-    fputs("-0.431127  0.000000  0.902291  0.000000\n", fpw);
-    fputs(" 0.000000  0.000000  0.000000  1.000000\n", fpw);
-    fputs("  0.000   0.000\n", fpw);
-    fputs("  0.000\n", fpw);
-    fputs("  1.189\n", fpw);
-    // The keyword line ends in a backslash and the letter n before the real line end.
-    fputs("HBOND 0 2\\n", fpw);
-    fputs("\n", fpw);
-    fputs("STYLE\n", fpw);
-    fputs("DISPF 37753666\n", fpw);
-    fputs("MODEL   2  1  0\n", fpw);
-    fputs("SURFS   0  1  1\n", fpw);
-    fputs("SECTS 96 0\n", fpw);
-    fputs("FORMS 0 1\n", fpw);
-    fputs("ATOMS 0 0 1\n", fpw);
-    fputs("BONDS 1\n", fpw);
-    fputs("POLYS 4\n", fpw);
-    fputs("VECTS 1.000000\n", fpw);
-    fputs("FORMP\n", fpw);
-    fputs("  1  1.0   0   0   0\n", fpw);
-    fputs("ATOMP\r\n", fpw);
-    fputs(" 24  24   0  50  2.0   0\n", fpw);
-    fputs("BONDP\r\n", fpw);
-    fputs("  1  16  0.250  1.000 180 180 180\n", fpw);
-    fputs("POLYP\r\n", fpw);
-    fputs(" 204 1  1.000   0   0  64\n", fpw);
-    ZEMU_print_vesta_ISURF(cube, cif, pathlib, fpw);
-    fputs("0 0 0 0\n", fpw);
-    fputs("TEX3P\n", fpw);
-    fputs("  1 0.00000E+000 1.00000E+000\n", fpw);
-    fputs("SECTP\n", fpw);
-    fputs("  1 0.00000E+000 1.00000E+000 0.00000E+000\n", fpw);
-    fputs("HKLPP\n", fpw);
-    fputs(" 192 1  1.000 255   0 255\n", fpw);
-    fputs("UCOLP\n", fpw);
-    fputs("   0   1  3.000   0   0   0\n", fpw);
-    fputs("COMPS 1\n", fpw);
-    fputs("LABEL 1    12  1.000 0\n", fpw);
-    fputs("PROJT 0  0.962\n", fpw);
-    fputs("BKGRC\n", fpw);
-    fputs(" 255 255 255\n", fpw);
-    fputs("DPTHQ 1 -0.5000  3.5000\n", fpw);
-    print_light(fpw, "LIGHT0 1\n", true);
-    print_light(fpw, "LIGHT1\n", false);
-    print_light(fpw, "LIGHT2\n", false);
-    print_light(fpw, "LIGHT3\n", false);
-    fputs("ATOMM\n", fpw);
-    fputs(" 204 204 204 255\n", fpw);
-    fputs("  25.600\n", fpw);
+    fputs(kAtomMaterial, fpw);
     print_material(fpw, "BONDM\n", " 255 255 255 255\n");
     print_material(fpw, "POLYM\n", " 255 255 255 255\n");
     print_material(fpw, "SURFM\n", "   0   0   0 255\n");
     print_material(fpw, "FORMM\n", " 255 255 255 255\n");
     print_material(fpw, "HKLPM\n", " 255 255 255 255\n");
+}
 
+}  // namespace
+
+int ZEMU_print_vesta_output(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib, ZEMU_input* input)
+{
+    zemu_kernel::File file(fopen(VESTA_FILE, "w"));
+    if (!file) {
+        fprintf(stderr, "Error: Unable to write to ZEMU.vesta\n");
+        return 1;
+    }
+    FILE* fpw = file.get();
+
+    fputs(kHead, fpw);
+    // The file name field is only meaningful with a cube file; without one the
+    // density line names no file.
+    std::string cube_file = input->cube ? field_text(input->cube_file, sizeof input->cube_file) : std::string();
+    fprintf(fpw, "+1.000000E+000 %s\n", cube_file.c_str());
+    fprintf(fpw, "\nGROUP\n%d 1\n", cif->int_tab_cryst_no);
+    ZEMU_print_vesta_symop(cif, fpw);
+    fputs(kTransform, fpw);
+    put_crlf_block(fpw, "LORIENT", kOrientation);
+    put_crlf_block(fpw, "LMATRIX", kMatrix);
+    fprintf(fpw, "%f %f %f %f %f %f\n", cif->a, cif->b, cif->c, cif->alpha, cif->beta, cif->gamma);
+    ZEMU_print_vesta_struc(cif, fpw);
+    fputs(kShape, fpw);
+    ZEMU_print_vesta_bond(cif, fpw);
+    ZEMU_print_vesta_SITET(cif, fpw);
+    fputs(kVectors, fpw);
+    put_crlf_block(fpw, "LBLAT", kLabels);
+    ZEMU_print_vesta_ATOMT(cif, fpw);
+    put_crlf_block(fpw, "SCENE", kScene);
+    put_crlf_block(fpw, "ATOMP", kAtomStyle);
+    put_crlf_block(fpw, "BONDP", kBondStyle);
+    put_crlf_block(fpw, "POLYP", kPolyhedronStyle);
+    ZEMU_print_vesta_ISURF(cube, cif, pathlib, fpw);
+    fputs(kSurfaceTail, fpw);
+    print_lights_and_materials(fpw);
     fflush(fpw);
     return 0;
 }

@@ -1,11 +1,26 @@
 // The analysis pipeline driver: owns the run's working objects and calls the
-// stages in their fixed order as the run configuration selects them.
+// stages in their fixed order as the run configuration selects them:
+//   1. the working objects are initialised;
+//   2. the energy scaling is compiled (the ion's default, or an explicit expression);
+//   3. the energy ceiling option is stored;
+//   4. the energy grid is read and processed;
+//   5. the crystal structure is read, the sites are analysed on the grid, and
+//      the structure reports are printed;
+//   6. the minimum and saddle reports are printed;
+//   7. the migration paths, network, activation energies and reaction pathway;
+//   8. the VESTA project file;
+//   9. the summary file;
+//  10. the GUI table;
+//  11. the command mode;
+//  12. teardown.
+// The stages the command mode repeats on restart are shared with it (ZEMU-driver.h).
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "ZEMU.h"
+#include "ZEMU-kernel.h"
 
 namespace {
 
@@ -79,7 +94,7 @@ private:
     int saved_ = -1;
 };
 
-// Steps 2-3: the energy scaling, compiled before the grid is read.
+// Stage 2: the energy scaling, compiled before the grid is read.
 int setup_energy_scaling(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif) {
     if (input->ion) {
         cif->ion = 1;
@@ -99,7 +114,7 @@ int setup_energy_scaling(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif) {
     return 0;
 }
 
-// Step 6 (site analysis, with both a grid and a structure): grid symmetry,
+// Stage 5, the site analysis (with both a grid and a structure): grid symmetry,
 // asymmetric unit, optional smoothing, the symmetric search, grouping into types
 // and the mobile-ion sites.
 int analyse_sites(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym) {
@@ -110,14 +125,10 @@ int analyse_sites(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymme
         return 1;
     // The unit is only needed by the search.
     ZEMU_free_asymmetric_unit(asym);
-    if (ZEMU_group_saddle_by_symmetry(cube, cif)) return 1;
-    if (ZEMU_group_minima_by_symmetry(cube, cif)) return 1;
-    if (input->ion && ZEMU_assign_ion_to_sites(cube, cif)) return 1;
-    ZEMU_assign_interstitial_labels(cube, cif);
-    return 0;
+    return ZEMU_group_stationary_points(cube, cif, input->ion);
 }
 
-// Step 6 (structure reports): each on request, results ignored.
+// Stage 5, the structure reports: each on request, results ignored.
 void print_structure_reports(ZEMU_input* input, ZEMU_cif* cif) {
     if (input->calc_charge) ZEMU_print_unit_cell_charge(cif);
     if (input->calc_bvsum) ZEMU_print_bv_sum(cif, stdout);
@@ -126,14 +137,11 @@ void print_structure_reports(ZEMU_input* input, ZEMU_cif* cif) {
     if (input->check_subs) ZEMU_check_ions_sub(cif, stdout);
 }
 
-// Step 8: migration paths, network analysis, activation energies, the reaction
+// Stage 7: migration paths, network analysis, activation energies, the reaction
 // pathway and (with write_files) the events and pathway files.
 int analyse_paths(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib,
                   ZEMU_reaction_pathway_overall* rp_all, bool write_files) {
-    pathlib->pathlib = 1;
-    if (ZEMU_build_path(cube, cif, pathlib)) return 1;
-    if (ZEMU_build_allpaths(cube, cif, pathlib)) return 1;
-    if (ZEMU_filter_redundant_path(cube, pathlib)) return 1;
+    if (ZEMU_build_path_library(cube, cif, pathlib)) return 1;
     if (input->print_path) ZEMU_print_pathlib(cube, pathlib, stdout);
     if (input->print_perc) ZEMU_analyze_network_at_saddles(cube, pathlib, stdout, ZEMU_NETWORK_MAX_ENERGY);
     ZEMU_calc_activation_energy(cube, pathlib);
@@ -152,34 +160,61 @@ int analyse_paths(ZEMU_input* input, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathli
         }
     }
     if (ZEMU_build_reaction_pathway(cube, pathlib, rp_all)) return 1;
-    if (!write_files) return 0;
-    FILE* rp = fopen("ZEMU_rp.csv", "w");
-    if (rp) {
-        ZEMU_print_reaction_pathway(cube, pathlib, rp_all, rp);
-        printf("Auto-generated reaction pathway done.\n");
-        fclose(rp);
-    } else {
-        fprintf(stderr, "Error: Unable to write to ZEMU_rp.csv\n");
-    }
-    return 0;
-}
-
-// Step 10: the summary file; the only report file whose failure ends the run.
-int write_summary(ZEMU_cube* cube, ZEMU_pathlib* pathlib) {
-    FILE* fp = fopen("ZEMU_summary.txt", "w");
-    if (!fp) {
-        fprintf(stderr, "Error: Unable to write to ZEMU_summary.txt\n");
-        return 1;
-    }
-    ZEMU_printminima(cube, fp);
-    ZEMU_printsaddle(cube, fp);
-    ZEMU_print_pathlib(cube, pathlib, fp);
-    ZEMU_analyze_network_at_saddles(cube, pathlib, fp, ZEMU_NETWORK_MAX_ENERGY);
-    fclose(fp);
+    // A report file of the run that cannot be written does not stop it.
+    if (write_files) ZEMU_write_reaction_pathway(cube, pathlib, rp_all, "Auto-generated reaction pathway done.\n", 0);
     return 0;
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------
+// Stages shared with the command mode
+// ---------------------------------------------------------------------------
+
+int ZEMU_group_stationary_points(ZEMU_cube* cube, ZEMU_cif* cif, int assign_ion) {
+    if (ZEMU_group_saddle_by_symmetry(cube, cif)) return 1;
+    if (ZEMU_group_minima_by_symmetry(cube, cif)) return 1;
+    if (assign_ion && ZEMU_assign_ion_to_sites(cube, cif)) return 1;
+    ZEMU_assign_interstitial_labels(cube, cif);
+    return 0;
+}
+
+int ZEMU_build_path_library(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_pathlib* pathlib) {
+    pathlib->pathlib = 1;
+    if (ZEMU_build_path(cube, cif, pathlib)) return 1;
+    if (ZEMU_build_allpaths(cube, cif, pathlib)) return 1;
+    return ZEMU_filter_redundant_path(cube, pathlib);
+}
+
+int ZEMU_write_reaction_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all,
+                                const char* done_line, int strict) {
+    zemu_kernel::File fp(fopen("ZEMU_rp.csv", "w"));
+    if (!fp) {
+        fflush(stdout);  // the error follows what standard output already holds
+        fprintf(stderr, "Error: Unable to write to ZEMU_rp.csv\n");
+        return strict;
+    }
+    int failed = ZEMU_print_reaction_pathway(cube, pathlib, rp_all, fp.get());
+    fp.close();
+    if (strict && failed) return 1;
+    fputs(done_line, stdout);
+    return 0;
+}
+
+// The only report file whose failure ends a run.
+int ZEMU_write_summary(ZEMU_cube* cube, ZEMU_pathlib* pathlib) {
+    zemu_kernel::File fp(fopen("ZEMU_summary.txt", "w"));
+    if (!fp) {
+        fflush(stdout);
+        fprintf(stderr, "Error: Unable to write to ZEMU_summary.txt\n");
+        return 1;
+    }
+    ZEMU_printminima(cube, fp.get());
+    ZEMU_printsaddle(cube, fp.get());
+    ZEMU_print_pathlib(cube, pathlib, fp.get());
+    ZEMU_analyze_network_at_saddles(cube, pathlib, fp.get(), ZEMU_NETWORK_MAX_ENERGY);
+    return 0;
+}
 
 int ZEMU(ZEMU_input* input) {
     RunObjects run;
@@ -193,13 +228,13 @@ int ZEMU(ZEMU_input* input) {
     run.cif_ready = true;
     ZEMU_init_fastgen(cif);
 
-    // 2-3. Energy scaling: the ion's default, replaced by an explicit expression.
+    // 2. Energy scaling: the ion's default, replaced by an explicit expression.
     if (setup_energy_scaling(input, cube, cif)) return 1;
 
-    // 4. Energy ceiling option.
+    // 3. Energy ceiling option.
     cube->max_energy_above_gmin = input->max;
 
-    // 5. Energy grid (the reader sets the ceiling).
+    // 4. Energy grid (the reader sets the ceiling).
     if (input->cube) {
         cube->cube = 1;
         if (input->smooth_cube) cube->smooth_cube = 1;
@@ -207,7 +242,7 @@ int ZEMU(ZEMU_input* input) {
         if (ZEMU_process_cube(cube)) return 1;
     }
 
-    // 6. Crystal structure, the site analysis on the grid, structure reports.
+    // 5. Crystal structure, the site analysis on the grid, structure reports.
     if (input->cif) {
         cif->cif = 1;
         if (ZEMU_load_cif(input->cif_file, cif)) return 1;
@@ -215,34 +250,30 @@ int ZEMU(ZEMU_input* input) {
         print_structure_reports(input, cif);
     }
 
-    // 7. Grid reports; without a structure the (empty) lists are grouped all the same.
+    // 6. Grid reports; without a structure the (empty) lists are grouped all the same.
     if (input->cube) {
-        if (!input->cif) {
-            if (ZEMU_group_saddle_by_symmetry(cube, cif)) return 1;
-            if (ZEMU_group_minima_by_symmetry(cube, cif)) return 1;
-            ZEMU_assign_interstitial_labels(cube, cif);
-        }
+        if (!input->cif && ZEMU_group_stationary_points(cube, cif, 0)) return 1;
         if (input->print_minima) ZEMU_printminima(cube, stdout);
         if (input->print_saddle) ZEMU_printsaddle(cube, stdout);
     }
 
-    // 8. Migration paths and everything built on them.
+    // 7. Migration paths and everything built on them.
     if (input->path && input->cube && analyse_paths(input, cube, cif, &stages->pathlib, &stages->rp_all, true))
         return 1;
 
-    // 9. VESTA project file (result ignored).
+    // 8. VESTA project file (result ignored).
     if (input->vesta) ZEMU_print_vesta_output(cube, cif, &stages->pathlib, input);
 
-    // 10. Summary file.
-    if (input->summary && write_summary(cube, &stages->pathlib)) return 1;
+    // 9. Summary file.
+    if (input->summary && ZEMU_write_summary(cube, &stages->pathlib)) return 1;
 
-    // 11. GUI table.
+    // 10. GUI table.
     if (input->gui && input->path && input->cube && input->cif) ZEMU_print_GUI_output(cube, cif, &stages->pathlib);
 
-    // 12. Command mode.
+    // 11. Command mode.
     if (input->cmd && ZEMU_parse_command_mode_input(cube, cif, &stages->pathlib, &stages->rp_all, input)) return 1;
 
-    // 13. Teardown: the working objects are released when `run` goes out of scope.
+    // 12. Teardown: the working objects are released when `run` goes out of scope.
     return 0;
 }
 
@@ -297,7 +328,7 @@ int ZEMU_run_in_memory(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_run_options* o
     if (analyse_sites(&input, cube, cif, &stages.asym)) return 1;
     if (analyse_paths(&input, cube, cif, &stages.pathlib, &stages.rp_all, options->write_files != 0)) return 1;
     if (input.vesta) ZEMU_print_vesta_output(cube, cif, &stages.pathlib, &input);
-    if (input.summary && write_summary(cube, &stages.pathlib)) return 1;
+    if (input.summary && ZEMU_write_summary(cube, &stages.pathlib)) return 1;
 
     result->grid[0] = cube->a_grid;
     result->grid[1] = cube->b_grid;

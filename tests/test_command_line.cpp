@@ -5,7 +5,6 @@
 #include <cstring>
 #include <regex>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "ZEMU.h"
@@ -14,34 +13,44 @@
 
 namespace {
 
-// Parses the words (program name first) into a fresh configuration; returns stderr.
-std::string parse(ZEMU_input* in, std::vector<std::string> words) {
+typedef ZEMU_input I;
+const std::pair<const char*, int I::*> kSwitches[] = {
+    {"--cmd", &I::cmd}, {"--path", &I::path}, {"--vesta", &I::vesta}, {"--hk", &I::HK}, {"--summary", &I::summary},
+    {"--gui", &I::gui}, {"--calc-charge", &I::calc_charge}, {"--calc-bvsum", &I::calc_bvsum},
+    {"--calc-gii", &I::calc_gii}, {"--print-minima", &I::print_minima}, {"--print-saddle", &I::print_saddle},
+    {"--print-path", &I::print_path}, {"--print-perc", &I::print_perc}, {"--print-act", &I::print_act},
+    {"--smooth-cube", &I::smooth_cube}, {"--check-sub", &I::check_sub}, {"--check-subs", &I::check_subs}};
+
+// The configuration the words (after the program name) give, as text: each
+// value flag's field while it is set, then the switches set; and the warnings.
+std::pair<std::string, std::string> parse(std::vector<std::string> words) {
     std::vector<char*> argv;
     static char prog[] = "zemu";
     argv.push_back(prog);
     for (std::string& w : words) argv.push_back(&w[0]);
-    memset(in, 0x5a, sizeof *in);  // the text fields are not touched by init
-    ZEMU_init_input(in);
-    return fx::stderr_of([&] { ZEMU_process_command(in, static_cast<int>(argv.size()), argv.data()); });
+    ZEMU_input in;
+    memset(&in, 0x5a, sizeof in);  // the text fields are not touched by init
+    ZEMU_init_input(&in);
+    std::string err = fx::stderr_of([&] { ZEMU_process_command(&in, static_cast<int>(argv.size()), argv.data()); });
+    std::string out;
+    auto field = [&](int set, const char* name, const char* text, size_t size) {
+        if (set) out += std::string(" ") + name + "=" + std::string(text, strnlen(text, size));
+    };
+    field(in.cube, "cube", in.cube_file, sizeof in.cube_file);
+    field(in.scaling, "scale", in.scaling_expression, sizeof in.scaling_expression);
+    field(in.cif, "cif", in.cif_file, sizeof in.cif_file);
+    field(in.ion, "ion", in.ion_type, sizeof in.ion_type);
+    if (in.max != 0.0) out += " max=" + std::to_string(in.max);
+    for (const auto& sw : kSwitches)
+        if (in.*sw.second) out += std::string(" ") + sw.first;
+    return {out.empty() ? out : out.substr(1), err};
 }
 
 }  // namespace
 
 TEST(CommandLine, EachSwitchSetsItsOwnFieldAndIsAFlagWord) {
-    ZEMU_input in;
-    typedef ZEMU_input I;
-    const std::pair<const char*, int I::*> switches[] = {
-        {"--cmd", &I::cmd}, {"--path", &I::path}, {"--vesta", &I::vesta}, {"--hk", &I::HK}, {"--summary", &I::summary},
-        {"--gui", &I::gui}, {"--calc-charge", &I::calc_charge}, {"--calc-bvsum", &I::calc_bvsum},
-        {"--calc-gii", &I::calc_gii}, {"--print-minima", &I::print_minima}, {"--print-saddle", &I::print_saddle},
-        {"--print-path", &I::print_path}, {"--print-perc", &I::print_perc}, {"--print-act", &I::print_act},
-        {"--smooth-cube", &I::smooth_cube}, {"--check-sub", &I::check_sub}, {"--check-subs", &I::check_subs}};
-    for (const auto& sw : switches) {
-        SCOPED_TRACE(sw.first);
-        parse(&in, {sw.first});
-        for (const auto& other : switches) EXPECT_EQ(in.*other.second, other.second == sw.second ? 1 : 0) << other.first;
-        EXPECT_EQ(std::make_tuple(in.cube, in.cif, in.scaling, in.ion), std::make_tuple(0, 0, 0, 0));
-        EXPECT_EQ(in.max, 0.0);
+    for (const auto& sw : kSwitches) {
+        EXPECT_EQ(parse({sw.first}), std::make_pair(std::string(sw.first), std::string()));
         EXPECT_EQ(ZEMU_isflag(const_cast<char*>(sw.first)), 1);
     }
     for (const char* f : {"--cif", "--cube", "--scale", "--max"}) EXPECT_EQ(ZEMU_isflag(const_cast<char*>(f)), 1) << f;
@@ -49,124 +58,60 @@ TEST(CommandLine, EachSwitchSetsItsOwnFieldAndIsAFlagWord) {
         EXPECT_EQ(ZEMU_isflag(const_cast<char*>(w)), 0) << w;
 }
 
-TEST(CommandLine, ValueFlagsTakeTheNextWordWhateverItIs) {
-    ZEMU_input in;
-    parse(&in, {"--cube", "--path", "--scale", "2*E", "--max", "0.75"});
-    EXPECT_EQ(in.cube, 1);
-    EXPECT_STREQ(in.cube_file, "--path");
-    EXPECT_EQ(in.path, 0);
-    EXPECT_EQ(in.scaling, 1);
-    EXPECT_STREQ(in.scaling_expression, "2*E");
-    EXPECT_DOUBLE_EQ(in.max, 0.75);
-
-    parse(&in, {"--max", "abc"});
-    EXPECT_EQ(in.max, 0.0);
-    parse(&in, {"--cube", "a.cube", "--cube", "b.cube"});
-    EXPECT_STREQ(in.cube_file, "b.cube");
+TEST(CommandLine, ValueFlagsIonTypeWarningsAndBounds) {
+    const struct {
+        std::vector<std::string> words;
+        std::string config, warnings;
+    } cases[] = {
+        // A value flag takes the next word whatever it is; the last of a repeated flag wins.
+        {{"--cube", "--path", "--scale", "2*E", "--max", "0.75"}, "cube=--path scale=2*E max=0.750000", ""},
+        {{"--cube", "a.cube", "--cube", "b.cube"}, "cube=b.cube", ""},
+        // A value that is no number reads as 0; unknown words are skipped silently.
+        {{"--max", "abc", "--nonsense", "x", "--Path"}, "", ""},
+        // Any word after the structure path that is no flag is the ion type.
+        {{"--cif", "s.cif", "Li1+", "--path"}, "cif=s.cif ion=Li1+ --path", ""},
+        {{"--cif", "s.cif", "--path"}, "cif=s.cif --path", ""},
+        {{"--cif", "s.cif"}, "cif=s.cif", ""},
+        {{"--cif", "s.cif", "--bogus", "--gui"}, "cif=s.cif ion=--bogus --gui", ""},
+        {{"--cif", "s.cif", "--help"}, "cif=s.cif ion=--help", ""},
+        // A flag without its value is left out with a warning.
+        {{"--path", "--cube"}, "--path", "Warning: Missing value after --cube\n"},
+        {{"--scale"}, "", "Warning: Missing value after --scale\n"},
+        {{"--max"}, "", "Warning: Missing value after --max\n"},
+        // An overlong value is cut to its field.
+        {{"--scale", std::string(150, 'E')}, "scale=" + std::string(99, 'E'), "Warning: Value of --scale truncated\n"},
+        {{"--cube", std::string(1200, 'p')}, "cube=" + std::string(999, 'p'), "Warning: Value of --cube truncated\n"},
+        {{"--cif", "s.cif", "Li1+Li1+Li1+"}, "cif=s.cif ion=Li1+Li1+L", "Warning: Value of --cif truncated\n"},
+        {{"--cif", "s.cif", "Na1+"}, "cif=s.cif ion=Na1+", ""},
+    };
+    for (const auto& c : cases) EXPECT_EQ(parse(c.words), std::make_pair(c.config, c.warnings)) << c.words[0];
 }
 
-TEST(CommandLine, IonTypeFollowsCifPathUnlessItIsAFlag) {
-    ZEMU_input in;
-    parse(&in, {"--cif", "s.cif", "Li1+", "--path"});
-    EXPECT_STREQ(in.cif_file, "s.cif");
-    EXPECT_EQ(in.ion, 1);
-    EXPECT_STREQ(in.ion_type, "Li1+");
-    EXPECT_EQ(in.path, 1);
-
-    parse(&in, {"--cif", "s.cif", "--path"});
-    EXPECT_EQ(std::make_tuple(in.cif, in.ion, in.path), std::make_tuple(1, 0, 1));
-    parse(&in, {"--cif", "s.cif"});
-    EXPECT_EQ(in.ion, 0);
-
-    // Any non-flag word is an ion type, even an unknown double-dash word.
-    parse(&in, {"--cif", "s.cif", "--bogus", "--gui"});
-    EXPECT_EQ(in.ion, 1);
-    EXPECT_STREQ(in.ion_type, "--bogus");
-    EXPECT_EQ(in.gui, 1);
-}
-
-TEST(CommandLine, UnknownWordsAreSkippedSilently) {
-    ZEMU_input in;
-    EXPECT_EQ(parse(&in, {"--nonsense", "x", "--path", "--Path"}), "");
-    EXPECT_EQ(in.path, 1);
-}
-
-TEST(CommandLine, MissingAndOverlongValuesWarnAndStayBounded) {
-    ZEMU_input in;
-    EXPECT_EQ(parse(&in, {"--path", "--cube"}), "Warning: Missing value after --cube\n");
-    EXPECT_EQ(in.cube, 0);
-    EXPECT_EQ(in.path, 1);
-    EXPECT_EQ(parse(&in, {"--scale"}), "Warning: Missing value after --scale\n");
-    EXPECT_EQ(in.scaling, 0);
-    EXPECT_EQ(parse(&in, {"--max"}), "Warning: Missing value after --max\n");
-
-    EXPECT_EQ(parse(&in, {"--scale", std::string(150, 'E')}), "Warning: Value of --scale truncated\n");
-    EXPECT_EQ(in.scaling, 1);
-    EXPECT_EQ(std::string(in.scaling_expression), std::string(99, 'E'));
-    EXPECT_EQ(parse(&in, {"--cube", std::string(1200, 'p')}), "Warning: Value of --cube truncated\n");
-    EXPECT_EQ(strlen(in.cube_file), 999u);
-    EXPECT_EQ(parse(&in, {"--cif", "s.cif", "Li1+Li1+Li1+"}), "Warning: Value of --cif truncated\n");
-    EXPECT_EQ(in.ion, 1);
-    EXPECT_STREQ(in.ion_type, "Li1+Li1+L");
-    EXPECT_EQ(parse(&in, {"--cif", "s.cif", "Na1+"}), "");
-}
-
-TEST(CommandLineRun, NoArgumentsPrintsTheBannerAndInertFlagsPrintNothing) {
-    zemu_test::WorkDir wd;
-    zemu_test::RunResult r = wd.run({});
-    EXPECT_EQ(r.out,
-              " Zemulator (ZEMU) version 3.0\n"
-              " > Please consult ZEMU_readme.txt for more details on available commands.\n"
-              " > Please report bugs or send suggestions to the maintainers through the project's issue tracker.\n");
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.status, 0);
-
-    r = wd.run({"--hk", "--whatever"});
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.status, 0);
-}
-
-TEST(CommandLineRun, HelpAndVersionOnlyAsTheOneWord) {
-    zemu_test::WorkDir wd;
-    zemu_test::RunResult help = wd.run({"--help"});
-    EXPECT_EQ(help.status, 0);
-    EXPECT_EQ(help.err, "");
-    EXPECT_EQ(help.out.rfind("Usage: zemu ", 0), 0u);
-    // Every flag the scan knows is explained.
-    const char* flags[] = {"--cif",         "--cube",        "--scale",       "--max",        "--cmd",
-                           "--path",        "--vesta",       "--summary",     "--gui",        "--hk",
-                           "--calc-charge", "--calc-bvsum",  "--calc-gii",    "--print-minima", "--print-saddle",
-                           "--print-path",  "--print-perc",  "--print-act",   "--smooth-cube", "--check-sub",
-                           "--check-subs"};
-    for (const char* flag : flags) {
-        std::string word = flag;
-        EXPECT_EQ(ZEMU_isflag(&word[0]), 1) << flag;
-        EXPECT_NE(help.out.find("  " + word + " "), std::string::npos) << flag;
-    }
-    for (const std::string& line : {std::string("ZEMU_readme.txt"), std::string("zemu(1)")})
-        EXPECT_NE(help.out.find(line), std::string::npos) << line;
-    EXPECT_EQ(wd.run({"-h"}).out, help.out);
-
-    // The version is the project's, as the banner shows it.
+// Without arguments the banner; --help, -h and --version only as the one word
+// (anywhere else they are ordinary words: skipped, or taken as the ion type).
+TEST(CommandLineRun, BannerHelpAndVersion) {
     std::smatch m;
     std::string cmake = zemu_test::slurp(zemu_test::source_file("CMakeLists.txt"));
     ASSERT_TRUE(std::regex_search(cmake, m, std::regex("project\\(ZEMU VERSION ([0-9.]+)")));
-    zemu_test::RunResult version = wd.run({"--version"});
-    EXPECT_EQ(version.out, "zemu (Zemulator) " + m[1].str() + "\n");
-    EXPECT_EQ(version.status, 0);
-    EXPECT_EQ(wd.run({}).out.find(" Zemulator (ZEMU) version " + m[1].str() + "\n"), 0u);
-
-    // Anywhere else they are ordinary words: skipped, or taken as the ion type.
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"--help", "--hk"},
-                                                  std::vector<std::string>{"--hk", "-h"},
-                                                  std::vector<std::string>{"--version", "--version"}}) {
-        zemu_test::RunResult r = wd.run(args);
-        EXPECT_EQ(r.out + r.err, "") << args[0] << " " << args[1];
+    const std::string usage = zemu_test::slurp(zemu_test::data_file("cmd/usage.txt"));
+    const std::pair<std::vector<std::string>, std::string> runs[] = {
+        {{},
+         " Zemulator (ZEMU) version " + m[1].str() +
+             "\n > Please consult ZEMU_readme.txt for more details on available commands.\n"
+             " > Please report bugs or send suggestions to the maintainers through the project's issue tracker.\n"},
+        {{"--hk", "--whatever"}, ""},
+        {{"--help"}, usage},
+        {{"-h"}, usage},
+        {{"--version"}, "zemu (Zemulator) " + m[1].str() + "\n"},
+        {{"--help", "--hk"}, ""},
+        {{"--hk", "-h"}, ""},
+        {{"--version", "--version"}, ""},
+    };
+    zemu_test::WorkDir wd;
+    for (const auto& run : runs) {
+        zemu_test::RunResult r = wd.run(run.first);
+        EXPECT_EQ(r.out, run.second) << run.first.size();
+        EXPECT_EQ(r.err, "");
         EXPECT_EQ(r.status, 0);
     }
-    ZEMU_input in;
-    EXPECT_EQ(parse(&in, {"--cif", "s.cif", "--help"}), "");
-    EXPECT_EQ(in.ion, 1);
-    EXPECT_STREQ(in.ion_type, "--help");
 }

@@ -1,8 +1,9 @@
 // GUI table: the six sections of "ZEMU_gui.csv" on a hand-made landscape and
-// path library, their edge cases, the failure paths, and the table of the
-// bundled LiFePO4 example after loading and the site analysis.
+// path library, their edge cases and the failure paths (a whole run's table is
+// among the recorded command sessions).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -23,157 +24,90 @@ namespace {
 //           (1,3,1) of type 3 on a two-point plateau with (1,3,2), energy 0.2,
 //           interstitial 1; type 2 has no member.
 //   saddles: (2,2,2) and (0,2,0) of type 1 at 0.5; (2,0,1) of type 2 at 0.8.
-struct HandMadeRun {
-    ZEMU_cube cube;
+struct HandMadeRun : fx::Grid {
     ZEMU_cif cif;
     ZEMU_pathlib pathlib;
 
-    HandMadeRun() {
-        ZEMU_init_cube(&cube);
+    HandMadeRun() : fx::Grid(4, 4, 4, 2.0, 1.0) {
         ZEMU_init_cube_stationary_points(&cube);
         EXPECT_EQ(ZEMU_init_cif(&cif), 0);
         ZEMU_init_pathlib(&pathlib);
-        cube.a_grid = cube.b_grid = cube.c_grid = 4;
-        cube.a_x = cube.b_y = cube.c_z = 1.0;
-        ZEMU_calc_cell_parameter(&cube);
-        EXPECT_EQ(ZEMU_alloc_cube_energy(&cube), 0);
-        for (int i = 0; i < 4; ++i)
-            for (int j = 0; j < 4; ++j)
-                for (int k = 0; k < 4; ++k) cube.energy[i][j][k] = 2.0;
-        cube.energy[1][1][1] = cube.energy[3][3][3] = 0.0;
-        cube.energy[1][3][1] = cube.energy[1][3][2] = 0.2;
-
-        minimum(1, 1, 1, 0.0, 1, 2);
-        ion(0, "Li1", 0.5);
-        ion(0, "Li2", 0.25);
-        minimum(3, 3, 3, 0.0, 1, 2);
-        ion(1, "Li1", 0.5);
-        ion(1, "Li2", 0.25);
-        minimum(1, 3, 1, 0.2, 3, 1);
+        set(1, 1, 1, 0.0), set(3, 3, 3, 0.0), set(1, 3, 1, 0.2), set(1, 3, 2, 0.2);
+        minimum(1, 1, 1, 0.0, 1, 2), minimum(3, 3, 3, 0.0, 1, 2), minimum(1, 3, 1, 0.2, 3, 1);
+        for (int m = 0; m < 2; m++) ion(m, "Li1", 0.5), ion(m, "Li2", 0.25);
         cube.minima[2].ins_label = 1;
-        saddle(2, 2, 2, 0.5, 1, 2);
-        saddle(0, 2, 0, 0.5, 1, 2);
-        saddle(2, 0, 1, 0.8, 2, 1);
-        type_index({0, 0, -1, 2}, {0, 0, 2});
-        cube.total_minima_type = 3;
-        cube.total_saddle_type = 2;
+        saddle(2, 2, 2, 0.5, 1, 2), saddle(0, 2, 0, 0.5, 1, 2), saddle(2, 0, 1, 0.8, 2, 1);
+        cube.minima_type_index = copy({0, 0, -1, 2});
+        cube.saddle_type_index = copy({0, 0, 2});
+        cube.total_minima_type = 3, cube.total_saddle_type = 2;
     }
     ~HandMadeRun() {
         ZEMU_free_pathlib(&pathlib);
         ZEMU_free_cif(&cif);
-        ZEMU_free_cube(&cube);
     }
 
     void minimum(int x, int y, int z, double e, int type, int mul) {
-        ASSERT_EQ(ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, type), 0);
+        EXPECT_EQ(ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, type), 0);
         cube.minima[cube.total_minima - 1].mul = mul;
     }
     void ion(int m, const char* label, double occ) {
-        char text[10];
-        snprintf(text, sizeof text, "%s", label);
-        ASSERT_EQ(ZEMU_add_cube_minima_ion(&cube.minima[m], text, occ), 0);
+        EXPECT_EQ(ZEMU_add_cube_minima_ion(&cube.minima[m], fx::txt(label), occ), 0);
     }
     void saddle(int x, int y, int z, double e, int type, int mul) {
-        ASSERT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, e, type), 0);
+        EXPECT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, e, type), 0);
         cube.saddle[cube.total_saddle - 1].mul = mul;
     }
-    void type_index(const std::vector<int>& minima, const std::vector<int>& saddles) {
-        cube.minima_type_index = (int*)malloc(sizeof(int) * minima.size());
-        cube.saddle_type_index = (int*)malloc(sizeof(int) * saddles.size());
-        for (size_t t = 0; t < minima.size(); ++t) cube.minima_type_index[t] = minima[t];
-        for (size_t t = 0; t < saddles.size(); ++t) cube.saddle_type_index[t] = saddles[t];
+    // A type index list in the grid's own (malloc) storage.
+    static int* copy(const std::vector<int>& list) {
+        int* out = (int*)malloc(sizeof(int) * list.size());
+        std::copy(list.begin(), list.end(), out);
+        return out;
     }
     void path(int start_type, int saddle_type, int end_type, double start, double saddle, double end,
               double straight, double tortuosity, int one, int two, int three) {
         pathlib.path = (ZEMU_path*)realloc(pathlib.path, sizeof(ZEMU_path) * (size_t)(pathlib.total_path + 1));
         ZEMU_path& p = pathlib.path[pathlib.total_path++];
         ZEMU_init_path(&p);
-        p.start_type = start_type;
-        p.saddle_type = saddle_type;
-        p.end_type = end_type;
-        p.start_energy = start;
-        p.saddle_energy = saddle;
-        p.end_energy = end;
-        p.straightline_length = straight;
-        p.tortuosity = tortuosity;
-        p.oneD = one;
-        p.twoD = two;
-        p.threeD = three;
+        p.start_type = start_type, p.saddle_type = saddle_type, p.end_type = end_type;
+        p.start_energy = start, p.saddle_energy = saddle, p.end_energy = end;
+        p.straightline_length = straight, p.tortuosity = tortuosity;
+        p.oneD = one, p.twoD = two, p.threeD = three;
     }
     int write() { return ZEMU_print_GUI_output(&cube, &cif, &pathlib); }
 };
 
-// Lines of sections 1 to 4 of the hand-made run (energies unscaled).
-const std::vector<std::string> kPointSections = {
-    "Li1/Li2,0.750,2,0.250,0.250,0.250,0.000",
-    // Type 2 has no member: its (empty) label stays on the line of type 3.
-    ",i1,0.000,1,0.250,0.750,0.375,0.200",
-    "END",
-    "Li1/Li2,0.750,2,0.250,0.250,0.250,0.000",
-    "Li1/Li2,0.750,2,0.750,0.750,0.750,0.000",
-    "i1,0.000,1,0.250,0.750,0.375,0.200",
-    "END",
-    "s1,0,2,0.500,0.500,0.500,0.500",
-    "s2,0,1,0.500,0.000,0.250,0.800",
-    "END",
-    "s1,0,2,0.500,0.500,0.500,0.500",
-    "s1,0,2,0.000,0.500,0.000,0.500",
-    "s2,0,1,0.500,0.000,0.250,0.800",
-    "END",
-};
-
-std::vector<std::string> with(std::vector<std::string> head, const std::vector<std::string>& tail) {
-    head.insert(head.end(), tail.begin(), tail.end());
-    return head;
-}
+std::string recorded(const char* name) { return zemu_test::slurp(zemu_test::data_file(std::string("cmd/") + name)); }
 
 }  // namespace
 
-TEST(GuiTable, HandMadeRunGivesSixSectionsLineByLine) {
+// The sections as recorded in tests/data/cmd/gui_*.csv. In sections 1 to 4, type 2
+// has no member, so its (empty) label stays on the line of type 3; the barriers
+// of section 5 are the lower climbs, 0.5 - 0.2 and 0.8 - 0.2.
+TEST(GuiTable, HandMadeRunGivesSixSectionsAsRecorded) {
     InDir wd;
     {
         HandMadeRun run;
         run.path(1, 1, 3, 0.0, 0.5, 0.2, 2.5, 1.2, 1, 0, 0);
         run.path(3, 2, 1, 0.2, 0.8, 0.0, 3.0, 1.5, 1, 1, 0);
-        run.pathlib.oneD = 0.3;
-        run.pathlib.twoD = 0.6;
-        run.pathlib.threeD = 999.0;
-        testing::internal::CaptureStdout();
-        ASSERT_EQ(run.write(), 0);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "GUI output done.\n");
-        // Barriers: the lower climb, 0.5 - 0.2 and 0.8 - 0.2.
-        EXPECT_EQ(lines_of(wd.dir.read("ZEMU_gui.csv")),
-                  with(kPointSections, {"Li1/Li2,s1,i1,0.300,2.500,1.200,1,0,0",
-                                        "i1,s2,Li1/Li2,0.600,3.000,1.500,1,1,0", "END", "1D,0.300 eV",
-                                        "2D,0.600 eV", "3D,999.000 eV", "END"}));
-        EXPECT_EQ(wd.dir.read("ZEMU_gui.csv").back(), '\n');
+        run.pathlib.oneD = 0.3, run.pathlib.twoD = 0.6, run.pathlib.threeD = 999.0;
+        EXPECT_EQ(fx::stdout_of([&] { ASSERT_EQ(run.write(), 0); }), "GUI output done.\n");
+        EXPECT_EQ(wd.dir.read("ZEMU_gui.csv"), recorded("gui_paths.csv"));
     }
-    // Without paths the path section is empty.
-    HandMadeRun run;
-    testing::internal::CaptureStdout();
-    ASSERT_EQ(run.write(), 0);
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(lines_of(wd.dir.read("ZEMU_gui.csv")),
-              with(kPointSections, {"END", "1D,999.000 eV", "2D,999.000 eV", "3D,999.000 eV", "END"}));
-}
-
-TEST(GuiTable, EnergiesAndBarriersAreInTheScaledMeasure) {
-    InDir wd;
+    {
+        // Without paths the path section is empty.
+        HandMadeRun run;
+        fx::stdout_of([&] { ASSERT_EQ(run.write(), 0); });
+        EXPECT_EQ(wd.dir.read("ZEMU_gui.csv"), recorded("gui_no_paths.csv"));
+    }
+    // Energies and barriers are in the scaled measure (here 2*E); activation
+    // energies are already scaled and are written as they are.
     HandMadeRun run;
     run.cube.scaling = 1;
-    char expr[] = "2*E";
-    ASSERT_EQ(ZEMU_parse_energy_scaling(&run.cube, expr), 0);
+    ASSERT_EQ(ZEMU_parse_energy_scaling(&run.cube, fx::txt("2*E")), 0);
     run.path(1, 1, 3, 0.0, 0.5, 0.2, 2.5, 1.2, 0, 0, 0);
-    run.pathlib.oneD = 0.3;  // activation energies are already scaled and are written as they are
-    testing::internal::CaptureStdout();
-    ASSERT_EQ(run.write(), 0);
-    testing::internal::GetCapturedStdout();
-    std::vector<std::string> t = lines_of(wd.dir.read("ZEMU_gui.csv"));
-    ASSERT_EQ(t.size(), 20u);
-    EXPECT_EQ(t[1], ",i1,0.000,1,0.250,0.750,0.375,0.400");
-    EXPECT_EQ(t[8], "s2,0,1,0.500,0.000,0.250,1.600");
-    EXPECT_EQ(t[14], "Li1/Li2,s1,i1,0.600,2.500,1.200,0,0,0");
-    EXPECT_EQ(t[16], "1D,0.300 eV");
+    run.pathlib.oneD = 0.3;
+    fx::stdout_of([&] { ASSERT_EQ(run.write(), 0); });
+    EXPECT_EQ(wd.dir.read("ZEMU_gui.csv"), recorded("gui_scaled.csv"));
 }
 
 TEST(GuiTable, FailuresStopWithoutTheDoneLine) {
@@ -181,48 +115,17 @@ TEST(GuiTable, FailuresStopWithoutTheDoneLine) {
         InDir wd;
         mkdir("ZEMU_gui.csv", 0755);  // a directory cannot be opened for writing
         HandMadeRun run;
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(run.write(), 1);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error: Unable to write to ZEMU_gui.csv\n");
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+        std::string out;
+        EXPECT_EQ(fx::stderr_of([&] { out = fx::stdout_of([&] { EXPECT_EQ(run.write(), 1); }); }),
+                  "Error: Unable to write to ZEMU_gui.csv\n");
+        EXPECT_EQ(out, "");
     }
     // Type 3's minimum now lies on the 2.0 eV floor that fills the grid: the
     // oversized plateau stops the table where it failed.
     InDir wd;
     HandMadeRun run;
-    run.cube.energy[1][3][1] = run.cube.energy[1][3][2] = 2.0;
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(run.write(), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    run.set(1, 3, 1, 2.0), run.set(1, 3, 2, 2.0);
+    EXPECT_EQ(fx::stdout_of([&] { EXPECT_EQ(run.write(), 1); }), "");
     EXPECT_EQ(lines_of(wd.dir.read("ZEMU_gui.csv")),
               (std::vector<std::string>{"Li1/Li2,0.750,2,0.250,0.250,0.250,0.000", ",i1,"}));
-}
-
-// The bundled example through loading and the site analysis, without paths:
-// one row per minimum and saddle point, types in ascending energy.
-TEST(GuiTable, BundledLiFePO4ExampleListsEveryStationaryPoint) {
-    fx::Example ex;
-    ASSERT_NO_FATAL_FAILURE(ex.load("LiFePO4", "Li1+"));
-    ASSERT_GT(ex.cube.total_minima_type, 0);
-    ASSERT_GT(ex.cube.total_saddle_type, 0);
-    testing::internal::CaptureStdout();
-    ASSERT_EQ(ZEMU_print_GUI_output(&ex.cube, &ex.cif, &ex.lib), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "GUI output done.\n");
-    std::vector<std::string> t = lines_of(ex.wd.dir.read("ZEMU_gui.csv"));
-
-    std::vector<size_t> ends;
-    for (size_t i = 0; i < t.size(); ++i)
-        if (t[i] == "END") ends.push_back(i);
-    ASSERT_EQ(ends.size(), 6u);
-    EXPECT_EQ(ends[0], (size_t)ex.cube.total_minima_type);
-    EXPECT_EQ(ends[1] - ends[0] - 1, (size_t)ex.cube.total_minima);
-    EXPECT_EQ(ends[2] - ends[1] - 1, (size_t)ex.cube.total_saddle_type);
-    EXPECT_EQ(ends[3] - ends[2] - 1, (size_t)ex.cube.total_saddle);
-    EXPECT_EQ(ends[4], ends[3] + 1);  // no paths
-    EXPECT_EQ(ends[5], ends[4] + 4);
-    // The lowest minimum type carries the Li1 site at full occupancy and energy 0.
-    EXPECT_EQ(t[0].rfind("Li1,1.000,", 0), 0u) << t[0];
-    EXPECT_EQ(t[0].substr(t[0].size() - 6), ",0.000");
-    for (size_t i = ends[2] + 1; i < ends[3]; ++i) EXPECT_EQ(t[i][0], 's') << t[i];
 }
