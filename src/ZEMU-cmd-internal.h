@@ -1,5 +1,5 @@
 // Command mode, shared between its sources: the run's objects the commands work
-// on, the command table (ZEMU-cmd-help.cpp) and the command handlers (ZEMU-cmd.cpp).
+// on, the command table (ZEMU-cmd-table.cpp) and the command handlers (ZEMU-cmd.cpp).
 #ifndef ZEMU_CMD_INTERNAL_H
 #define ZEMU_CMD_INTERNAL_H
 

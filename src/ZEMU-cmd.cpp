@@ -1,5 +1,5 @@
 // Command mode: the read loop, every command's handler and the CIF export
-// command with its word splitter (the command table: ZEMU-cmd-help.cpp).
+// command with its word splitter (the command table: ZEMU-cmd-table.cpp).
 #include <cctype>
 #include <cmath>
 #include <cstdarg>
