@@ -42,10 +42,8 @@ int ZEMU_is_symmetrically_related(ZEMU_cif* cif, ZEMU_cube* cube, int x1, int y1
 // Rounds a merged coordinate a; an exact half resolves to b, the first image's own index.
 int ZEMU_round_copies(double a, int b);
 
-// Asymmetric unit.
+// Asymmetric unit. The appenders give 0, or 1 with the list as it was when memory runs out.
 void ZEMU_init_asymmetric_unit(ZEMU_asymmetric_unit* asym);
-int ZEMU_alloc_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym);
-int ZEMU_alloc_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym);
 int ZEMU_add_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym, int x, int y, int z);
 int ZEMU_add_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym, int x, int y, int z);
 void ZEMU_free_asymmetric_unit(ZEMU_asymmetric_unit* asym);

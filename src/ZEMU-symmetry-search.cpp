@@ -21,11 +21,15 @@ const int kSmoothShell = 5;
 const double kSmoothSigma = 0.15;
 const double kSqrtTwoPi = 2.5066282746310002;
 
-// Growth shared by both point arrays, saying so when memory runs out.
-int grow_points(ZEMU_xyz_int** array, int count, int* cap) {
-    if (zemu_kernel::grow_array(array, count, cap) == 0) return 0;
-    fprintf(stderr, "Error: Memory allocation problem\n");
-    return 1;
+// Appends (x, y, z) to a point array of *total entries; 0, or 1 with the array
+// as it was and a message when memory runs out.
+int append_point(ZEMU_xyz_int** array, int* total, int* cap, int x, int y, int z) {
+    if (zemu_kernel::grow_array(array, *total + 1, cap)) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    (*array)[(*total)++] = {x, y, z};
+    return 0;
 }
 
 // Replaces both point lists of the grid by empty ones.
@@ -49,32 +53,12 @@ void ZEMU_init_asymmetric_unit(ZEMU_asymmetric_unit* asym) {
     asym->sgrid = nullptr;
 }
 
-int ZEMU_alloc_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym) {
-    return grow_points(&asym->grid, asym->total, &asym->cap);
-}
-
-int ZEMU_alloc_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym) {
-    return grow_points(&asym->sgrid, asym->stotal, &asym->scap);
-}
-
 int ZEMU_add_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym, int x, int y, int z) {
-    asym->total++;
-    if (ZEMU_alloc_asymmetric_unit_grid(asym)) {
-        asym->total--;
-        return 1;
-    }
-    asym->grid[asym->total - 1] = {x, y, z};
-    return 0;
+    return append_point(&asym->grid, &asym->total, &asym->cap, x, y, z);
 }
 
 int ZEMU_add_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym, int x, int y, int z) {
-    asym->stotal++;
-    if (ZEMU_alloc_asymmetric_unit_sgrid(asym)) {
-        asym->stotal--;
-        return 1;
-    }
-    asym->sgrid[asym->stotal - 1] = {x, y, z};
-    return 0;
+    return append_point(&asym->sgrid, &asym->stotal, &asym->scap, x, y, z);
 }
 
 void ZEMU_free_asymmetric_unit(ZEMU_asymmetric_unit* asym) {

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -25,11 +24,6 @@ struct Landscape : fx::Grid {
         ASSERT_EQ(ZEMU_add_cube_minima_point(&cube, (int)x, (int)y, (int)z, x, y, z, 0.0, type), 0);
         cube.minima[cube.total_minima - 1].mul = mul;
     }
-    void saddle(int x, int y, int z, int type, int mul) {
-        ASSERT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, 0.0, type), 0);
-        ZEMU_saddle& s = cube.saddle[cube.total_saddle - 1];
-        s.tx = x, s.ty = y, s.tz = z, s.mul = mul;
-    }
     void ion(int m, const char* label, double occ) {
         ASSERT_EQ(ZEMU_add_cube_minima_ion(&cube.minima[m], fx::txt(label), occ), 0);
     }
@@ -38,10 +32,8 @@ struct Landscape : fx::Grid {
         int tm = 0, ts = 0;
         for (int i = 0; i < cube.total_minima; ++i) tm = std::max(tm, cube.minima[i].type);
         for (int i = 0; i < cube.total_saddle; ++i) ts = std::max(ts, cube.saddle[i].type);
-        free(cube.minima_type_index);
-        free(cube.saddle_type_index);
-        cube.minima_type_index = (int*)malloc(sizeof(int) * (size_t)(tm + 1));
-        cube.saddle_type_index = (int*)malloc(sizeof(int) * (size_t)(ts + 1));
+        cube.minima_type_index = (int*)realloc(cube.minima_type_index, sizeof(int) * (size_t)(tm + 1));
+        cube.saddle_type_index = (int*)realloc(cube.saddle_type_index, sizeof(int) * (size_t)(ts + 1));
         cube.total_minima_type = tm;
         cube.total_saddle_type = ts;
         ZEMU_refresh_minima_type_index(&cube);
@@ -61,11 +53,6 @@ struct Landscape : fx::Grid {
         }
         return out;
     }
-    Ints ins_labels() const {
-        Ints v;
-        for (int i = 0; i < cube.total_minima; ++i) v.push_back(cube.minima[i].ins_label);
-        return v;
-    }
 };
 
 // A structure with the probe "Li1+" (oxidation state 1) and the given operations.
@@ -75,28 +62,24 @@ struct Structure : fx::Cif {
         type("Li1+", 1.0);
         type("O2-", -2.0);
     }
-    int type_count(const char* label) const {
-        int n = 0;
-        for (int t = 0; t < cif.type_no; ++t) n += strcmp(cif.type[t].label, label) == 0;
-        return n;
-    }
-    // Site k as "label type x y z mul Wyckoff occ ox".
-    std::string line(int k) const {
-        const ZEMU_site& s = cif.site[k];
+    // The types after Li1+ and O2-, then every site as "label type x y z mul Wyckoff occ ox", ";" between them.
+    std::string added() const {
+        std::string out;
+        for (int t = 2; t < cif.type_no; ++t) out += cif.type[t].label + std::string(t + 1 < cif.type_no ? " " : "");
         char buf[128];
-        snprintf(buf, sizeof buf, "%s %s %.12g %.12g %.12g %d %c %.12g %.12g", s.label, s.type, s.x, s.y, s.z, s.mul,
-                 s.Wyckoff, s.occ, s.ox);
-        return buf;
+        for (int k = 0; k < cif.site_no; ++k) {
+            const ZEMU_site& s = cif.site[k];
+            snprintf(buf, sizeof buf, "; %s %s %.12g %.12g %.12g %d %c %.12g %.12g", s.label, s.type, s.x, s.y, s.z,
+                     s.mul, s.Wyckoff, s.occ, s.ox);
+            out += buf;
+        }
+        return out;
     }
 };
 
 }  // namespace
 
-// ---------------------------------------------------------------------------
-// Ion assignment
-// ---------------------------------------------------------------------------
-
-TEST(IonSiteAssignment, IonsGoToTheNearestMinimaAlongA) {
+TEST(IonSiteAssignment, IonsGoToTheNearestMinima) {
     struct Site {
         const char* label;
         const char* type;
@@ -136,48 +119,37 @@ TEST(IonSiteAssignment, IonsGoToTheNearestMinimaAlongA) {
     }
 }
 
-TEST(IonSiteAssignment, MoreEquidistantMinimaThanTheLimitWarnsAndSharesAmong26) {
-    // 30 minima at distance 5 from the ion: the permutations of (0, +-3, +-4) and (+-5, 0, 0).
+TEST(IonSiteAssignment, LimitsWarnAndKeepTheFirst26) {
+    // 30 minima at distance 5 from the ion: the permutations of (0, +-3, +-4) and
+    // (+-5, 0, 0); 26 of them share it. Then 27 labels at one minimum.
     Landscape g(20, 20, 20, 1.0);
-    int type = 0;
     for (int i = -5; i <= 5; ++i)
         for (int j = -5; j <= 5; ++j)
             for (int k = -5; k <= 5; ++k)
-                if (i * i + j * j + k * k == 25) g.minimum(10 + i, 10 + j, 10 + k, ++type);
-    ASSERT_EQ(type, 30);
+                if (i * i + j * j + k * k == 25) g.minimum(10 + i, 10 + j, 10 + k, g.cube.total_minima + 1);
+    ASSERT_EQ(g.cube.total_minima, 30);
     Structure s;
     s.site("Li1", "Li1+", 0.5, 0.5, 0.5);
     EXPECT_EQ(fx::stderr_of([&] { ASSERT_EQ(ZEMU_assign_ion_to_sites(&g.cube, &s.cif), 0); }),
               "Warning: ZEMU_MAX_ION_DELOCALISED_SITES exceeded\n");
-    int sharing = 0;
-    for (int m = 0; m < 30; ++m) {
-        if (g.cube.minima[m].total_ions == 0) continue;
-        ++sharing;
-        ASSERT_EQ(g.cube.minima[m].total_ions, 1);
-        EXPECT_STREQ(g.cube.minima[m].ion[0].label, "Li1");
-        EXPECT_NEAR(g.cube.minima[m].ion[0].occ, 1.0 / 26, 1e-12) << m;
-    }
-    EXPECT_EQ(sharing, 26);
-}
+    const std::string ions = " | " + g.ions() + " | ";
+    int shared = 0;
+    for (size_t p = 0; (p = ions.find(" | Li1:0.0384615384615 | ", p)) != std::string::npos; p += 3) shared++;
+    EXPECT_EQ(shared, 26) << ions;
 
-TEST(IonSiteAssignment, MoreLabelsThanTheLimitWarnsAndKeepsTheFirst26) {
-    Landscape g(50, 10, 10, 0.2);
-    g.minimum(10, 5, 5, 1);
-    Structure s;
+    Landscape one(50, 10, 10, 0.2);
+    one.minimum(10, 5, 5, 1);
+    Structure labels;
     std::string expected;
     for (int k = 1; k <= 27; ++k) {
         const std::string label = "L" + std::to_string(k);
-        s.site(label.c_str(), "Li1+", 0.2, 0.5, 0.5, 1, 0.1);
+        labels.site(label.c_str(), "Li1+", 0.2, 0.5, 0.5, 1, 0.1);
         if (k <= 26) expected += (k > 1 ? " " : "") + label + ":0.1";
     }
-    EXPECT_EQ(fx::stderr_of([&] { ASSERT_EQ(ZEMU_assign_ion_to_sites(&g.cube, &s.cif), 0); }),
+    EXPECT_EQ(fx::stderr_of([&] { ASSERT_EQ(ZEMU_assign_ion_to_sites(&one.cube, &labels.cif), 0); }),
               "Warning: ZEMU_MAX_SITE_ION_TYPE exceeded\n");
-    EXPECT_EQ(g.ions(), expected);
+    EXPECT_EQ(one.ions(), expected);
 }
-
-// ---------------------------------------------------------------------------
-// Interstitial numbering
-// ---------------------------------------------------------------------------
 
 TEST(InterstitialNumbering, EmptyTypesAreNumberedInTurn) {
     struct Case {
@@ -208,84 +180,56 @@ TEST(InterstitialNumbering, EmptyTypesAreNumberedInTurn) {
             ASSERT_EQ(ZEMU_assign_ion_to_sites(&g.cube, &s.cif), 0);
         }
         ZEMU_assign_interstitial_labels(&g.cube, &s.cif);
-        EXPECT_EQ(g.ins_labels(), c.expected);
+        Ints labels;
+        for (int i = 0; i < g.cube.total_minima; ++i) labels.push_back(g.cube.minima[i].ins_label);
+        EXPECT_EQ(labels, c.expected);
     }
 }
 
-// ---------------------------------------------------------------------------
-// Minima and saddle points written into the structure
-// ---------------------------------------------------------------------------
-
-TEST(SitesIntoStructure, InterstitialModeAddsFirstEmptyMemberOfEachType) {
+// Modes 1 (interstitials: the first empty member of each type, "i<n>" of type IS),
+// 2 (each occupied type as a site labelled by its ions, occupancies summed),
+// 3 (the same, numbered from the probe's element), 4 (only the type IS).
+TEST(SitesIntoStructure, MinimaTypesInEveryModeAndSaddleTypes) {
     Landscape g(10, 20, 40, 1.0);
     g.minimum(2, 4, 8, 1, 2);
     g.minimum(8, 16, 32, 1, 2);
     g.minimum(-0.5, 5, 10, 2, 4);  // plateau mean just below the origin on a
     g.minimum(5, 5, 10, 2, 4);
-    g.index_types();
-    g.ion(0, "Li1", 1.0);
-    g.ion(1, "Li1", 1.0);
-    Structure s;
-    ZEMU_assign_interstitial_labels(&g.cube, &s.cif);
-    ASSERT_EQ(ZEMU_add_interstitial_to_cif(&g.cube, &s.cif, 1), 0);
-    ASSERT_EQ(s.cif.site_no, 1);
-    EXPECT_EQ(s.line(0), "i1 IS 0.95 0.25 0.25 4 . 1 0");
-
-    // With every minimum occupied only the type is added.
-    Landscape full(10, 10, 10, 1.0);
-    full.minimum(1, 1, 1, 1);
-    full.index_types();
-    full.ion(0, "Li1", 1.0);
-    Structure t;
-    ASSERT_EQ(ZEMU_add_interstitial_to_cif(&full.cube, &t.cif, 1), 0);
-    EXPECT_EQ(t.cif.site_no, 0);
-    ASSERT_EQ(t.type_count("IS"), 1);
-    EXPECT_DOUBLE_EQ(t.cif.type[t.cif.type_no - 1].ox, 0.0);
-}
-
-TEST(SitesIntoStructure, MobileIonModesAddOneSitePerOccupiedType) {
-    Landscape g(10, 10, 10, 1.0);
-    g.minimum(1, 1, 1, 1, 2);
-    g.minimum(2, 2, 2, 1, 2);
-    g.minimum(5, 5, 5, 2, 1);
     g.minimum(7, 7, 7, 3, 1);
     g.index_types();
     g.ion(0, "Li1", 0.5);
     g.ion(0, "Li2", 0.25);
-    g.ion(2, "Li3", 1.0);
-
-    Structure labelled, numbered, other;
-    ASSERT_EQ(ZEMU_add_interstitial_to_cif(&g.cube, &labelled.cif, 2), 0);
-    ASSERT_EQ(labelled.cif.site_no, 2);
-    EXPECT_EQ(labelled.line(0), "Li1/Li2 Li1+ 0.1 0.1 0.1 2 . 0.75 1");
-    EXPECT_STREQ(labelled.cif.site[1].label, "Li3");
-    EXPECT_EQ(labelled.type_count("IS"), 1);
-
-    ASSERT_EQ(ZEMU_add_interstitial_to_cif(&g.cube, &numbered.cif, 3), 0);
-    ASSERT_EQ(numbered.cif.site_no, 2);
-    EXPECT_STREQ(numbered.cif.site[0].label, "Li1");
-    EXPECT_STREQ(numbered.cif.site[1].label, "Li2");
-    EXPECT_DOUBLE_EQ(numbered.cif.site[1].occ, 1.0);
-
-    ASSERT_EQ(ZEMU_add_interstitial_to_cif(&g.cube, &other.cif, 4), 0);
-    EXPECT_EQ(other.cif.site_no, 0);
-    EXPECT_EQ(other.type_count("IS"), 1);
-}
-
-TEST(SitesIntoStructure, SaddleTypesBecomeSitesS1ToS12) {
-    Landscape g(12, 12, 12, 1.0);
-    for (int t = 1; t <= 12; ++t) {
-        g.saddle(t - 1, 0, 6, t, t);
-        if (t == 5) g.saddle(0, 11, 11, t, t);  // a second member is not written
+    g.ion(1, "Li1", 1.0);
+    g.ion(4, "Li3", 1.0);
+    ZEMU_assign_interstitial_labels(&g.cube, nullptr);
+    const char* expected[] = {
+        "IS; i1 IS 0.95 0.25 0.25 4 . 1 0",
+        "IS; Li1/Li2 Li1+ 0.2 0.2 0.2 2 . 0.75 1; Li3 Li1+ 0.7 0.35 0.175 1 . 1 1",
+        "IS; Li1 Li1+ 0.2 0.2 0.2 2 . 0.75 1; Li2 Li1+ 0.7 0.35 0.175 1 . 1 1",
+        "IS",
+    };
+    for (int mode = 1; mode <= 4; ++mode) {
+        Structure s;
+        ASSERT_EQ(ZEMU_add_interstitial_to_cif(&g.cube, &s.cif, mode), 0);
+        EXPECT_EQ(s.added(), expected[mode - 1]) << mode;
     }
-    g.index_types();
+
+    // Saddle types s1 ... s12, the first member of each; the mobile-ion type gives the charge 0.
+    Landscape h(12, 12, 12, 1.0);
+    std::string sites = "SD";
+    for (int t = 1; t <= 12; ++t) {
+        ASSERT_EQ(ZEMU_add_cube_saddle_point(&h.cube, t - 1, 0, 6, 0.0, t), 0);
+        ZEMU_saddle& sd = h.cube.saddle[h.cube.total_saddle - 1];
+        sd.tx = t - 1, sd.ty = 0, sd.tz = 6, sd.mul = t;
+        if (t == 5) {
+            ASSERT_EQ(ZEMU_add_cube_saddle_point(&h.cube, 0, 11, 11, 0.0, t), 0);  // not written
+        }
+        char row[96];
+        snprintf(row, sizeof row, "; s%d SD %.12g 0 0.5 %d . 1 0", t, (t - 1) / 12.0, t);
+        sites += row;
+    }
+    h.index_types();
     Structure s;
-    ASSERT_EQ(ZEMU_add_saddle_to_cif(&g.cube, &s.cif), 0);
-    ASSERT_EQ(s.cif.site_no, 12);
-    EXPECT_EQ(s.type_count("SD"), 1);
-    for (int t = 1; t <= 12; ++t) {
-        char expected[96];
-        snprintf(expected, sizeof expected, "s%d SD %.12g 0 0.5 %d . 1 0", t, (t - 1) / 12.0, t);
-        EXPECT_EQ(s.line(t - 1), expected);
-    }
+    ASSERT_EQ(ZEMU_add_saddle_to_cif(&h.cube, &s.cif), 0);
+    EXPECT_EQ(s.added(), sites);
 }
