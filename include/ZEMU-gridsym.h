@@ -48,8 +48,8 @@ int ZEMU_add_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym, int x, int y, int 
 int ZEMU_add_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym, int x, int y, int z);
 void ZEMU_free_asymmetric_unit(ZEMU_asymmetric_unit* asym);
 int ZEMU_find_asymmetric_unit(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym);
-int ZEMU_eval_grid_for_asymmetric_unit(int**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
-                                       int i, int j, int k);
+int ZEMU_eval_grid_for_asymmetric_unit(char**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
+                                        int i, int j, int k);
 
 // Symmetric smoothing (prints the kernel's centre weight) and the global minimum over the unit.
 int ZEMU_smooth_cube_with_symmetry(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym);

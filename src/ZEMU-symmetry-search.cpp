@@ -71,13 +71,13 @@ void ZEMU_free_asymmetric_unit(ZEMU_asymmetric_unit* asym) {
 // Finding the asymmetric unit
 // ---------------------------------------------------------------------------
 
-int ZEMU_eval_grid_for_asymmetric_unit(int**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
-                                       int i, int j, int k) {
+int ZEMU_eval_grid_for_asymmetric_unit(char**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
+                                        int i, int j, int k) {
     if (i < 0 || j < 0 || k < 0 || i >= cube->a_grid || j >= cube->b_grid || k >= cube->c_grid) {
         fprintf(stderr, "Error: Invalid input to ZEMU_eval_grid_for_asymmetric_unit()\n");
         return 1;
     }
-    int*** marks = *mark;
+    char*** marks = *mark;
     if (marks[i][j][k] == 1) return 0;
     if (ZEMU_add_asymmetric_unit_grid(asym, i, j, k)) return 1;
     if (ZEMU_cube_energy(cube, i, j, k) < cube->global_minimum + kLowEnergyWindow &&
@@ -96,13 +96,11 @@ int ZEMU_find_asymmetric_unit(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_un
         fprintf(stderr, "Error: Invalid input to ZEMU_find_asymmetric_unit()\n");
         return 1;
     }
-    int*** mark = nullptr;
-    if (ZEMU_alloc_3D_int_array(&mark, na, nb, nc)) {
-        ZEMU_free_3D_int_array(&mark, na, nb);
+    char*** mark = nullptr;  // 1 where a representative or one of its images lies
+    if (ZEMU_calloc_3D_char_array(&mark, na, nb, nc)) {
+        ZEMU_free_3D_char_array(&mark, na, nb);
         return 1;
     }
-    for (int i = 0; i < na; i++)
-        for (int j = 0; j < nb; j++) memset(mark[i][j], 0, (size_t)nc * sizeof(int));
     ZEMU_free_asymmetric_unit(asym);
 
     // Cubic shells from the origin over indices 0 .. N-2 of each axis: the last
@@ -132,7 +130,7 @@ int ZEMU_find_asymmetric_unit(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_un
                     failed = ZEMU_eval_grid_for_asymmetric_unit(&mark, cube, cif, asym, x, y, z);
         }
     }
-    ZEMU_free_3D_int_array(&mark, na, nb);
+    ZEMU_free_3D_char_array(&mark, na, nb);
     return failed;
 }
 

@@ -2,7 +2,6 @@
 // points written into the structure.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <string>
@@ -27,15 +26,12 @@ struct Landscape : fx::Grid {
     void ion(int m, const char* label, double occ) {
         ASSERT_EQ(ZEMU_add_cube_minima_ion(&cube.minima[m], fx::txt(label), occ), 0);
     }
-    // Type counts and type_index for lists whose types were set by hand.
+    // Type counts and type_index for lists whose types were set by hand (the last entry's type).
     void index_types() {
-        int tm = 0, ts = 0;
-        for (int i = 0; i < cube.total_minima; ++i) tm = std::max(tm, cube.minima[i].type);
-        for (int i = 0; i < cube.total_saddle; ++i) ts = std::max(ts, cube.saddle[i].type);
-        cube.minima_type_index = (int*)realloc(cube.minima_type_index, sizeof(int) * (size_t)(tm + 1));
-        cube.saddle_type_index = (int*)realloc(cube.saddle_type_index, sizeof(int) * (size_t)(ts + 1));
-        cube.total_minima_type = tm;
-        cube.total_saddle_type = ts;
+        cube.total_minima_type = cube.total_minima ? cube.minima[cube.total_minima - 1].type : 0;
+        cube.total_saddle_type = cube.total_saddle ? cube.saddle[cube.total_saddle - 1].type : 0;
+        cube.minima_type_index = (int*)realloc(cube.minima_type_index, sizeof(int) * (cube.total_minima_type + 1));
+        cube.saddle_type_index = (int*)realloc(cube.saddle_type_index, sizeof(int) * (cube.total_saddle_type + 1));
         ZEMU_refresh_minima_type_index(&cube);
         ZEMU_refresh_saddle_type_index(&cube);
     }
@@ -44,10 +40,10 @@ struct Landscape : fx::Grid {
         std::string out;
         char buf[64];
         for (int m = 0; m < cube.total_minima; ++m) {
-            out += m ? " | " : "";
-            if (cube.minima[m].total_ions == 0) out += "-";
-            for (int k = 0; k < cube.minima[m].total_ions; ++k) {
-                snprintf(buf, sizeof buf, "%s%s:%.12g", k ? " " : "", cube.minima[m].ion[k].label, cube.minima[m].ion[k].occ);
+            const ZEMU_minima& p = cube.minima[m];
+            out += std::string(m ? " | " : "") + (p.total_ions ? "" : "-");
+            for (int k = 0; k < p.total_ions; ++k) {
+                snprintf(buf, sizeof buf, "%s%s:%.12g", k ? " " : "", p.ion[k].label, p.ion[k].occ);
                 out += buf;
             }
         }
@@ -65,7 +61,7 @@ struct Structure : fx::Cif {
     // The types after Li1+ and O2-, then every site as "label type x y z mul Wyckoff occ ox", ";" between them.
     std::string added() const {
         std::string out;
-        for (int t = 2; t < cif.type_no; ++t) out += cif.type[t].label + std::string(t + 1 < cif.type_no ? " " : "");
+        for (int t = 2; t < cif.type_no; ++t) out += cif.type[t].label;
         char buf[128];
         for (int k = 0; k < cif.site_no; ++k) {
             const ZEMU_site& s = cif.site[k];
