@@ -1,11 +1,7 @@
-// End-to-end runs of zemu through the site analysis (grid symmetry, the symmetric
-// stationary-point search, grouping into types, mobile-ion site assignment and
-// interstitial labels), seen through the minimum and saddle reports and compared
-// byte for byte with the reports kept in tests/data/sites/.
-//
-// The synthetic landscapes (fixtures.h) have separable energies: a minimum where
-// every axis sits in a well, a saddle where exactly one axis sits on a maximum.
-// The first axis dominates, so every other point lies on a single slope.
+// End-to-end runs of zemu through the site analysis, comparing the minimum and
+// saddle reports byte for byte with those kept in tests/data/sites/. The synthetic
+// landscapes (fixtures.h) have separable energies: a minimum where every axis sits
+// in a well, a saddle where exactly one axis sits on a maximum.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -30,11 +26,14 @@ void expect_report(const std::string& golden, const std::vector<std::string>& in
     EXPECT_EQ(r.out, zemu_test::slurp(zemu_test::data_file("sites/" + golden)));
 }
 
-void expect_synthetic_report(const std::string& golden, const std::string& cube, const std::string& cif) {
+void expect_synthetic_report(const std::string& golden, const std::string& cube, const std::string& cif,
+                             const std::vector<std::string>& options = {}) {
     zemu_test::WorkDir files(false);
     files.write("l.cube", cube);
     files.write("s.cif", cif);
-    expect_report(golden, {"--cube", files.file("l.cube"), "--cif", files.file("s.cif"), "Li1+"});
+    std::vector<std::string> args = {"--cube", files.file("l.cube"), "--cif", files.file("s.cif"), "Li1+"};
+    args.insert(args.end(), options.begin(), options.end());
+    expect_report(golden, args);
 }
 
 const char kLi1[] = "Li1 Li1+ 0.25 0.5 0.5 1.0";
@@ -43,26 +42,25 @@ const char kLi1[] = "Li1 Li1+ 0.25 0.5 0.5 1.0";
 
 // "pair": P as in "wells", Q = 0.6 cos(2 pi j/8), R = 0.3 cos(2 pi k/8) under P-1.
 // Minima (2,4,4) and (6,4,4), images of each other; saddles (2,4,0)/(6,4,0) at 0.6,
-// (2,0,4)/(6,0,4) at 1.2, (4,4,4) at 1.9 and (0,4,4) at 2.1 above the minimum. The
+// (2,0,4)/(6,0,4) at 1.2, (4,4,4) at 1.9 and (0,4,4) at 2.1 above the minimum; the
 // type sort (a heap sort of the keys 3,4,1,1,2,2) puts (6,4,0) before (2,4,0).
-// Li1 sits on both minima (occupancy 1); Li2 at (4,4,4) is two steps from each and
-// shares 1/2 with both, on lines of their own, the type label joining the labels.
-// "wells" (fixtures.h): Li1 takes the lowest of four types, the others are i1..i3
-// by energy; with no Li site every type is interstitial, from i1.
+// Li1 sits on both minima; Li2 at (4,4,4) is two steps from each and shares 1/2
+// with both, the type label joining the labels. "wells" (fixtures.h): Li1 takes the
+// lowest of four types, the others are i1..i3 by energy; with no Li site, i1..i4.
 TEST(RunSites, SeparableLandscapesUnderInversion) {
     const std::string pair = cube_text(wells_p(), scaled(0.6, kCos1), scaled(0.3, kCos1));
     expect_synthetic_report("pair_li1.txt", pair, cif_text(kP1bar, {kLi1}));
     expect_synthetic_report("pair_li1_li2.txt", pair, cif_text(kP1bar, {kLi1, "Li2 Li1+ 0.5 0.5 0.5 1.0"}));
+    expect_synthetic_report("pair_smoothed.txt", pair, cif_text(kP1bar, {kLi1}), {"--smooth-cube"});
     expect_synthetic_report("wells_li1.txt", wells_cube(), cif_text(kP1bar, {kLi1}));
     expect_synthetic_report("wells_no_li.txt", wells_cube(), cif_text(kP1bar, {"O1 O2- 0.0 0.0 0.0 1.0"}));
 }
 
 // "plateau": x,y,z and -x+1/8,y,z (planes 0<->1, 2<->7, 3<->6, 4<->5) with a flat
-// well on i = 0,1 and a flat top on i = 4,5. The two images of the minimum merge at
-// true x 0.5 (an exact half goes to the first image's index), fractional 0.0625
-// printed 0.062 (halves round to even). "boundary": the same moved across the cell
-// edge (-x+7/8: well on 7,0, top on 3,4); the merge takes the periodic image, mean
-// -0.5, wrapped to 7.5. Li1 lies on the mirror in both, half a step from the minimum.
+// well on i = 0,1 and a flat top on i = 4,5: the two images of the minimum merge at
+// true x 0.5, fractional 0.0625 printed 0.062 (halves round to even). "boundary":
+// the same across the cell edge (-x+7/8: well on 7,0, top on 3,4); the merge takes
+// the periodic image, mean -0.5, wrapped to 7.5. Li1 lies on the mirror in both.
 TEST(RunSites, PlateauImagesOnAMirrorMergeHalfwayAlsoAcrossTheCellBoundary) {
     const Profile plateau = {{-1, -1, -0.4, 0.4, 1, 1, 0.4, -0.4}}, boundary = {{-1, -0.4, 0.4, 1, 1, 0.4, -0.4, -1}};
     expect_synthetic_report("plateau.txt", cube_text(plateau, scaled(0.6, kCos1), scaled(0.3, kCos1)),
@@ -72,7 +70,7 @@ TEST(RunSites, PlateauImagesOnAMirrorMergeHalfwayAlsoAcrossTheCellBoundary) {
 }
 
 // The bundled examples: the lowest type holds the mobile ion, one copy of its site
-// (4a of P n m a; 8c of P b c a) per minimum, the others are interstitials.
+// (4a of P n m a; 8c of P b c a) per minimum; the others are interstitials.
 TEST(RunSites, BundledExamples) {
     for (const char* name : {"LiFePO4", "Na2UO4"}) {
         const std::string base = std::string("examples/") + name + "/";
