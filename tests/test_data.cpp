@@ -24,10 +24,9 @@ TEST(BuiltInData, TablesHoldEveryRowOfTheirFiles) {
         EXPECT_EQ(std::make_tuple(p->r0, p->alpha, p->r_min, p->d0), std::make_tuple(r0, alpha, r_min, d0)) << line;
     }
     EXPECT_EQ(ZEMU_data_bv_pair_count(), row);
-    // States must match exactly; the sign belongs to the anion; symbols are case-sensitive.
-    EXPECT_EQ(ZEMU_data_find_bv_pair("Li", 2, "O", -2), nullptr);
-    EXPECT_EQ(ZEMU_data_find_bv_pair("Li", 1, "O", 2), nullptr);
-    EXPECT_EQ(ZEMU_data_find_bv_pair("li", 1, "O", -2), nullptr);
+    // States must match exactly, the sign belongs to the anion, symbols are case-sensitive.
+    for (auto p : {std::make_tuple("Li", 2, -2), std::make_tuple("Li", 1, 2), std::make_tuple("li", 1, -2)})
+        EXPECT_EQ(ZEMU_data_find_bv_pair(std::get<0>(p), std::get<1>(p), "O", std::get<2>(p)), nullptr);
 
     std::istringstream elements(zemu_test::slurp(zemu_test::source_file("data/elements.csv")));
     std::getline(elements, line);

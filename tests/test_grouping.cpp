@@ -12,7 +12,6 @@
 #include "fixtures.h"
 
 using Ops = std::vector<std::string>;
-using Ints = std::vector<int>;
 
 namespace {
 
@@ -73,15 +72,61 @@ std::string listing(const P* points, int n, const int* type_index, int types) {
 std::string minima(const ZEMU_cube& c) { return listing(c.minima, c.total_minima, c.minima_type_index, c.total_minima_type); }
 std::string saddles(const ZEMU_cube& c) { return listing(c.saddle, c.total_saddle, c.saddle_type_index, c.total_saddle_type); }
 
+bool within_one_step_of_an_image(ZEMU_cube* c, int x, int y, int z, int px, int py, int pz) {
+    auto near = [](int a, int b, int n) { return ((a - b) % n + n + 1) % n <= 2; };  // a - b is -1, 0 or 1 mod n
+    return near(x, px, c->a_grid) && near(y, py, c->b_grid) && near(z, pz, c->c_grid);
+}
+
+// Adjacent types, then plateaus, deleting through the public operations as they are met.
+void literal_saddle_cleanup(ZEMU_cube* c) {
+    for (int t = 1; t <= c->total_saddle_type; ++t) {
+        ZEMU_saddle f = c->saddle[c->saddle_type_index[t]];
+        int u = t + 1;
+        while (u <= c->total_saddle_type) {
+            ZEMU_saddle g = c->saddle[c->saddle_type_index[u]];
+            if (within_one_step_of_an_image(c, g.x, g.y, g.z, f.x, f.y, f.z))
+                ASSERT_EQ(ZEMU_delete_saddle_type(c, u), 0);
+            else
+                ++u;
+        }
+    }
+    for (int t = 1; t <= c->total_saddle_type; ++t) {
+        int i = c->saddle_type_index[t];
+        while (i < c->total_saddle && c->saddle[i].type == t) {
+            zemu_kernel::ScopedPlateau plateau;
+            ZEMU_saddle* s = &c->saddle[i];
+            ASSERT_NE(ZEMU_find_same_energy_neighbours(c, plateau.get(), s->x, s->y, s->z), 1);
+            const ZEMU_same_energy_grid_list& p = *plateau.get();
+            if (p.total > 27) {
+                ASSERT_EQ(ZEMU_delete_saddle_type(c, t), 0);
+                --t;
+                break;
+            }
+            double sum[3] = {0, 0, 0};
+            for (int q = 0; q < p.total; ++q) sum[0] += p.item[q].x, sum[1] += p.item[q].y, sum[2] += p.item[q].z;
+            s->tx = sum[0] / p.total, s->ty = sum[1] / p.total, s->tz = sum[2] / p.total;
+            const int own[3] = {s->x, s->y, s->z};  // deletions below may move the list
+            for (int q = 0; q < p.total; ++q) {
+                const ZEMU_cube_triple_index& r = p.item[q];
+                if (r.x == own[0] && r.y == own[1] && r.z == own[2]) continue;
+                for (int j = i + 1; j < c->total_saddle && c->saddle[j].type == t; ++j) {
+                    if (!within_one_step_of_an_image(c, c->saddle[j].x, c->saddle[j].y, c->saddle[j].z, r.x, r.y, r.z))
+                        continue;
+                    ASSERT_EQ(ZEMU_delete_saddle(c, j), 0);
+                    break;
+                }
+            }
+            ++i;
+        }
+    }
+    ZEMU_refresh_saddle_type_index(c);
+}
+
 }  // namespace
 
 TEST(TypeGrouping, TypesAreNumberedByEnergyAndCarryTheirMultiplicity) {
-    struct Case {
-        const char* what;
-        Ops ops;
-        std::vector<std::array<double, 4>> points;  // x y z e
-        const char* expected;
-    };
+    // points: x y z e
+    struct Case { const char* what; Ops ops; std::vector<std::array<double, 4>> points; const char* expected; };
     const Case cases[] = {
         {"the lower-energy type first", kNone, {{1, 1, 1, -2.0}, {5, 5, 5, -3.0}}, "5 5 5 t1 m0; 1 1 1 t2 m0; | 0 1"},
         {"without structure every point, even one listed twice, is a type of multiplicity 0", kNone,
@@ -136,60 +181,6 @@ TEST(TypeDeletion, IonListsTravelWithTheirMinimaAndCapacityHalves) {
     EXPECT_EQ(minima(g.cube), "1 8 7 t1 m4; 1 2 3 t1 m4; 9 2 7 t1 m4; 9 8 3 t1 m4 Na2; | 0");
     EXPECT_EQ(g.cube.total_minima_cap, 4);
 }
-
-namespace {
-
-bool within_one_step_of_an_image(ZEMU_cube* c, int x, int y, int z, int px, int py, int pz) {
-    auto near = [](int a, int b, int n) { return ((a - b) % n + n + 1) % n <= 2; };  // a - b is -1, 0 or 1 mod n
-    return near(x, px, c->a_grid) && near(y, py, c->b_grid) && near(z, pz, c->c_grid);
-}
-
-// Adjacent types, then plateaus, deleting through the public operations as they are met.
-void literal_saddle_cleanup(ZEMU_cube* c) {
-    for (int t = 1; t <= c->total_saddle_type; ++t) {
-        ZEMU_saddle f = c->saddle[c->saddle_type_index[t]];
-        int u = t + 1;
-        while (u <= c->total_saddle_type) {
-            ZEMU_saddle g = c->saddle[c->saddle_type_index[u]];
-            if (within_one_step_of_an_image(c, g.x, g.y, g.z, f.x, f.y, f.z))
-                ASSERT_EQ(ZEMU_delete_saddle_type(c, u), 0);
-            else
-                ++u;
-        }
-    }
-    for (int t = 1; t <= c->total_saddle_type; ++t) {
-        int i = c->saddle_type_index[t];
-        while (i < c->total_saddle && c->saddle[i].type == t) {
-            zemu_kernel::ScopedPlateau plateau;
-            ZEMU_saddle* s = &c->saddle[i];
-            ASSERT_NE(ZEMU_find_same_energy_neighbours(c, plateau.get(), s->x, s->y, s->z), 1);
-            const ZEMU_same_energy_grid_list& p = *plateau.get();
-            if (p.total > 27) {
-                ASSERT_EQ(ZEMU_delete_saddle_type(c, t), 0);
-                --t;
-                break;
-            }
-            double sum[3] = {0, 0, 0};
-            for (int q = 0; q < p.total; ++q) sum[0] += p.item[q].x, sum[1] += p.item[q].y, sum[2] += p.item[q].z;
-            s->tx = sum[0] / p.total, s->ty = sum[1] / p.total, s->tz = sum[2] / p.total;
-            const int own[3] = {s->x, s->y, s->z};  // deletions below may move the list
-            for (int q = 0; q < p.total; ++q) {
-                const ZEMU_cube_triple_index& r = p.item[q];
-                if (r.x == own[0] && r.y == own[1] && r.z == own[2]) continue;
-                for (int j = i + 1; j < c->total_saddle && c->saddle[j].type == t; ++j) {
-                    if (!within_one_step_of_an_image(c, c->saddle[j].x, c->saddle[j].y, c->saddle[j].z, r.x, r.y, r.z))
-                        continue;
-                    ASSERT_EQ(ZEMU_delete_saddle(c, j), 0);
-                    break;
-                }
-            }
-            ++i;
-        }
-    }
-    ZEMU_refresh_saddle_type_index(c);
-}
-
-}  // namespace
 
 TEST(SaddleCleanUp, CleanUpMatchesDeletingOneAtATime) {
     const std::vector<Ops> groups = {kNone, {"x,y,z", "-x,y,z"}, k222, kMmm, {"x,y,z", "-x+1/2,-y,z+1/2", "-x,y,-z"}};

@@ -98,10 +98,8 @@ int analyse(ZEMU_run_result* result) {
 }
 
 // The analysis with allocation nth refused, in a child process (a failed append
-// without a failure result ends the program): its exit code, 0 for the reference
-// result, 1 for a failure, 2 for another result, -1 for no normal exit (under the
-// address sanitizer the child's exit also checks for leaks: 23 when it finds one);
-// its standard error in *err.
+// without a failure result ends the program). Its exit code: 0 the reference result,
+// 1 failed, 2 another result, -1 no normal exit, 23 a leak found under the sanitizer.
 int analyse_refusing(int nth, const ZEMU_run_result& reference, std::string* err) {
     int fds[2];
     if (pipe(fds) != 0) return -1;

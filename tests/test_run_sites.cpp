@@ -40,13 +40,11 @@ const char kLi1[] = "Li1 Li1+ 0.25 0.5 0.5 1.0";
 
 }  // namespace
 
-// "pair": P as in "wells", Q = 0.6 cos(2 pi j/8), R = 0.3 cos(2 pi k/8) under P-1.
-// Minima (2,4,4) and (6,4,4), images of each other; saddles (2,4,0)/(6,4,0) at 0.6,
-// (2,0,4)/(6,0,4) at 1.2, (4,4,4) at 1.9 and (0,4,4) at 2.1 above the minimum; the
-// type sort (a heap sort of the keys 3,4,1,1,2,2) puts (6,4,0) before (2,4,0).
-// Li1 sits on both minima; Li2 at (4,4,4) is two steps from each and shares 1/2
-// with both, the type label joining the labels. "wells" (fixtures.h): Li1 takes the
-// lowest of four types, the others are i1..i3 by energy; with no Li site, i1..i4.
+// "pair": P as in "wells", Q = 0.6 cos(2 pi j/8), R = 0.3 cos(2 pi k/8) under P-1:
+// minima (2,4,4) and (6,4,4), saddles (2,4,0)/(6,4,0), (2,0,4)/(6,0,4), (4,4,4) and
+// (0,4,4). Li1 sits on both minima; Li2 at (4,4,4), two steps from each, shares 1/2
+// with both. "wells" (fixtures.h): Li1 takes the lowest of four types, the others are
+// i1..i3 by energy; with no Li site, i1..i4.
 TEST(RunSites, SeparableLandscapesUnderInversion) {
     const std::string pair = cube_text(wells_p(), scaled(0.6, kCos1), scaled(0.3, kCos1));
     expect_synthetic_report("pair_li1.txt", pair, cif_text(kP1bar, {kLi1}));
@@ -56,11 +54,9 @@ TEST(RunSites, SeparableLandscapesUnderInversion) {
     expect_synthetic_report("wells_no_li.txt", wells_cube(), cif_text(kP1bar, {"O1 O2- 0.0 0.0 0.0 1.0"}));
 }
 
-// "plateau": x,y,z and -x+1/8,y,z (planes 0<->1, 2<->7, 3<->6, 4<->5) with a flat
-// well on i = 0,1 and a flat top on i = 4,5: the two images of the minimum merge at
-// true x 0.5, fractional 0.0625 printed 0.062 (halves round to even). "boundary":
-// the same across the cell edge (-x+7/8: well on 7,0, top on 3,4); the merge takes
-// the periodic image, mean -0.5, wrapped to 7.5. Li1 lies on the mirror in both.
+// "plateau": x,y,z and -x+1/8,y,z with a flat well on i = 0,1: the two images of
+// the minimum merge at true x 0.5 (fractional 0.0625, printed 0.062). "boundary": the
+// same across the cell edge (-x+7/8, well on 7,0): merged at -0.5, wrapped to 7.5.
 TEST(RunSites, PlateauImagesOnAMirrorMergeHalfwayAlsoAcrossTheCellBoundary) {
     const Profile plateau = {{-1, -1, -0.4, 0.4, 1, 1, 0.4, -0.4}}, boundary = {{-1, -0.4, 0.4, 1, 1, 0.4, -0.4, -1}};
     expect_synthetic_report("plateau.txt", cube_text(plateau, scaled(0.6, kCos1), scaled(0.3, kCos1)),

@@ -1,7 +1,6 @@
 // End-to-end runs of the structure reports and the structure reader's failures.
-// tests/data/sites/shared_site.cif: a small cell whose mobile Li site shares its
-// position with Na (same multiplicity and Wyckoff letter, 0.2 Angstrom apart along
-// a); the other structures there each break it in one place.
+// shared_site.cif: a cell whose Li site shares its place with Na (same multiplicity
+// and Wyckoff letter, 0.2 Angstrom apart); the other structures each break it once.
 #include <gtest/gtest.h>
 
 #include <string>

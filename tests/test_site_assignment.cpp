@@ -49,13 +49,9 @@ struct Structure : fx::Cif {
 
 TEST(IonSiteAssignment, IonsGoToTheNearestMinima) {
     struct Site { const char* label; const char* type; double x, occ; };
-    struct Case {
-        const char* what;
-        std::vector<std::array<int, 3>> minima;  // a index, type, multiplicity on a 50 x 10 x 10 grid
-        std::vector<Site> sites;                 // at y = z = 0.5
-        const char* expected;
-        int runs;
-    };
+    // minima: a index, type and multiplicity on a 50 x 10 x 10 grid; sites at y = z = 0.5
+    struct Case { const char* what; std::vector<std::array<int, 3>> minima; std::vector<Site> sites; const char* expected;
+                  int runs; };
     const Case cases[] = {
         {"a coordinate just below one rounds onto point zero", {{0, 1, 1}, {49, 2, 1}}, {{"Li1", "Li1+", 0.999, 1.0}},
          "Li1:1 | -", 1},
