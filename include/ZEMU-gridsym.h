@@ -42,16 +42,14 @@ int ZEMU_is_symmetrically_related(ZEMU_cif* cif, ZEMU_cube* cube, int x1, int y1
 // Rounds a merged coordinate a; an exact half resolves to b, the first image's own index.
 int ZEMU_round_copies(double a, int b);
 
-// Asymmetric unit.
+// Asymmetric unit. The appenders give 0, or 1 with the list as it was when memory runs out.
 void ZEMU_init_asymmetric_unit(ZEMU_asymmetric_unit* asym);
-int ZEMU_alloc_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym);
-int ZEMU_alloc_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym);
 int ZEMU_add_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym, int x, int y, int z);
 int ZEMU_add_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym, int x, int y, int z);
 void ZEMU_free_asymmetric_unit(ZEMU_asymmetric_unit* asym);
 int ZEMU_find_asymmetric_unit(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym);
-int ZEMU_eval_grid_for_asymmetric_unit(int**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
-                                       int i, int j, int k);
+int ZEMU_eval_grid_for_asymmetric_unit(char**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
+                                        int i, int j, int k);
 
 // Symmetric smoothing (prints the kernel's centre weight) and the global minimum over the unit.
 int ZEMU_smooth_cube_with_symmetry(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym);

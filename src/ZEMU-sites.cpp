@@ -77,9 +77,8 @@ bool prepare_ion_copies(ZEMU_minima* items, int from, int to, std::vector<ZEMU_s
     for (int m = from; m < to; ++m) {
         ZEMU_minima* src = &items[m];
         if (src->total_ions_cap <= 0 || src->ion == nullptr) continue;
-        ZEMU_site_occupied_ion* ion =
-            (ZEMU_site_occupied_ion*)malloc(sizeof(ZEMU_site_occupied_ion) * (size_t)src->total_ions_cap);
-        if (ion == nullptr) {
+        ZEMU_site_occupied_ion* ion = nullptr;
+        if (zemu_kernel::resize_array(&ion, src->total_ions_cap)) {
             for (ZEMU_site_occupied_ion* p : fresh) free(p);
             return false;
         }
@@ -174,16 +173,9 @@ int delete_type(PointList<Point> list, int type, const OperationNames& names) {
     // Lists that lose whole groups shrink by halving.
     if (list.cap >= 2 * list.total && list.cap > 0) {
         int new_cap = list.cap / 2;
-        if (new_cap == 0) {
-            free(list.items);
-            list.items = nullptr;
-        } else {
-            Point* shrunk = (Point*)realloc(list.items, sizeof(Point) * (size_t)new_cap);
-            if (shrunk == nullptr) {
-                print_memory_error(names.remove_type);
-                return 1;
-            }
-            list.items = shrunk;
+        if (zemu_kernel::resize_array(&list.items, new_cap)) {
+            print_memory_error(names.remove_type);
+            return 1;
         }
         list.cap = new_cap;
     }
@@ -216,7 +208,15 @@ int delete_point(PointList<Point> list, int index, const OperationNames& names) 
 }
 
 // ---------------------------------------------------------------------------
-// Grouping
+// Grouping, in seven steps (minima take the first five, saddle points all):
+//   1. one type per orbit under the grid operations, numbered in list order;
+//   2. each type takes its members' energy;
+//   3. the types are renumbered by ascending energy (heap order for equal ones);
+//   4. the list is sorted by type through the heap;
+//   5. type_index is rebuilt;
+//   6. of two saddle types whose first members are grid neighbours, the higher goes;
+//   7. saddle types on large plateaus go; the others take the plateau mean and
+//      lose the members their plateau already covers.
 // ---------------------------------------------------------------------------
 
 struct GridKey {
@@ -290,13 +290,24 @@ int assign_orbits(ZEMU_cube* cube, ZEMU_cif* cif, PointList<Point> list) {
     return counter;
 }
 
-// Steps 2-5: number the types by ascending energy (heap order for equal
-// energies), sort the list by type through the heap, rebuild type_index.
+// Steps 2 to 5. Every array is allocated before the list changes, so a failure
+// leaves it as step 1 left it.
 template <typename Point>
 bool number_and_sort(PointList<Point> list, int types) {
     std::vector<double> energy((size_t)types, 0.0);
     std::vector<int> ids((size_t)types);
     std::vector<int> new_number((size_t)types + 1, 0);
+    std::vector<double> keys((size_t)list.total);
+    std::vector<int> pos((size_t)list.total);
+    int* type_index = nullptr;
+    Point* sorted = nullptr;
+    const int cap = list.cap > list.total ? list.cap : list.total;
+    if (zemu_kernel::resize_array(&type_index, types + 1) ||
+        (list.total > 0 && zemu_kernel::resize_array(&sorted, cap))) {
+        free(type_index);
+        return false;
+    }
+
     for (int i = 0; i < list.total; ++i) {
         int t = list.items[i].type;
         if (t >= 1 && t <= types) energy[(size_t)t - 1] = list.items[i].e;
@@ -314,15 +325,10 @@ bool number_and_sort(PointList<Point> list, int types) {
     }
 
     if (list.total > 0) {
-        std::vector<double> keys((size_t)list.total);
-        std::vector<int> pos((size_t)list.total);
         for (int i = 0; i < list.total; ++i) {
             keys[(size_t)i] = (double)list.items[i].type;
             pos[(size_t)i] = i;
         }
-        int cap = list.cap > list.total ? list.cap : list.total;
-        Point* sorted = (Point*)malloc(sizeof(Point) * (size_t)cap);
-        if (sorted == nullptr) return false;
         int left = list.total;
         heap_heapify(keys.data(), pos.data(), left, 0);
         for (int k = 0; k < list.total; ++k) sorted[k] = list.items[heap_extract(keys.data(), pos.data(), &left, 0)];
@@ -332,8 +338,6 @@ bool number_and_sort(PointList<Point> list, int types) {
         list.cap = cap;
     }
 
-    int* type_index = (int*)malloc(sizeof(int) * (size_t)(types + 1));
-    if (type_index == nullptr) return false;
     free(list.type_index);
     type_index[0] = 0;
     list.type_index = type_index;
@@ -346,7 +350,6 @@ template <typename Point>
 int group_by_symmetry(ZEMU_cube* cube, ZEMU_cif* cif, PointList<Point> list, const OperationNames& names) {
     try {
         int types = assign_orbits(cube, cif, list);
-        list.total_type = types;
         if (!number_and_sort(list, types)) {
             print_memory_error(names.group);
             return 1;
@@ -425,17 +428,10 @@ public:
         cube_->total_saddle = kept;
         cube_->total_saddle_type = types - gone;
         if (cap_ != cube_->total_saddle_cap) {
-            if (cap_ == 0) {
-                free(cube_->saddle);
-                cube_->saddle = nullptr;
-            } else {
-                ZEMU_saddle* shrunk = (ZEMU_saddle*)realloc(cube_->saddle, sizeof(ZEMU_saddle) * (size_t)cap_);
-                if (shrunk == nullptr) {
-                    print_memory_error(kSaddleNames.remove_type);
-                    ZEMU_refresh_saddle_type_index(cube_);
-                    return 1;
-                }
-                cube_->saddle = shrunk;
+            if (zemu_kernel::resize_array(&cube_->saddle, cap_)) {
+                print_memory_error(kSaddleNames.remove_type);
+                ZEMU_refresh_saddle_type_index(cube_);
+                return 1;
             }
             cube_->total_saddle_cap = cap_;
         }

@@ -21,11 +21,15 @@ const int kSmoothShell = 5;
 const double kSmoothSigma = 0.15;
 const double kSqrtTwoPi = 2.5066282746310002;
 
-// Growth shared by both point arrays, saying so when memory runs out.
-int grow_points(ZEMU_xyz_int** array, int count, int* cap) {
-    if (zemu_kernel::grow_array(array, count, cap) == 0) return 0;
-    fprintf(stderr, "Error: Memory allocation problem\n");
-    return 1;
+// Appends (x, y, z) to a point array of *total entries; 0, or 1 with the array
+// as it was and a message when memory runs out.
+int append_point(ZEMU_xyz_int** array, int* total, int* cap, int x, int y, int z) {
+    if (zemu_kernel::grow_array(array, *total + 1, cap)) {
+        fprintf(stderr, "Error: Memory allocation problem\n");
+        return 1;
+    }
+    (*array)[(*total)++] = {x, y, z};
+    return 0;
 }
 
 // Replaces both point lists of the grid by empty ones.
@@ -49,32 +53,12 @@ void ZEMU_init_asymmetric_unit(ZEMU_asymmetric_unit* asym) {
     asym->sgrid = nullptr;
 }
 
-int ZEMU_alloc_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym) {
-    return grow_points(&asym->grid, asym->total, &asym->cap);
-}
-
-int ZEMU_alloc_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym) {
-    return grow_points(&asym->sgrid, asym->stotal, &asym->scap);
-}
-
 int ZEMU_add_asymmetric_unit_grid(ZEMU_asymmetric_unit* asym, int x, int y, int z) {
-    asym->total++;
-    if (ZEMU_alloc_asymmetric_unit_grid(asym)) {
-        asym->total--;
-        return 1;
-    }
-    asym->grid[asym->total - 1] = {x, y, z};
-    return 0;
+    return append_point(&asym->grid, &asym->total, &asym->cap, x, y, z);
 }
 
 int ZEMU_add_asymmetric_unit_sgrid(ZEMU_asymmetric_unit* asym, int x, int y, int z) {
-    asym->stotal++;
-    if (ZEMU_alloc_asymmetric_unit_sgrid(asym)) {
-        asym->stotal--;
-        return 1;
-    }
-    asym->sgrid[asym->stotal - 1] = {x, y, z};
-    return 0;
+    return append_point(&asym->sgrid, &asym->stotal, &asym->scap, x, y, z);
 }
 
 void ZEMU_free_asymmetric_unit(ZEMU_asymmetric_unit* asym) {
@@ -87,13 +71,13 @@ void ZEMU_free_asymmetric_unit(ZEMU_asymmetric_unit* asym) {
 // Finding the asymmetric unit
 // ---------------------------------------------------------------------------
 
-int ZEMU_eval_grid_for_asymmetric_unit(int**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
-                                       int i, int j, int k) {
+int ZEMU_eval_grid_for_asymmetric_unit(char**** mark, ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym,
+                                        int i, int j, int k) {
     if (i < 0 || j < 0 || k < 0 || i >= cube->a_grid || j >= cube->b_grid || k >= cube->c_grid) {
         fprintf(stderr, "Error: Invalid input to ZEMU_eval_grid_for_asymmetric_unit()\n");
         return 1;
     }
-    int*** marks = *mark;
+    char*** marks = *mark;
     if (marks[i][j][k] == 1) return 0;
     if (ZEMU_add_asymmetric_unit_grid(asym, i, j, k)) return 1;
     if (ZEMU_cube_energy(cube, i, j, k) < cube->global_minimum + kLowEnergyWindow &&
@@ -112,13 +96,11 @@ int ZEMU_find_asymmetric_unit(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_un
         fprintf(stderr, "Error: Invalid input to ZEMU_find_asymmetric_unit()\n");
         return 1;
     }
-    int*** mark = nullptr;
-    if (ZEMU_alloc_3D_int_array(&mark, na, nb, nc)) {
-        ZEMU_free_3D_int_array(&mark, na, nb);
+    char*** mark = nullptr;  // 1 where a representative or one of its images lies
+    if (ZEMU_calloc_3D_char_array(&mark, na, nb, nc)) {
+        ZEMU_free_3D_char_array(&mark, na, nb);
         return 1;
     }
-    for (int i = 0; i < na; i++)
-        for (int j = 0; j < nb; j++) memset(mark[i][j], 0, (size_t)nc * sizeof(int));
     ZEMU_free_asymmetric_unit(asym);
 
     // Cubic shells from the origin over indices 0 .. N-2 of each axis: the last
@@ -148,7 +130,7 @@ int ZEMU_find_asymmetric_unit(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_un
                     failed = ZEMU_eval_grid_for_asymmetric_unit(&mark, cube, cif, asym, x, y, z);
         }
     }
-    ZEMU_free_3D_int_array(&mark, na, nb);
+    ZEMU_free_3D_char_array(&mark, na, nb);
     return failed;
 }
 

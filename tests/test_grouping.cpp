@@ -1,23 +1,22 @@
 // Grouping of minima and saddle points into symmetry types, the saddle clean-up
-// rules, and deletion of points and types.
+// (against a literal one-deletion-at-a-time version), and deletion of points and types.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "ZEMU-kernel.h"
 #include "ZEMU.h"
 #include "fixtures.h"
 
 using Ops = std::vector<std::string>;
-using Ints = std::vector<int>;
 
 namespace {
 
 // A cubic n x n x n grid with 1 Angstrom steps and pairwise distinct energies
-// (no two neighbours equal, so no plateaus unless a test makes one).
+// (no plateaus unless a test makes one).
 struct Grid : fx::Grid {
     explicit Grid(int n) : fx::Grid(n, n, n, 0.0, 1.0) {
         for (int i = 0; i < n; ++i)
@@ -45,272 +44,33 @@ struct Structure : fx::Cif {
     }
 };
 
-const Ops kNoStructure = {};
-const Ops k222 = {"x,y,z", "-x,-y,z", "-x,y,-z", "x,-y,-z"};  // order 4
-const Ops kMmm = {"x,y,z", "-x,-y,z", "-x,y,-z", "x,-y,-z", "-x,-y,-z", "x,y,-z", "x,-y,z", "-x,y,z"};  // order 8
+const Ops kNone = {};
+const Ops k222 = {"x,y,z", "-x,-y,z", "-x,y,-z", "x,-y,-z"};
+const Ops kMmm = {"x,y,z", "-x,-y,z", "-x,y,-z", "x,-y,-z", "-x,-y,-z", "x,y,-z", "x,-y,z", "-x,y,z"};
 
+// What the listings show of an entry besides its place, type and multiplicity:
+// a minimum's first ion, a saddle point's true position.
+std::string more(const ZEMU_minima& m) { return m.total_ions ? std::string(" ") + m.ion[0].label : ""; }
+std::string more(const ZEMU_saddle& s) {
+    char buf[80];
+    snprintf(buf, sizeof buf, " (%.15g %.15g %.15g)", s.tx, s.ty, s.tz);
+    return buf;
+}
+
+// Every entry of a point list as "x y z t<type> m<mul>...", ";" after each, and
+// the first-member index of each type after "|".
 template <class P>
-Ints field(const P* points, int n, int P::*f) {
-    Ints v;
-    for (int i = 0; i < n; ++i) v.push_back(points[i].*f);
-    return v;
-}
-Ints minima_types(const ZEMU_cube& c) { return field(c.minima, c.total_minima, &ZEMU_minima::type); }
-Ints saddle_types(const ZEMU_cube& c) { return field(c.saddle, c.total_saddle, &ZEMU_saddle::type); }
-Ints type_index(const int* index, int types) { return Ints(index + 1, index + 1 + types); }
-
-// Positions of the minima as "x y z, x y z, ...".
-std::string minima_at(const ZEMU_cube& c) {
+std::string listing(const P* points, int n, const int* type_index, int types) {
     std::string out;
-    for (int i = 0; i < c.total_minima; ++i)
-        out += (i ? ", " : "") + std::to_string(c.minima[i].x) + " " + std::to_string(c.minima[i].y) + " " +
-               std::to_string(c.minima[i].z);
+    for (int i = 0; i < n; ++i)
+        out += std::to_string(points[i].x) + " " + std::to_string(points[i].y) + " " + std::to_string(points[i].z) +
+               " t" + std::to_string(points[i].type) + " m" + std::to_string(points[i].mul) + more(points[i]) + "; ";
+    out += "|";
+    for (int t = 1; t <= types; ++t) out += " " + std::to_string(type_index[t]);
     return out;
 }
-
-// Every saddle entry as "x y z t<type> m<mul> (tx ty tz)".
-std::string saddles(const ZEMU_cube& c) {
-    std::string out;
-    char buf[96];
-    for (int i = 0; i < c.total_saddle; ++i) {
-        const ZEMU_saddle& s = c.saddle[i];
-        snprintf(buf, sizeof buf, "%s%d %d %d t%d m%d (%.15g %.15g %.15g)", i ? " | " : "", s.x, s.y, s.z, s.type,
-                 s.mul, s.tx, s.ty, s.tz);
-        out += buf;
-    }
-    return out;
-}
-
-}  // namespace
-
-// ---------------------------------------------------------------------------
-// Grouping
-// ---------------------------------------------------------------------------
-
-TEST(TypeGrouping, TypesAreNumberedByEnergyAndCarryTheirMultiplicity) {
-    struct Case {
-        const char* what;
-        Ops ops;
-        std::vector<std::array<double, 4>> points;  // x y z e
-        const char* at;                             // positions after grouping ("": not asked)
-        Ints types, muls, index;
-    };
-    const Case cases[] = {
-        {"the lower-energy type is numbered first", kNoStructure, {{1, 1, 1, -2.0}, {5, 5, 5, -3.0}}, "5 5 5, 1 1 1",
-         {1, 2}, {0, 0}, {0, 1}},
-        {"without structure every point, even one listed twice, is its own type of multiplicity 0", kNoStructure,
-         {{1, 1, 1, 0.5}, {1, 1, 1, 0.7}, {2, 3, 4, 0.1}}, "2 3 4, 1 1 1, 1 1 1", {1, 2, 3}, {0, 0, 0}, {0, 1, 2}},
-        {"a type with unfound images keeps its full multiplicity", kMmm, {{1, 2, 3, 0.2}, {9, 8, 7, 0.2}, {1, 8, 3, 0.2}},
-         "", {1, 1, 1}, {8, 8, 8}, {0}},
-        {"types of equal energy leave the heap as 1, 3, 2", kNoStructure,
-         {{1, 1, 1, 0.5}, {3, 3, 3, 0.5}, {5, 5, 5, 0.5}}, "1 1 1, 5 5 5, 3 3 3", {1, 2, 3}, {0, 0, 0}, {0, 1, 2}},
-        {"members with equal sort keys leave the heap as positions 0, 3, 2, 1", k222,
-         {{1, 2, 3, 0.4}, {9, 8, 3, 0.4}, {9, 2, 7, 0.4}, {1, 8, 7, 0.4}}, "1 2 3, 1 8 7, 9 2 7, 9 8 3", {1, 1, 1, 1},
-         {4, 4, 4, 4}, {0}},
-        // The orbit of (1, 2, 3) out of order, another orbit interleaved; the origin is its own image.
-        {"a general position in an order-8 group forms one type of 8", kMmm,
-         {{9, 8, 7, 0.2}, {1, 2, 3, 0.2}, {9, 2, 3, 0.2}, {1, 8, 7, 0.2}, {0, 0, 0, 0.9}, {1, 2, 7, 0.2},
-          {9, 8, 3, 0.2}, {1, 8, 3, 0.2}, {9, 2, 7, 0.2}},
-         "", {1, 1, 1, 1, 1, 1, 1, 1, 2}, {8, 8, 8, 8, 8, 8, 8, 8, 1}, {0, 8}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        Grid g(10);
-        Structure s(g, c.ops);
-        for (auto& p : c.points) g.minimum((int)p[0], (int)p[1], (int)p[2], p[3]);
-        ASSERT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &s.cif), 0);
-        if (*c.at) {
-            EXPECT_EQ(minima_at(g.cube), c.at);
-        }
-        EXPECT_EQ(minima_types(g.cube), c.types);
-        EXPECT_EQ(field(g.cube.minima, g.cube.total_minima, &ZEMU_minima::mul), c.muls);
-        ASSERT_EQ(g.cube.total_minima_type, (int)c.index.size());
-        EXPECT_EQ(type_index(g.cube.minima_type_index, g.cube.total_minima_type), c.index);
-    }
-}
-
-TEST(TypeGrouping, EmptyListsWithoutStructureSucceedSilently) {
-    Grid g(4);
-    Structure s(g, kNoStructure);
-    EXPECT_EQ(fx::stderr_of([&] {
-                  EXPECT_EQ(ZEMU_group_saddle_by_symmetry(&g.cube, &s.cif), 0);
-                  EXPECT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &s.cif), 0);
-              }),
-              "");
-    EXPECT_EQ(g.cube.total_minima_type, 0);
-    EXPECT_EQ(g.cube.total_saddle_type, 0);
-    EXPECT_NE(g.cube.minima_type_index, nullptr);
-    EXPECT_NE(g.cube.saddle_type_index, nullptr);
-}
-
-TEST(TypeGrouping, IonListsTravelWithTheirMinimaAndRefreshFindsFirstMembers) {
-    Grid g(10);
-    Structure none(g, kNoStructure);
-    g.minimum(1, 1, 1, 0.9);
-    g.minimum(2, 2, 2, 0.1);
-    ASSERT_EQ(ZEMU_add_cube_minima_ion(&g.cube.minima[0], fx::txt("Li1"), 0.25), 0);
-    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &none.cif), 0);
-    EXPECT_EQ(g.cube.minima[0].total_ions, 0);
-    ASSERT_EQ(g.cube.minima[1].total_ions, 1);
-    EXPECT_STREQ(g.cube.minima[1].ion[0].label, "Li1");
-    EXPECT_DOUBLE_EQ(g.cube.minima[1].ion[0].occ, 0.25);
-
-    Grid h(10);
-    Structure s(h, k222);
-    h.minimum(1, 2, 3, 0.1);
-    h.minimum(9, 8, 3, 0.1);
-    h.minimum(4, 4, 4, 0.3);
-    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&h.cube, &s.cif), 0);
-    h.cube.minima_type_index[1] = h.cube.minima_type_index[2] = 77;
-    ZEMU_refresh_minima_type_index(&h.cube);
-    EXPECT_EQ(type_index(h.cube.minima_type_index, 2), Ints({0, 2}));
-}
-
-// ---------------------------------------------------------------------------
-// Saddle clean-up
-// ---------------------------------------------------------------------------
-
-TEST(SaddleCleanUp, NeighbouringTypesAndPlateaus) {
-    struct Box {
-        int x0, y0, z0, dx, dy, dz;
-        double e;
-    };
-    struct Case {
-        const char* what;
-        int n;
-        Ops ops;
-        std::vector<Box> flats;
-        std::vector<std::array<double, 4>> points;  // x y z e
-        const char* expected;
-        Ints index;
-    };
-    const Case cases[] = {
-        {"of two diagonal neighbour types only the lower survives; two steps away stays", 10, kNoStructure, {},
-         {{2, 2, 2, 1.0}, {3, 3, 3, 0.5}, {6, 6, 6, 0.7}}, "3 3 3 t1 m0 (3 3 3) | 6 6 6 t2 m0 (6 6 6)", {0, 1}},
-        {"the neighbourhood wraps across the cell boundary", 10, kNoStructure, {},
-         {{0, 5, 9, 0.4}, {9, 4, 0, 0.3}, {2, 5, 5, 0.6}}, "9 4 0 t1 m0 (9 4 0) | 2 5 5 t2 m0 (2 5 5)", {0, 1}},
-        {"a type on a plateau of 28 points is removed", 12, kNoStructure, {{2, 2, 6, 7, 4, 1, 3.0}},
-         {{4, 3, 6, 0.2}, {10, 10, 1, 0.5}}, "10 10 1 t1 m0 (10 10 1)", {0}},
-        {"a plateau of 27 points gives the unwrapped mean as true position", 12, kNoStructure,
-         {{4, 4, 11, 3, 3, 3, 3.0}}, {{5, 5, 0, 0.2}}, "5 5 0 t1 m0 (5 5 0)", {0}},
-        // On a 9-point axis -x maps 4 to 5: the two images are neighbours on one plateau.
-        {"a plateau duplicate of the same type is thinned out", 9, {"x,y,z", "-x,y,z"}, {{4, 2, 2, 2, 1, 1, 0.05}},
-         {{4, 2, 2, 0.05}, {5, 2, 2, 0.05}, {1, 7, 7, 0.3}}, "4 2 2 t1 m2 (4.5 2 2) | 1 7 7 t2 m2 (1 7 7)", {0, 1}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        Grid g(c.n);
-        Structure s(g, c.ops);
-        for (const Box& b : c.flats) g.flat(b.x0, b.y0, b.z0, b.dx, b.dy, b.dz, b.e);
-        for (auto& p : c.points) g.saddle((int)p[0], (int)p[1], (int)p[2], p[3]);
-        ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&g.cube, &s.cif), 0);
-        EXPECT_EQ(saddles(g.cube), c.expected);
-        ASSERT_EQ(g.cube.total_saddle_type, (int)c.index.size());
-        EXPECT_EQ(type_index(g.cube.saddle_type_index, g.cube.total_saddle_type), c.index);
-    }
-}
-
-// ---------------------------------------------------------------------------
-// Deletion
-// ---------------------------------------------------------------------------
-
-TEST(TypeDeletion, SingleMemberTakesItsTypeAlongAndLaterTypesMoveDown) {
-    Grid g(10);
-    Structure s(g, kNoStructure);
-    for (int k = 1; k <= 3; ++k) g.minimum(k, k, k, 0.1 * k);
-    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &s.cif), 0);
-    ASSERT_EQ(ZEMU_delete_minima(&g.cube, 1), 0);
-    EXPECT_EQ(minima_at(g.cube), "1 1 1, 3 3 3");
-    EXPECT_EQ(minima_types(g.cube), Ints({1, 2}));
-    ASSERT_EQ(g.cube.total_minima_type, 2);
-    EXPECT_EQ(g.cube.minima_type_index[2], 1);
-
-    for (int k = 0; k < 3; ++k) g.saddle(1 + 3 * k, 1 + 3 * k, 1 + 3 * k, 0.1 * (k + 1));
-    ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&g.cube, &s.cif), 0);
-    ASSERT_EQ(ZEMU_delete_saddle(&g.cube, 0), 0);
-    EXPECT_EQ(saddle_types(g.cube), Ints({1, 2}));
-    EXPECT_EQ(g.cube.saddle[0].x, 4);
-    EXPECT_EQ(type_index(g.cube.saddle_type_index, 2), Ints({0, 1}));
-}
-
-TEST(TypeDeletion, MemberOfLargerTypeShiftsLaterEntriesWithTheirIons) {
-    Grid g(10);
-    Structure s(g, k222);
-    const int orbits[8][3] = {{1, 2, 3}, {9, 8, 3}, {9, 2, 7}, {1, 8, 7}, {2, 3, 4}, {8, 7, 4}, {8, 3, 6}, {2, 7, 6}};
-    for (int k = 0; k < 8; ++k) g.minimum(orbits[k][0], orbits[k][1], orbits[k][2], k < 4 ? 0.1 : 0.2);
-    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &s.cif), 0);
-    ASSERT_EQ(g.cube.total_minima_type, 2);
-    ASSERT_EQ(ZEMU_add_cube_minima_ion(&g.cube.minima[5], fx::txt("Na2"), 0.5), 0);
-
-    ASSERT_EQ(ZEMU_delete_minima(&g.cube, 0), 0);
-    EXPECT_EQ(g.cube.total_minima_type, 2);
-    EXPECT_EQ(minima_types(g.cube), Ints({1, 1, 1, 2, 2, 2, 2}));
-    EXPECT_EQ(type_index(g.cube.minima_type_index, 2), Ints({0, 3}));
-    EXPECT_EQ(g.cube.minima[0].mul, 4);
-    ASSERT_EQ(g.cube.minima[4].total_ions, 1);
-    EXPECT_STREQ(g.cube.minima[4].ion[0].label, "Na2");
-    EXPECT_EQ(g.cube.minima[6].total_ions, 0);
-
-    // Deleting a member behind the first leaves the type's own index alone.
-    ASSERT_EQ(ZEMU_delete_minima(&g.cube, 4), 0);
-    EXPECT_EQ(g.cube.minima_type_index[2], 3);
-    EXPECT_EQ(g.cube.total_minima, 6);
-}
-
-TEST(TypeDeletion, WholeTypeRenumbersLaterTypesAndHalvesCapacity) {
-    Grid g(10);
-    Structure s(g, k222);
-    const int orbit[4][3] = {{1, 2, 3}, {9, 8, 3}, {9, 2, 7}, {1, 8, 7}};
-    for (auto& p : orbit) g.minimum(p[0], p[1], p[2], 0.1);
-    g.minimum(0, 0, 0, 0.3);
-    g.minimum(5, 5, 5, 0.4);
-    ASSERT_EQ(ZEMU_add_cube_minima_ion(&g.cube.minima[5], fx::txt("Li1"), 1.0), 0);
-    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &s.cif), 0);
-    ASSERT_EQ(g.cube.total_minima_cap, 8);
-
-    ASSERT_EQ(ZEMU_delete_minima_type(&g.cube, 1), 0);
-    EXPECT_EQ(minima_at(g.cube), "0 0 0, 5 5 5");
-    EXPECT_EQ(minima_types(g.cube), Ints({1, 2}));
-    ASSERT_EQ(g.cube.total_minima_type, 2);
-    EXPECT_EQ(type_index(g.cube.minima_type_index, 2), Ints({0, 1}));
-    EXPECT_EQ(g.cube.total_minima_cap, 4);  // halved once
-    ASSERT_EQ(g.cube.minima[1].total_ions, 1);
-    EXPECT_STREQ(g.cube.minima[1].ion[0].label, "Li1");
-}
-
-TEST(TypeDeletion, InvalidIndexOrTypeIsRefusedWithItsMessageAndChangesNothing) {
-    Grid g(10);
-    Structure s(g, kNoStructure);
-    g.minimum(1, 1, 1, 0.1);
-    g.saddle(5, 5, 5, 0.1);
-    ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&g.cube, &s.cif), 0);
-    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &s.cif), 0);
-    struct Case {
-        int (*op)(ZEMU_cube*, int);
-        const char* name;
-    };
-    const Case cases[] = {{ZEMU_delete_minima, "ZEMU_delete_minima"},
-                          {ZEMU_delete_saddle, "ZEMU_delete_saddle"},
-                          {ZEMU_delete_minima_type, "ZEMU_delete_minima_type"},
-                          {ZEMU_delete_saddle_type, "ZEMU_delete_saddle_type"}};
-    for (const Case& c : cases) {
-        // Points count from 0, types from 1: one below and one past the end of each.
-        const bool types = strstr(c.name, "_type") != nullptr;
-        for (int arg : {types ? 0 : -1, types ? 2 : 1})
-            EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(c.op(&g.cube, arg), 1); }),
-                      std::string("Error: Invalid input to ") + c.name + "()\n");
-    }
-    EXPECT_EQ(g.cube.total_minima, 1);
-    EXPECT_EQ(g.cube.total_saddle, 1);
-    EXPECT_EQ(g.cube.total_minima_type, 1);
-    EXPECT_EQ(g.cube.total_saddle_type, 1);
-}
-
-// ---------------------------------------------------------------------------
-// The saddle clean-up against a literal one-deletion-at-a-time version
-// ---------------------------------------------------------------------------
-
-namespace {
+std::string minima(const ZEMU_cube& c) { return listing(c.minima, c.total_minima, c.minima_type_index, c.total_minima_type); }
+std::string saddles(const ZEMU_cube& c) { return listing(c.saddle, c.total_saddle, c.saddle_type_index, c.total_saddle_type); }
 
 bool within_one_step_of_an_image(ZEMU_cube* c, int x, int y, int z, int px, int py, int pz) {
     auto near = [](int a, int b, int n) { return ((a - b) % n + n + 1) % n <= 2; };  // a - b is -1, 0 or 1 mod n
@@ -333,32 +93,29 @@ void literal_saddle_cleanup(ZEMU_cube* c) {
     for (int t = 1; t <= c->total_saddle_type; ++t) {
         int i = c->saddle_type_index[t];
         while (i < c->total_saddle && c->saddle[i].type == t) {
-            ZEMU_same_energy_grid_list plateau;
-            ZEMU_init_same_energy_grid_list(&plateau);
+            zemu_kernel::ScopedPlateau plateau;
             ZEMU_saddle* s = &c->saddle[i];
-            ASSERT_NE(ZEMU_find_same_energy_neighbours(c, &plateau, s->x, s->y, s->z), 1);
-            if (plateau.total > 27) {
-                ZEMU_free_same_energy_grid_list(&plateau);
+            ASSERT_NE(ZEMU_find_same_energy_neighbours(c, plateau.get(), s->x, s->y, s->z), 1);
+            const ZEMU_same_energy_grid_list& p = *plateau.get();
+            if (p.total > 27) {
                 ASSERT_EQ(ZEMU_delete_saddle_type(c, t), 0);
                 --t;
                 break;
             }
-            double sx = 0, sy = 0, sz = 0;
-            for (int p = 0; p < plateau.total; ++p)
-                sx += plateau.item[p].x, sy += plateau.item[p].y, sz += plateau.item[p].z;
-            s->tx = sx / plateau.total, s->ty = sy / plateau.total, s->tz = sz / plateau.total;
+            double sum[3] = {0, 0, 0};
+            for (int q = 0; q < p.total; ++q) sum[0] += p.item[q].x, sum[1] += p.item[q].y, sum[2] += p.item[q].z;
+            s->tx = sum[0] / p.total, s->ty = sum[1] / p.total, s->tz = sum[2] / p.total;
             const int own[3] = {s->x, s->y, s->z};  // deletions below may move the list
-            for (int p = 0; p < plateau.total; ++p) {
-                ZEMU_cube_triple_index q = plateau.item[p];
-                if (q.x == own[0] && q.y == own[1] && q.z == own[2]) continue;
+            for (int q = 0; q < p.total; ++q) {
+                const ZEMU_cube_triple_index& r = p.item[q];
+                if (r.x == own[0] && r.y == own[1] && r.z == own[2]) continue;
                 for (int j = i + 1; j < c->total_saddle && c->saddle[j].type == t; ++j) {
-                    if (!within_one_step_of_an_image(c, c->saddle[j].x, c->saddle[j].y, c->saddle[j].z, q.x, q.y, q.z))
+                    if (!within_one_step_of_an_image(c, c->saddle[j].x, c->saddle[j].y, c->saddle[j].z, r.x, r.y, r.z))
                         continue;
                     ASSERT_EQ(ZEMU_delete_saddle(c, j), 0);
                     break;
                 }
             }
-            ZEMU_free_same_energy_grid_list(&plateau);
             ++i;
         }
     }
@@ -367,9 +124,66 @@ void literal_saddle_cleanup(ZEMU_cube* c) {
 
 }  // namespace
 
+TEST(TypeGrouping, TypesAreNumberedByEnergyAndCarryTheirMultiplicity) {
+    // points: x y z e
+    struct Case { const char* what; Ops ops; std::vector<std::array<double, 4>> points; const char* expected; };
+    const Case cases[] = {
+        {"the lower-energy type first", kNone, {{1, 1, 1, -2.0}, {5, 5, 5, -3.0}}, "5 5 5 t1 m0; 1 1 1 t2 m0; | 0 1"},
+        {"without structure every point, even one listed twice, is a type of multiplicity 0", kNone,
+         {{1, 1, 1, 0.5}, {1, 1, 1, 0.7}, {2, 3, 4, 0.1}}, "2 3 4 t1 m0; 1 1 1 t2 m0; 1 1 1 t3 m0; | 0 1 2"},
+        {"a type with unfound images keeps its full multiplicity", kMmm, {{1, 2, 3, 0.2}, {9, 8, 7, 0.2}, {1, 8, 3, 0.2}},
+         "1 2 3 t1 m8; 1 8 3 t1 m8; 9 8 7 t1 m8; | 0"},
+        {"types of equal energy leave the heap as 1, 3, 2", kNone, {{1, 1, 1, 0.5}, {3, 3, 3, 0.5}, {5, 5, 5, 0.5}},
+         "1 1 1 t1 m0; 5 5 5 t2 m0; 3 3 3 t3 m0; | 0 1 2"},
+        {"members with equal keys leave the heap as positions 0, 3, 2, 1", k222,
+         {{1, 2, 3, 0.4}, {9, 8, 3, 0.4}, {9, 2, 7, 0.4}, {1, 8, 7, 0.4}},
+         "1 2 3 t1 m4; 1 8 7 t1 m4; 9 2 7 t1 m4; 9 8 3 t1 m4; | 0"},
+        // The orbit of (1, 2, 3) out of order, another orbit interleaved; the origin is its own image.
+        {"a general position of an order-8 group forms one type of 8", kMmm,
+         {{9, 8, 7, 0.2}, {1, 2, 3, 0.2}, {9, 2, 3, 0.2}, {1, 8, 7, 0.2}, {0, 0, 0, 0.9}, {1, 2, 7, 0.2},
+          {9, 8, 3, 0.2}, {1, 8, 3, 0.2}, {9, 2, 7, 0.2}},
+         "9 8 7 t1 m8; 9 2 7 t1 m8; 1 8 3 t1 m8; 9 8 3 t1 m8; 1 2 7 t1 m8; 1 2 3 t1 m8; 1 8 7 t1 m8; 9 2 3 t1 m8; "
+         "0 0 0 t2 m1; | 0 8"},
+        {"empty lists", kNone, {}, "|"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Grid g(10);
+        Structure s(g, c.ops);
+        for (auto& p : c.points) g.minimum((int)p[0], (int)p[1], (int)p[2], p[3]);
+        EXPECT_EQ(fx::stderr_of([&] { ASSERT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &s.cif), 0); }), "");
+        EXPECT_EQ(minima(g.cube), c.expected);
+    }
+}
+
+TEST(TypeDeletion, IonListsTravelWithTheirMinimaAndCapacityHalves) {
+    Grid g(10);
+    Structure s(g, k222);
+    const int orbits[8][3] = {{1, 2, 3}, {9, 8, 3}, {9, 2, 7}, {1, 8, 7}, {2, 3, 4}, {8, 7, 4}, {8, 3, 6}, {2, 7, 6}};
+    for (int k = 0; k < 8; ++k) g.minimum(orbits[k][0], orbits[k][1], orbits[k][2], k < 4 ? 0.3 : 0.2);
+    g.minimum(5, 5, 5, 0.1);
+    ASSERT_EQ(ZEMU_add_cube_minima_ion(&g.cube.minima[1], fx::txt("Na2"), 0.5), 0);
+    ASSERT_EQ(ZEMU_add_cube_minima_ion(&g.cube.minima[8], fx::txt("Li1"), 0.25), 0);
+    ASSERT_EQ(ZEMU_group_minima_by_symmetry(&g.cube, &s.cif), 0);
+    ASSERT_EQ(minima(g.cube), "5 5 5 t1 m1 Li1; 2 7 6 t2 m4; 2 3 4 t2 m4; 8 3 6 t2 m4; 8 7 4 t2 m4; "
+                              "1 8 7 t3 m4; 1 2 3 t3 m4; 9 2 7 t3 m4; 9 8 3 t3 m4 Na2; | 0 1 5");
+    ASSERT_EQ(g.cube.total_minima_cap, 16);
+
+    // A single member takes its type along (and the capacity halves once the list
+    // fills no more than half of it); a member of a larger type leaves its type's index alone.
+    ASSERT_EQ(ZEMU_delete_minima(&g.cube, 0), 0);
+    EXPECT_EQ(g.cube.total_minima_cap, 8);
+    ASSERT_EQ(ZEMU_delete_minima(&g.cube, 2), 0);
+    EXPECT_EQ(minima(g.cube), "2 7 6 t1 m4; 2 3 4 t1 m4; 8 7 4 t1 m4; 1 8 7 t2 m4; 1 2 3 t2 m4; 9 2 7 t2 m4; "
+                              "9 8 3 t2 m4 Na2; | 0 3");
+    // A whole type: later types move down.
+    ASSERT_EQ(ZEMU_delete_minima_type(&g.cube, 1), 0);
+    EXPECT_EQ(minima(g.cube), "1 8 7 t1 m4; 1 2 3 t1 m4; 9 2 7 t1 m4; 9 8 3 t1 m4 Na2; | 0");
+    EXPECT_EQ(g.cube.total_minima_cap, 4);
+}
+
 TEST(SaddleCleanUp, CleanUpMatchesDeletingOneAtATime) {
-    const std::vector<Ops> groups = {kNoStructure, {"x,y,z", "-x,y,z"}, k222, kMmm,
-                                     {"x,y,z", "-x+1/2,-y,z+1/2", "-x,y,-z"}};
+    const std::vector<Ops> groups = {kNone, {"x,y,z", "-x,y,z"}, k222, kMmm, {"x,y,z", "-x+1/2,-y,z+1/2", "-x,y,-z"}};
     int deletions_seen = 0;
     for (int seed = 0; seed < 120; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
@@ -385,33 +199,21 @@ TEST(SaddleCleanUp, CleanUpMatchesDeletingOneAtATime) {
             literal.flat(x0, y0, z0, dx, dy, dz, -1.0 - box);
         }
         Structure s_real(real, ops), s_literal(literal, ops);
-        // Orbits with some images missing, listed in scrambled order, energies with ties.
-        std::vector<std::array<int, 3>> points;
-        std::vector<double> energies;
+        // Orbits with some images missing, listed in scrambled order, energies (tenths) with ties.
+        std::vector<std::array<int, 4>> points;
         for (int orbit = 0; orbit < 14; ++orbit) {
             ZEMU_symcopies copies;
             copies.total = 0;
-            int x = rand() % n, y = rand() % n, z = rand() % n;
+            int x = rand() % n, y = rand() % n, z = rand() % n, e = rand() % 5;
             if (!ops.empty()) ZEMU_fastgen_sym_copies(&s_real.cif, &real.cube, &copies, x, y, z);
-            double e = 0.1 * (rand() % 5);
-            if (copies.total == 0) {
-                points.push_back({x, y, z});
-                energies.push_back(e);
-            }
-            for (int c = 0; c < copies.total; ++c) {
-                if (rand() % 5 == 0) continue;
-                points.push_back({copies.copy[c].x, copies.copy[c].y, copies.copy[c].z});
-                energies.push_back(e);
-            }
+            if (copies.total == 0) points.push_back({x, y, z, e});
+            for (int c = 0; c < copies.total; ++c)
+                if (rand() % 5 != 0) points.push_back({copies.copy[c].x, copies.copy[c].y, copies.copy[c].z, e});
         }
-        for (size_t k = points.size(); k > 1; --k) {
-            size_t r = (size_t)rand() % k;
-            std::swap(points[k - 1], points[r]);
-            std::swap(energies[k - 1], energies[r]);
-        }
-        for (size_t k = 0; k < points.size(); ++k) {
-            real.saddle(points[k][0], points[k][1], points[k][2], energies[k]);
-            literal.minimum(points[k][0], points[k][1], points[k][2], energies[k]);
+        for (size_t k = points.size(); k > 1; --k) std::swap(points[k - 1], points[(size_t)rand() % k]);
+        for (const auto& p : points) {
+            real.saddle(p[0], p[1], p[2], 0.1 * p[3]);
+            literal.minimum(p[0], p[1], p[2], 0.1 * p[3]);
         }
         ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&real.cube, &s_real.cif), 0);
 
@@ -430,12 +232,8 @@ TEST(SaddleCleanUp, CleanUpMatchesDeletingOneAtATime) {
         literal_saddle_cleanup(&b);
         deletions_seen += before - b.total_saddle;
 
-        const ZEMU_cube& a = real.cube;
-        EXPECT_EQ(saddles(a), saddles(b));
-        EXPECT_EQ(a.total_saddle_cap, b.total_saddle_cap);
-        ASSERT_EQ(a.total_saddle_type, b.total_saddle_type);
-        EXPECT_EQ(type_index(a.saddle_type_index, a.total_saddle_type),
-                  type_index(b.saddle_type_index, b.total_saddle_type));
+        EXPECT_EQ(saddles(real.cube), saddles(b));
+        EXPECT_EQ(real.cube.total_saddle_cap, b.total_saddle_cap);
     }
     EXPECT_GT(deletions_seen, 100);  // the scenarios do exercise the clean-up
 }

@@ -1,33 +1,28 @@
-// The library's shared pieces: the growth rule, the periodic wrap, the cell
-// metric, and every growable list when an allocation fails.
+// The library's shared pieces: the growth rule, the periodic wrap, the word
+// splitters, and a whole analysis with each of its allocations refused in turn.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "ZEMU-kernel.h"
 #include "ZEMU.h"
+#include "fixtures.h"
 
 namespace {
 
 using zemu_kernel::fail_allocation_countdown;
 
 TEST(Kernel, GrowthRuleFromEmptyDoublesAndCoversLargeRequests) {
-    struct Row {
-        int cap, count, expected;
-    };
-    const Row rows[] = {
-        {0, 1, 1},   {0, 7, 7},   {1, 2, 2},  {2, 3, 4},  {4, 5, 8},
-        {3, 11, 11},  // a request past twice the capacity gets the request
-        {INT_MAX / 2 + 1, INT_MAX / 2 + 2, INT_MAX / 2 + 2},  // doubling would leave int
-    };
-    for (const Row& r : rows)
-        EXPECT_EQ(zemu_kernel::grown_capacity(r.cap, r.count), r.expected) << r.cap << " -> " << r.count;
-
+    // A request past twice the capacity gets the request, also where doubling would leave int.
+    EXPECT_EQ(zemu_kernel::grown_capacity(0, 7), 7);
+    EXPECT_EQ(zemu_kernel::grown_capacity(3, 11), 11);
+    EXPECT_EQ(zemu_kernel::grown_capacity(INT_MAX / 2 + 1, INT_MAX / 2 + 2), INT_MAX / 2 + 2);
     // One append at a time from empty: the capacity is the smallest power of two that holds the list.
     int* array = nullptr;
     int cap = 0;
@@ -38,6 +33,11 @@ TEST(Kernel, GrowthRuleFromEmptyDoublesAndCoversLargeRequests) {
         EXPECT_EQ(cap, power);
         array[count - 1] = count;
     }
+    // A refused allocation keeps the array and its capacity.
+    fail_allocation_countdown = 1;
+    EXPECT_EQ(zemu_kernel::grow_array(&array, 129, &cap), 1);
+    EXPECT_EQ(cap, 128);
+    EXPECT_EQ(array[99], 100);
     free(array);
 }
 
@@ -53,21 +53,6 @@ TEST(Kernel, WrapAgreesWithTheModuloExceptAtNegativeMultiples) {
     }
     EXPECT_EQ(zemu_kernel::wrap_index(INT_MIN, 7), 7 - static_cast<int>(-(long long)INT_MIN % 7));
     EXPECT_EQ(zemu_kernel::wrap_index(5, 0), 0);
-}
-
-TEST(Kernel, MetricLengthIsTheCartesianLength) {
-    // A triclinic cell as vectors, and its metric coefficients.
-    const double a[3] = {5.1, 0.0, 0.0}, b[3] = {1.3, 6.2, 0.0}, c[3] = {-0.7, 0.9, 7.4};
-    auto dot = [](const double* u, const double* v) { return u[0] * v[0] + u[1] * v[1] + u[2] * v[2]; };
-    struct Cell {
-        double d1, d2, d3, d4, d5, d6;
-    } cell{dot(a, a), dot(b, b), dot(c, c), 2 * dot(a, b), 2 * dot(b, c), 2 * dot(a, c)};
-    const double steps[][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {0.25, -0.5, 0.75}, {-1.5, 2.0, 0.1}};
-    for (const auto& s : steps) {
-        double v[3];
-        for (int k = 0; k < 3; k++) v[k] = s[0] * a[k] + s[1] * b[k] + s[2] * c[k];
-        EXPECT_NEAR(zemu_kernel::metric_length(&cell, s[0], s[1], s[2]), std::sqrt(dot(v, v)), 1e-12);
-    }
 }
 
 TEST(Kernel, BothWordSplittersCutWhereStrtokCuts) {
@@ -89,165 +74,76 @@ TEST(Kernel, BothWordSplittersCutWhereStrtokCuts) {
 }
 
 // ---------------------------------------------------------------------------
-// Allocation failure of the growable lists
+// Allocation failure anywhere in a whole analysis
 // ---------------------------------------------------------------------------
 
-// One growable list of a record of type R: append item i (0 or 1), the list's
-// length, and whether item i holds what was appended.
-template <typename R>
-struct ListOps {
-    int (*append)(R*, int);
-    int (*count)(R*);
-    bool (*holds)(R*, int);
-};
+// Reads l.cube and s.cif of the working directory and analyses them in memory as
+// `zemu --cube l.cube --cif s.cif Li1+ --path` does, writing every file. 0, or 1
+// when a step failed; *result filled on success.
+int analyse(ZEMU_run_result* result) {
+    ZEMU_cube cube;
+    ZEMU_cif cif;
+    ZEMU_init_cube(&cube);
+    int status = ZEMU_init_cif(&cif);
+    char cube_file[] = "l.cube", cif_file[] = "s.cif";
+    ZEMU_run_options options;
+    ZEMU_init_run_options(&options);
+    snprintf(options.ion_type, sizeof options.ion_type, "Li1+");
+    options.write_files = 1;
+    status = status || ZEMU_load_cube(cube_file, &cube) || ZEMU_load_cif(cif_file, &cif) ||
+             ZEMU_run_in_memory(&cube, &cif, &options, result);
+    ZEMU_free_cube(&cube);
+    ZEMU_free_cif(&cif);
+    return status;
+}
 
-// Appends to a fresh record, with its 1st ... 5th allocation failing in turn:
-// the failing append returns 1 and writes `message`, the list keeps its items
-// and grows again once memory is back. Appending one item at a time from
-// empty, a doubling list allocates at items 0, 1, 2, 4, 8, the others
-// (by_one) at every item.
-template <typename R, void (*Init)(R*), void (*Free)(R*)>
-void check_failed_growth(const char* name, const char* message, bool by_one, ListOps<R> ops) {
-    const int doubling_item[] = {0, 1, 2, 4, 8};
-    for (int nth = 1; nth <= 5; nth++) {
-        SCOPED_TRACE(std::string(name) + ", allocation " + std::to_string(nth));
-        zemu_kernel::Scoped<R, Init, Free> list;
-        const int fails_at = by_one ? nth - 1 : doubling_item[nth - 1];
+// The analysis with allocation nth refused, in a child process (a failed append
+// without a failure result ends the program). Its exit code: 0 the reference result,
+// 1 failed, 2 another result, -1 no normal exit, 23 a leak found under the sanitizer.
+int analyse_refusing(int nth, const ZEMU_run_result& reference, std::string* err) {
+    int fds[2];
+    if (pipe(fds) != 0) return -1;
+    fflush(nullptr);
+    pid_t pid = fork();
+    if (pid == 0) {
+        close(fds[0]);
+        dup2(fds[1], STDERR_FILENO);
         fail_allocation_countdown = nth;
-        for (int i = 0; i < fails_at; i++) ASSERT_EQ(ops.append(list.get(), i), 0);
-        testing::internal::CaptureStderr();
-        int status = ops.append(list.get(), fails_at);
-        std::string err = testing::internal::GetCapturedStderr();
-        fail_allocation_countdown = 0;
-        EXPECT_EQ(status, 1);
-        EXPECT_EQ(err, message);
-        ASSERT_EQ(ops.count(list.get()), fails_at);
-        for (int i = 0; i < fails_at; i++) EXPECT_TRUE(ops.holds(list.get(), i)) << i;
-        ASSERT_EQ(ops.append(list.get(), fails_at), 0);
-        EXPECT_EQ(ops.count(list.get()), fails_at + 1);
-        EXPECT_TRUE(ops.holds(list.get(), fails_at));
+        ZEMU_run_result result;  // zeroed, padding included, by the run
+        int status = analyse(&result);
+        exit(status ? 1 : memcmp(&result, &reference, sizeof result) == 0 ? 0 : 2);
     }
+    close(fds[1]);
+    char buf[4096];
+    for (ssize_t n; (n = read(fds[0], buf, sizeof buf)) > 0;) err->append(buf, (size_t)n);
+    close(fds[0]);
+    int ws = 0;
+    return waitpid(pid, &ws, 0) == pid && WIFEXITED(ws) ? WEXITSTATUS(ws) : -1;
 }
 
-// Callers of a bare growth function count up, grow, and count back down when
-// growing failed (grown != 0): 1 then, else 0.
-int count_back_if_failed(int* count, int grown) {
-    if (grown == 0) return 0;
-    --*count;
-    return 1;
-}
-
-void init_cube_points(ZEMU_cube* cube) { ZEMU_init_cube_stationary_points(cube); }
-void free_cube_points(ZEMU_cube* cube) { ZEMU_free_cube_stationary_points(cube); }
-void init_cif(ZEMU_cif* cif) { ZEMU_init_cif(cif); }
-void free_cif(ZEMU_cif* cif) { ZEMU_free_cif(cif); }
-void init_minimum(ZEMU_minima* m) {
-    m->total_ions = 0;
-    m->total_ions_cap = 0;
-    m->ion = nullptr;
-}
-void free_minimum(ZEMU_minima* m) { free(m->ion); }
-void init_number_stack(ZEMU_RPN_number_stack* s) {
-    s->size = 0;
-    s->cap = 0;
-    s->item = nullptr;
-}
-void free_number_stack(ZEMU_RPN_number_stack* s) { free(s->item); }
-char label[] = "Li1";
-
-TEST(KernelAllocation, EveryGrowableListSurvivesAFailedGrowth) {
-    using Asym = ZEMU_asymmetric_unit;
-    check_failed_growth<Asym, ZEMU_init_asymmetric_unit, ZEMU_free_asymmetric_unit>(
-        "asymmetric unit", "Error: Memory allocation problem\n", false,
-        {[](Asym* a, int i) { return ZEMU_add_asymmetric_unit_grid(a, i, -i, 2 * i); }, [](Asym* a) { return a->total; },
-         [](Asym* a, int i) { return a->grid[i].x == i && a->grid[i].y == -i && a->grid[i].z == 2 * i; }});
-    check_failed_growth<Asym, ZEMU_init_asymmetric_unit, ZEMU_free_asymmetric_unit>(
-        "asymmetric unit, low energies", "Error: Memory allocation problem\n", false,
-        {[](Asym* a, int i) { return ZEMU_add_asymmetric_unit_sgrid(a, i, i, i); }, [](Asym* a) { return a->stotal; },
-         [](Asym* a, int i) { return a->sgrid[i].z == i; }});
-    using Ops = ZEMU_char_stack;
-    check_failed_growth<Ops, ZEMU_init_char_stack, ZEMU_free_char_stack>(
-        "operator stack", "Error: Memory allocation problem in ZEMU_alloc_char_stack()\n", false,
-        {[](Ops* s, int i) { return ZEMU_push_char_stack(s, static_cast<char>('a' + i)); },
-         [](Ops* s) { return s->size; }, [](Ops* s, int i) { return s->item[i] == 'a' + i; }});
-    using Tokens = ZEMU_RPN_token;
-    check_failed_growth<Tokens, ZEMU_init_RPN_token, ZEMU_free_RPN_token>(
-        "token list", "Error: Memory allocation problem in ZEMU_alloc_RPN_token()\n", false,
-        {[](Tokens* t, int i) {
-             t->size++;
-             if (count_back_if_failed(&t->size, ZEMU_alloc_RPN_token(t))) return 1;
-             t->item[i].d = i;
-             return 0;
-         },
-         [](Tokens* t) { return t->size; }, [](Tokens* t, int i) { return t->item[i].d == i; }});
-    using Hk = ZEMU_hk_grid;
-    check_failed_growth<Hk, ZEMU_init_hk_grid, ZEMU_free_hk_grid>(
-        "wrapping clusters", "Error: Memory allocation problem in ZEMU_alloc_hk_wrap()\n", false,
-        {[](Hk* hk, int i) {
-             hk->wrap_total++;
-             if (count_back_if_failed(&hk->wrap_total, ZEMU_alloc_hk_wrap(hk))) return 1;
-             hk->wrap[i].total = i;
-             return 0;
-         },
-         [](Hk* hk) { return hk->wrap_total; }, [](Hk* hk, int i) { return hk->wrap[i].total == i; }});
-    check_failed_growth<ZEMU_cif, init_cif, free_cif>(
-        "structure sites", "Error: Memory allocation problem\n", false,
-        {[](ZEMU_cif* c, int i) { return ZEMU_add_cif_site(c, label, label, 0.1 * i, 0, 0, 1, 'a', 1.0, 1.0); },
-         [](ZEMU_cif* c) { return c->site_no; }, [](ZEMU_cif* c, int i) { return c->site[i].x == 0.1 * i; }});
-    check_failed_growth<ZEMU_cif, init_cif, free_cif>(
-        "structure types", "Error: Memory allocation problem\n", false,
-        {[](ZEMU_cif* c, int i) {
-             int flag = 0;
-             return ZEMU_add_cif_type(c, label, i, &flag);
-         },
-         [](ZEMU_cif* c) { return c->type_no; }, [](ZEMU_cif* c, int i) { return c->type[i].ox == i; }});
-    check_failed_growth<ZEMU_cube, init_cube_points, free_cube_points>(
-        "minima", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_point()\n", false,
-        {[](ZEMU_cube* c, int i) { return ZEMU_add_cube_minima_point(c, i, 0, 0, i, 0, 0, -1.0, 0); },
-         [](ZEMU_cube* c) { return c->total_minima; }, [](ZEMU_cube* c, int i) { return c->minima[i].x == i; }});
-    check_failed_growth<ZEMU_cube, init_cube_points, free_cube_points>(
-        "saddle points", "Error: Memory allocation problem in ZEMU_alloc_cube_saddle_point()\n", false,
-        {[](ZEMU_cube* c, int i) { return ZEMU_add_cube_saddle_point(c, 0, i, 0, 0.5, 0); },
-         [](ZEMU_cube* c) { return c->total_saddle; }, [](ZEMU_cube* c, int i) { return c->saddle[i].y == i; }});
-    check_failed_growth<ZEMU_minima, init_minimum, free_minimum>(
-        "ions at a minimum", "Error: Memory allocation problem in ZEMU_alloc_cube_minima_ions()\n", false,
-        {[](ZEMU_minima* m, int i) { return ZEMU_add_cube_minima_ion(m, label, 0.5 * i); },
-         [](ZEMU_minima* m) { return m->total_ions; }, [](ZEMU_minima* m, int i) { return m->ion[i].occ == 0.5 * i; }});
-    check_failed_growth<ZEMU_graph, ZEMU_init_graph, ZEMU_free_graph>(
-        "graph edges", "Error: Memory allocation problem in ZEMU_add_edge()\n", true,
-        {[](ZEMU_graph* g, int i) { return ZEMU_add_edge(g, i, i + 1, 0.5 * i); },
-         [](ZEMU_graph* g) { return g->total_edge; },
-         [](ZEMU_graph* g, int i) { return g->edge[i].a == i && g->edge[i].w == 0.5 * i; }});
-    using Numbers = ZEMU_RPN_number_stack;
-    check_failed_growth<Numbers, init_number_stack, free_number_stack>(
-        "number stack", "Error: Memory allocation problem in ZEMU_RPN_push_number_stack()\n", true,
-        {[](Numbers* s, int i) { return ZEMU_RPN_push_number_stack(s, 2.0 * i); }, [](Numbers* s) { return s->size; },
-         [](Numbers* s, int i) { return s->item[i] == 2.0 * i; }});
-}
-
-// The appenders have no failure result: a failed growth ends the program.
-void append_cellcross_failing_on_second_array() {
-    ZEMU_cellcross_list list;
-    ZEMU_init_cellcross_list(&list, 0);
-    ZEMU_cellcross cc;
-    ZEMU_assign_cellcross(&cc, 1, 2, 3);
-    fail_allocation_countdown = 2;
-    ZEMU_append_cellcross_list(&list, 0, cc);
-}
-
-void append_allpath_failing_on_growth() {
-    ZEMU_allpath_list list;
-    ZEMU_init_allpath_list(&list, 1);
-    ZEMU_allpath ap{};
-    ZEMU_append_allpath_list(&list, ap);
-    fail_allocation_countdown = 1;
-    ZEMU_append_allpath_list(&list, ap);
-}
-
-TEST(KernelAllocation, AppendersWithoutAResultEndTheProgram) {
-    const char* message = "Error: Memory allocation problem appending to list";
-    EXPECT_EXIT(append_cellcross_failing_on_second_array(), testing::ExitedWithCode(1), message);
-    EXPECT_EXIT(append_allpath_failing_on_growth(), testing::ExitedWithCode(1), message);
+// Every allocation of the analysis in turn is refused: the analysis fails with the
+// memory message or, where the failure is tolerated, gives the same result. A
+// result that differs must come with the message (stages of the path analysis
+// report a refused allocation and go on).
+TEST(KernelAllocation, EveryRefusedAllocationOfAWholeAnalysisEndsItCleanly) {
+    fx::InDir wd(true);
+    wd.dir.write("l.cube", fx::landscape_cube());
+    wd.dir.write("s.cif", fx::p1bar_cif());
+    ZEMU_run_result reference;
+    fail_allocation_countdown = INT_MAX;
+    ASSERT_EQ(fx::stderr_of([&] { EXPECT_EQ(analyse(&reference), 0); }).find("Error"), std::string::npos);
+    const int allocations = INT_MAX - fail_allocation_countdown;
+    fail_allocation_countdown = 0;
+    EXPECT_GT(allocations, 100);
+    int failed = 0;
+    for (int nth = 1; nth <= allocations; nth++) {
+        std::string err;
+        const int code = analyse_refusing(nth, reference, &err);
+        const bool reported = err.find("Error: Memory allocation problem") != std::string::npos;
+        ASSERT_TRUE(code == 0 || ((code == 1 || code == 2) && reported)) << "allocation " << nth << ": " << code << err;
+        failed += code == 1;
+    }
+    EXPECT_GT(failed, allocations / 2);
 }
 
 }  // namespace
