@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "ZEMU-bv.h"
-#include "ZEMU-data.h"
 #include "ZEMU-import.h"
 #include "fixtures.h"
 
@@ -136,7 +135,7 @@ TEST(ImportCorpus, FilesGiveTheirFormulaSitesAndStatesAndReadBackExactly) {
         expect_round_trip(&im.cif);
     }
     Imported llzo(corpus("oxi/LLZO.cif"));
-    EXPECT_EQ(llzo.cif.symop_no * 1000 + llzo.report.z, 96008);
+    EXPECT_EQ(std::to_string(llzo.cif.symop_no) + " Z=" + std::to_string(llzo.report.z), "96 Z=8");
     EXPECT_EQ(llzo.report.formula, "La3 Zr2 Li7 O12");
     for (const std::string& f : {source_file("examples/LiFePO4/structure.cif"),
                                  source_file("examples/Na2UO4/structure.cif"), data_file("cif_messy.cif"),
@@ -144,33 +143,6 @@ TEST(ImportCorpus, FilesGiveTheirFormulaSitesAndStatesAndReadBackExactly) {
         Imported reader_file(f);
         ASSERT_EQ(reader_file.rc, 0) << reader_file.report.error;
         expect_round_trip(&reader_file.cif);
-    }
-}
-
-TEST(ImportRecord, BuiltInParametersGiveTheMatrixOfTheParameterFile) {
-    for (const std::string& f : {data_file("sub_mixed_site.cif"), source_file("examples/LiFePO4/structure.cif")}) {
-        Imported im(f);
-        ASSERT_EQ(im.rc, 0) << im.report.error;
-        ZEMU_bv_bin from_file, from_text;
-        ZEMU_init_bv_bin(&from_file, im.cif.type_no);
-        ZEMU_init_bv_bin(&from_text, im.cif.type_no);
-        {
-            fx::InDir wd(true);  // the parameter file is read from bin/ of the working directory
-            EXPECT_EQ(ZEMU_build_bv_bin(&im.cif, &from_file), 0);
-        }
-        unsigned long size = 0;
-        const char* text = ZEMU_data_bv_database_text(&size);
-        EXPECT_EQ(ZEMU_build_bv_bin_text(&im.cif, &from_text, text, size), 0);
-        int bonding = 0;
-        for (int i = 0; i < im.cif.type_no; i++)
-            for (int j = 0; j < im.cif.type_no; j++) {
-                const ZEMU_bv_bin_item &p = from_file.item[i][j], &q = from_text.item[i][j];
-                EXPECT_TRUE(p.status == q.status && p.b == q.b && p.r0 == q.r0 && p.cutoff == q.cutoff) << i << j;
-                bonding += p.status;
-            }
-        EXPECT_GT(bonding, 0);
-        ZEMU_free_bv_bin(&from_file);
-        ZEMU_free_bv_bin(&from_text);
     }
 }
 
@@ -214,7 +186,7 @@ TEST(ImportOxidation, AssignmentsBalanceAndGivenStatesWin) {
 }
 
 // Positions of every atom of the cell, sorted, for comparing two readings.
-std::vector<std::string> cell_atoms(ZEMU_cif* cif) {
+static std::vector<std::string> cell_atoms(ZEMU_cif* cif) {
     ZEMU_add_P1_to_cif(cif);
     std::vector<std::string> atoms;
     auto w = [](double v) { return v - std::floor(v + 1e-9); };

@@ -1,7 +1,6 @@
-// End-to-end runs of zemu-screen: the bundled examples against zemu and the
-// reference grid barriers, a folder with broken files, kept reports against
-// zemu's, and the command line's refusals. Built
-// when the executable is (ZEMU_SCREEN_EXE names it).
+// End-to-end runs of zemu-screen: the bundled examples against zemu (barriers and
+// kept reports) and the reference grid barriers, a folder with broken files, and
+// the command line's refusals. Built when the executable is (ZEMU_SCREEN_EXE names it).
 #ifdef ZEMU_SCREEN_EXE
 
 #include <gtest/gtest.h>
@@ -22,10 +21,6 @@ using zemu_test::WorkDir;
 
 namespace {
 
-RunResult screen(const WorkDir& dir, const std::vector<std::string>& args) {
-    return dir.run_program(ZEMU_SCREEN_EXE, args);
-}
-
 // Rows of a JSON Lines table by file.
 std::map<std::string, nlohmann::json> jsonl_rows(const std::string& text) {
     std::map<std::string, nlohmann::json> rows;
@@ -37,23 +32,24 @@ std::map<std::string, nlohmann::json> jsonl_rows(const std::string& text) {
     return rows;
 }
 
-// A folder of copies of the LiFePO4 structure under the given names.
-void copies(const WorkDir& dir, const std::string& folder, const std::vector<std::string>& names) {
-    std::filesystem::create_directories(dir.file(folder));
+// A folder "set" with the LiFePO4 structure as good.cif.
+std::string lifepo4_set(const WorkDir& dir) {
+    std::filesystem::create_directories(dir.file("set"));
     const std::string cif = zemu_test::slurp(zemu_test::source_file("examples/LiFePO4/structure.cif"));
-    for (const std::string& n : names) dir.write(folder + "/" + n, cif);
+    dir.write("set/good.cif", cif);
+    return cif;
 }
 
 }  // namespace
 
-TEST(ScreenCommand, BundledExamplesGiveZemusBarriersAndTheReferenceGridSpans) {
+TEST(ScreenCommand, BundledExamplesGiveZemusBarriersAndReportsAndTheReferenceGridSpans) {
     struct Case { const char* example; const char* ion; const char* field; } cases[] = {
         {"LiFePO4", "Li1+", "span"}, {"Na2UO4", "Na1+", "span_scaled"}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.example);
         WorkDir dir(false);
         const std::string folder = zemu_test::source_file(std::string("examples/") + c.example);
-        RunResult r = screen(dir, {"--ion", c.ion, "-o", "rows.jsonl", folder});
+        RunResult r = dir.run_program(ZEMU_SCREEN_EXE, {"--ion", c.ion, "-o", "rows.jsonl", "--keep", "kept", folder});
         ASSERT_EQ(r.status, 0) << r.err;
         EXPECT_EQ(r.out, "");
         EXPECT_NE(r.err.find("Screened 1 structure in"), std::string::npos) << r.err;
@@ -76,18 +72,24 @@ TEST(ScreenCommand, BundledExamplesGiveZemusBarriersAndTheReferenceGridSpans) {
                         ref["percolation_exact_eV"]["E_" + k + "D"][c.field].get<double>(), 1e-6) << d;
         }
         EXPECT_EQ(row["consistent"], true);
+        // the kept reports are what zemu writes for the kept landscape and structure
+        WorkDir cli;
+        cli.write("landscape.cube", dir.read("kept/structure/landscape.cube"));
+        ASSERT_EQ(cli.run({"--cube", "landscape.cube", "--cif", dir.file("kept/structure/structure.cif"), c.ion, "--path",
+                           "--summary", "--vesta"}).status, 0);
+        for (const char* name : {"ZEMU_summary.txt", "ZEMU_rp.csv", "ZEMU.vesta"})
+            EXPECT_EQ(dir.read(std::string("kept/structure/") + name), cli.read(name)) << name;
     }
 }
 
-TEST(ScreenCommand, BrokenFilesCostTheirOwnRowsAndKeptReportsAreZemus) {
+TEST(ScreenCommand, BrokenFilesCostTheirOwnRowsAndKeptFilesArePerStructure) {
     WorkDir dir(false);
-    copies(dir, "set", {"good.cif"});
-    const std::string cif = zemu_test::slurp(zemu_test::source_file("examples/LiFePO4/structure.cif"));
+    const std::string cif = lifepo4_set(dir);
     dir.write("set/truncated.cif", cif.substr(0, cif.size() / 2));
     dir.write("set/empty.cif", "");
     const char junk[] = "\x7f" "ELF\x01\x02\x00\xff garbage";  // binary, with a NUL inside
     dir.write("set/junk.cif", std::string(junk, sizeof junk - 1));
-    RunResult r = screen(dir, {"--ion", "Li1+", "-j", "2", "-o", "rows.jsonl", "--keep", "kept", "set"});
+    RunResult r = dir.run_program(ZEMU_SCREEN_EXE, {"--ion", "Li1+", "-j", "2", "-o", "rows.jsonl", "--keep", "kept", "set"});
     ASSERT_EQ(r.status, 0) << r.err;
     auto rows = jsonl_rows(dir.read("rows.jsonl"));
     EXPECT_EQ(rows.size(), 4u);
@@ -99,19 +101,11 @@ TEST(ScreenCommand, BrokenFilesCostTheirOwnRowsAndKeptReportsAreZemus) {
     for (const auto& e : std::filesystem::directory_iterator(dir.file("kept/good"))) kept.insert(e.path().filename());
     EXPECT_EQ(kept, (std::set<std::string>{"landscape.cube", "structure.cif", "ZEMU_summary.txt", "ZEMU_rp.csv",
                                            "ZEMU.vesta"}));
-    // the kept reports are what zemu writes for the kept landscape and structure
-    WorkDir cli;
-    cli.write("landscape.cube", dir.read("kept/good/landscape.cube"));
-    RunResult zemu = cli.run({"--cube", "landscape.cube", "--cif", dir.file("kept/good/structure.cif"), "Li1+",
-                              "--path", "--summary", "--vesta"});
-    ASSERT_EQ(zemu.status, 0) << zemu.err;
-    for (const char* name : {"ZEMU_summary.txt", "ZEMU_rp.csv", "ZEMU.vesta"})
-        EXPECT_EQ(dir.read(std::string("kept/good/") + name), cli.read(name)) << name;
 }
 
 TEST(ScreenCommand, RefusesBadCommandLinesWithOneErrorLine) {
     WorkDir dir(false);
-    copies(dir, "set", {"a.cif"});
+    lifepo4_set(dir);
     struct Case { std::vector<std::string> args; std::string err; } cases[] = {
         {{"--ion", "Li1+", "--shard", "0/2", "set"},
          "Error: --shard: invalid shard \"0/2\" (expected K/N with 1 <= K <= N)\n"},
@@ -121,7 +115,7 @@ TEST(ScreenCommand, RefusesBadCommandLinesWithOneErrorLine) {
         {{"set"}, "Error: "},
     };
     for (const Case& c : cases) {
-        RunResult r = screen(dir, c.args);
+        RunResult r = dir.run_program(ZEMU_SCREEN_EXE, c.args);
         EXPECT_EQ(r.status, 1) << c.args[0];
         EXPECT_EQ(r.err.substr(0, c.err.size()), c.err);
         EXPECT_EQ(fx::lines_of(r.err).size(), 1u) << r.err;
