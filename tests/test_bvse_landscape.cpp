@@ -3,6 +3,7 @@
 // reads it, a grid the symmetry does not fit against point-by-point sums, and
 // results that do not depend on the thread count.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -129,6 +130,10 @@ TEST(BvseLandscape, GridRecordEqualsTheWrittenFileAsRead) {
     EXPECT_EQ(written[0], "LiFePO4 test");
     EXPECT_EQ(std::vector<std::string>(written.begin() + 1, written.begin() + 6),
               std::vector<std::string>(bundled.begin() + 1, bundled.begin() + 6));
+    // a target that cannot be replaced (here a folder) is named, and no temporary file stays
+    EXPECT_EQ(ZEMU_bvse_write_cube(&mine.cube, "Li1+", "t", dir.path().c_str(), &error), 1);
+    EXPECT_NE(error.find(dir.path() + ": cannot be written"), std::string::npos) << error;
+    EXPECT_NE(access((dir.path() + ".tmp." + std::to_string(getpid())).c_str(), F_OK), 0);
 
 }
 

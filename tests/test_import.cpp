@@ -134,13 +134,9 @@ TEST(ImportCorpus, FilesGiveTheirFormulaSitesAndStatesAndReadBackExactly) {
         EXPECT_TRUE(!c.neutral || std::fabs(ZEMU_calc_unit_cell_charge(&im.cif) / im.report.z) < 0.01);
         expect_round_trip(&im.cif);
     }
-    Imported llzo(corpus("oxi/LLZO.cif"));
-    EXPECT_EQ(std::to_string(llzo.cif.symop_no) + " Z=" + std::to_string(llzo.report.z), "96 Z=8");
-    EXPECT_EQ(llzo.report.formula, "La3 Zr2 Li7 O12");
-    for (const std::string& f : {source_file("examples/LiFePO4/structure.cif"),
-                                 source_file("examples/Na2UO4/structure.cif"), data_file("cif_messy.cif"),
-                                 data_file("sub_mixed_site.cif")}) {
-        Imported reader_file(f);
+    // the structure reader's own test files read back alike
+    for (const char* f : {"cif_LiFePO4.cif", "cif_messy.cif", "sub_mixed_site.cif"}) {
+        Imported reader_file(data_file(f));
         ASSERT_EQ(reader_file.rc, 0) << reader_file.report.error;
         expect_round_trip(&reader_file.cif);
     }
@@ -157,12 +153,6 @@ TEST(ImportOxidation, AssignmentsBalanceAndGivenStatesWin) {
         EXPECT_EQ(found(im, "Li:1 Fe:2 P:5 Na:1 U:6 O:-2", true),
                   *example == 'L' ? "Li:1 Fe:2 P:5 Na: U: O:-2" : "Li: Fe: P: Na:1 U:6 O:-2");
     }
-    // Magnetite: one Fe2+ for two Fe3+.
-    Imported fe3o4(corpus("Fe3O4.cif"));
-    std::map<int, double> fe;
-    for (int s = 0; s < fe3o4.cif.site_no; s++)
-        fe[(int)std::lround(fe3o4.cif.site[s].ox)] += fe3o4.cif.site[s].occ * fe3o4.cif.site[s].mul;
-    EXPECT_EQ(fe, (std::map<int, double>{{-2, 8.0}, {2, 2.0}, {3, 4.0}}));
     // NaCl2: Na is only +1 and Cl only -1; by hand it reads. Occupancies that do not
     // add up: the nearest miss is named, and the states given by hand read.
     const std::pair<const char*, const char*> cases[] = {
