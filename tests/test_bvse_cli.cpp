@@ -27,10 +27,7 @@ TEST(BvseExe, WritesTheLandscapeAndTheStructure) {
 
 TEST(BvseExe, RefusalsAreOneLineAndWriteNothing) {
     const std::string cif = source_file("examples/LiFePO4/structure.cif");
-    struct Case {
-        std::vector<std::string> args;
-        std::string cause;  // part of the one error line
-    } cases[] = {
+    const struct { std::vector<std::string> args; std::string cause; } cases[] = {  // cause: part of the one line
         {{"missing.cif", "Li1+"}, "Error: missing.cif: "},
         {{cif, "Xx1+"}, "element Xx"},
         {{cif, "Li1+", "--grid", "56", "33", "25"}, "first grid count must be odd"},
@@ -38,7 +35,7 @@ TEST(BvseExe, RefusalsAreOneLineAndWriteNothing) {
         {{cif, "Li1+", "-o", "no/such/folder/landscape.cube"}, "no/such/folder/landscape.cube: cannot be written"},
         {{cif}, "ION is required"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         WorkDir dir(false);
         RunResult r = dir.run_program(ZEMU_BVSE_EXE, c.args);
         SCOPED_TRACE(r.err);

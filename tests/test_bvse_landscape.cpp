@@ -160,12 +160,9 @@ TEST(BvseLandscape, UnsymmetricGridAndThreadCountIndependence) {
 // Refusals reach the report as one line and leave the grid record untouched.
 TEST(BvseLandscape, RefusalsReachTheReport) {
     LoadedCif s(example("LiFePO4/structure.cif"));
-    const struct {
-        const char* ion;
-        int grid[3];
-        const char* expected;
-    } cases[] = {{"Li1+", {1001, 1001, 1001}, "over the limit"}, {"Li1+", {56, 33, 25}, "odd"},
-                 {"Lx1+", {0, 0, 0}, "mobile ion"}, {"Li3+", {0, 0, 0}, "pair Li3+/O2-"}};
+    const struct { const char* ion; int grid[3]; const char* expected; } cases[] = {
+        {"Li1+", {1001, 1001, 1001}, "over the limit"}, {"Li1+", {56, 33, 25}, "odd"},
+        {"Lx1+", {0, 0, 0}, "mobile ion"}, {"Li3+", {0, 0, 0}, "pair Li3+/O2-"}};
     for (const auto& c : cases) {
         Cube cube;
         ZEMU_bvse_options o;

@@ -13,11 +13,7 @@
 namespace {
 
 // A site row: label, type symbol, x, y, z, oxidation state, occupancy.
-struct Site {
-    const char* label;
-    const char* type;
-    double x, y, z, ox, occ;
-};
+struct Site { const char *label, *type; double x, y, z, ox, occ; };
 
 // The model of `sites` (every operation applied) for the mobile ion, cut-off rcut.
 int build(const std::vector<std::string>& ops, const std::vector<double>& cell, const std::vector<Site>& sites,
@@ -134,12 +130,7 @@ TEST(BvseModel, ObliqueCellImageSearchMatchesBruteForce) {
 }
 
 TEST(BvseModel, RefusalsNameTheCause) {
-    struct Case {
-        const char* ion;
-        std::vector<Site> sites;
-        double rcut;
-        const char* expected;
-    } cases[] = {
+    const struct { const char* ion; std::vector<Site> sites; double rcut; const char* expected; } cases[] = {
         {"Li1+", {{"O1", "O3-", 0, 0, 0, -3, 1}}, 10, "pair Li1+/O3-"},
         // an anion as the mobile ion looks the pair up the other way
         {"O2-", {{"X1", "Fe7+", 0, 0, 0, 7, 1}}, 10, "pair Fe7+/O2-"},
@@ -150,7 +141,7 @@ TEST(BvseModel, RefusalsNameTheCause) {
         // a cut-off far beyond the cell would visit billions of images
         {"Li1+", {{"O1", "O2-", 0, 0, 0, -2, 1}}, 1e5, "cut-off radius"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         ZEMU_bvse_model m;
         std::string error;
         EXPECT_EQ(build({"x,y,z"}, {10, 10, 10, 90, 90, 90}, c.sites, c.ion, c.rcut, &m, &error), 1) << c.expected;
@@ -166,7 +157,8 @@ TEST(BvseModel, NegativeAlphaWarnsOnceAndExpansionKeepsDistinctCopies) {
     ZEMU_bvse_model m;
     std::string error;
     ASSERT_EQ(build({"x,y,z", "-x,-y,-z"}, {30, 30, 30, 90, 90, 90},
-                    {{"I1", "I1-", 0.1, 0.1, 0.1, -1, 1}, {"I2", "I1-", 0.3, 0.1, 0.1, -1, 1}}, "Mg2+", 10.0, &m, &error),
+                    {{"I1", "I1-", 0.1, 0.1, 0.1, -1, 1}, {"I2", "I1-", 0.3, 0.1, 0.1, -1, 1}}, "Mg2+", 10.0, &m,
+                    &error),
               0) << error;
     ASSERT_EQ(m.warnings.size(), 1u);
     EXPECT_NE(m.warnings[0].find("Mg2+/I1-"), std::string::npos) << m.warnings[0];

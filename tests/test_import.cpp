@@ -99,14 +99,10 @@ void expect_round_trip(ZEMU_cif* cif) {
 
 // What each file of the corpus stands for is in tests/data/import/README.md.
 TEST(ImportCorpus, FilesGiveTheirFormulaSitesAndStatesAndReadBackExactly) {
-    struct Case {
-        const char* file;
-        const char* per_cell;  // atoms per cell from formula sum and Z (or the site list)
-        int sites;             // sites of the asymmetric unit
-        const char* symmetry_source;
-        const char* states;
-        bool neutral;  // false where the file's own states leave a charge (NH4Cl without H)
-    } cases[] = {
+    // atoms per cell (from formula sum and Z, or the site list), sites of the asymmetric unit,
+    // symmetry source, states, and whether the cell is neutral (not so for NH4Cl without H)
+    const struct { const char *file, *per_cell; int sites; const char *symmetry_source, *states; bool neutral; }
+        cases[] = {
         {"garnet.cif", "Ca:24 Al:16 Si:24 O:96", 4, "symmetry loop", "Ca:2 Al:3 Si:4 O:-2", true},
         {"cif_implicit_hydrogens_cod_1011130.cif", "N:4 Cl:4", 2, "symmetry loop", "", false},
         {"site_type_symbol_test.cif", "Ge:1.6 Sb:1.6 Te:4", 3, "symmetry loop", "Ge:2 Sb:3 Te:-2", true},
@@ -123,7 +119,7 @@ TEST(ImportCorpus, FilesGiveTheirFormulaSitesAndStatesAndReadBackExactly) {
         {"oxi/Li3OCl.cif", "O:1 Cl:1 Li:3", 5, "none (P 1)", "O:-2 Cl:-1 Li:1", true},
         {"oxi/Na2SO4.cif", "S:1", 7, "none (P 1)", "Na:1 S:6 O:-2", true},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.file);
         Imported im(corpus(c.file));
         ASSERT_EQ(im.rc, 0) << im.report.error;
@@ -146,7 +142,8 @@ TEST(ImportOxidation, AssignmentsBalanceAndGivenStatesWin) {
     // The examples with their states removed (no type loop, bare element symbols) get them back.
     for (const char* example : {"LiFePO4", "Na2UO4"}) {
         std::string text = zemu_test::slurp(source_file(std::string("examples/") + example + "/structure.cif"));
-        text = std::regex_replace(text, std::regex("loop_\n_atom_type_symbol\n_atom_type_oxidation_number\n([^l][^\n]*\n)*"), "");
+        const std::regex type_loop("loop_\n_atom_type_symbol\n_atom_type_oxidation_number\n([^l][^\n]*\n)*");
+        text = std::regex_replace(text, type_loop, "");
         Imported im(std::regex_replace(text, std::regex(" ([A-Z][a-z]?)[0-9]+[+-] "), " $1 "), "", "bare.cif");
         ASSERT_EQ(im.rc, 0) << im.report.error;
         EXPECT_EQ(im.report.oxidation, "assigned");
@@ -253,7 +250,8 @@ TEST(ImportExe, WrittenFilesGiveZemuTheSameReports) {
     for (const char* ex : {"LiFePO4", "Na2UO4"})
         runs.push_back({source_file(std::string("examples/") + ex + "/structure.cif"),
                         source_file(std::string("examples/") + ex + "/landscape.cube"), *ex == 'L' ? "Li1+" : "Na1+"});
-    for (const char* f : {"cif_LiFePO4.cif", "cif_Na2UO4.cif", "cif_messy.cif", "gridsym_p21c.cif", "sub_mixed_site.cif"})
+    for (const char* f :
+         {"cif_LiFePO4.cif", "cif_Na2UO4.cif", "cif_messy.cif", "gridsym_p21c.cif", "sub_mixed_site.cif"})
         runs.push_back({data_file(f), source_file("examples/LiFePO4/landscape.cube"), "Li1+"});
     for (const auto& run : runs) {
         SCOPED_TRACE(run[0]);

@@ -82,13 +82,8 @@ ZEMU_screen_row analyse_wells(int c_bohr, double max) {
 }  // namespace
 
 TEST(ScreenAnalysis, ConsistentExactlyWhenTheNetworkFindsTheGridsBarriersBelowTheCeiling) {
-    const struct {
-        const char* what;
-        int c_bohr;
-        double max;
-        const char* network;  // the network's barriers in 1, 2 and 3 dimensions
-        int consistent;
-    } cases[] = {
+    // c axis in Bohr steps, ceiling, the network's barriers in 1, 2 and 3 dimensions, consistency
+    const struct { const char* what; int c_bohr; double max; const char* network; int consistent; } cases[] = {
         {"every axis in reach: network and grid agree", 1, 0.0, "0.200000 0.600000 1.000000", 1},
         {"c out of the network's reach: its 3-D barrier is missed", 2, 0.0, "0.200000 0.600000 nan", 0},
         {"the same below a ceiling of 0.8 eV: the missed barrier lies above it", 2, 0.8, "0.200000 0.600000 nan", 1},
@@ -205,7 +200,8 @@ TEST(ScreenFiles, ProgressSummaryAndAResumeThatSkipsFinishedFilesAndDropsACutLin
     EXPECT_NE(err.find("[1/2] " + a + ": ok "), std::string::npos) << err;
     EXPECT_NE(err.find("[2/2] " + b + ": ok "), std::string::npos) << err;
     EXPECT_NE(err.find("Screened 2 structures in 0:00"), std::string::npos) << err;
-    EXPECT_NE(err.find(": 2 ok, 0 error, 0 timeout\nLowest 3-D barriers (eV):\n  0.125000  " + b + "  (b)\n  0.250000  " +
+    EXPECT_NE(err.find(": 2 ok, 0 error, 0 timeout\nLowest 3-D barriers (eV):\n  0.125000  " + b +
+                       "  (b)\n  0.250000  " +
                        a + "  (a)\n"), std::string::npos) << err;
     // three more files, and a run that died in the middle of a row
     touch(dir, {"set/c.cif", "set/d.cif", "set/e,quoted.cif"});

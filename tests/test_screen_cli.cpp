@@ -75,8 +75,8 @@ TEST(ScreenCommand, BundledExamplesGiveZemusBarriersAndReportsAndTheReferenceGri
         // the kept reports are what zemu writes for the kept landscape and structure
         WorkDir cli;
         cli.write("landscape.cube", dir.read("kept/structure/landscape.cube"));
-        ASSERT_EQ(cli.run({"--cube", "landscape.cube", "--cif", dir.file("kept/structure/structure.cif"), c.ion, "--path",
-                           "--summary", "--vesta"}).status, 0);
+        ASSERT_EQ(cli.run({"--cube", "landscape.cube", "--cif", dir.file("kept/structure/structure.cif"), c.ion,
+                           "--path", "--summary", "--vesta"}).status, 0);
         for (const char* name : {"ZEMU_summary.txt", "ZEMU_rp.csv", "ZEMU.vesta"})
             EXPECT_EQ(dir.read(std::string("kept/structure/") + name), cli.read(name)) << name;
     }
@@ -89,7 +89,8 @@ TEST(ScreenCommand, BrokenFilesCostTheirOwnRowsAndKeptFilesArePerStructure) {
     dir.write("set/empty.cif", "");
     const char junk[] = "\x7f" "ELF\x01\x02\x00\xff garbage";  // binary, with a NUL inside
     dir.write("set/junk.cif", std::string(junk, sizeof junk - 1));
-    RunResult r = dir.run_program(ZEMU_SCREEN_EXE, {"--ion", "Li1+", "-j", "2", "-o", "rows.jsonl", "--keep", "kept", "set"});
+    RunResult r =
+        dir.run_program(ZEMU_SCREEN_EXE, {"--ion", "Li1+", "-j", "2", "-o", "rows.jsonl", "--keep", "kept", "set"});
     ASSERT_EQ(r.status, 0) << r.err;
     auto rows = jsonl_rows(dir.read("rows.jsonl"));
     EXPECT_EQ(rows.size(), 4u);
@@ -111,7 +112,8 @@ TEST(ScreenCommand, RefusesBadCommandLinesWithOneErrorLine) {
          "Error: --shard: invalid shard \"0/2\" (expected K/N with 1 <= K <= N)\n"},
         {{"--ion", "Li1+", "nothere"}, "Error: nothere: no such file or directory\n"},
         {{"--ion", "Li1+", "--resume", "set"}, "Error: --resume: needs an output file (-o)\n"},
-        {{"--ion", "Li1+", "-o", "no/such/dir/rows.csv", "set"}, "Error: no/such/dir/rows.csv: No such file or directory\n"},
+        {{"--ion", "Li1+", "-o", "no/such/dir/rows.csv", "set"},
+         "Error: no/such/dir/rows.csv: No such file or directory\n"},
         {{"set"}, "Error: "},
     };
     for (const Case& c : cases) {
