@@ -4,11 +4,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     zemu_fuzz::enter_workdir();
-    ZEMU_input input = zemu_fuzz::empty_input();
-    input.cif = 1;
-    zemu_fuzz::set_field(input.cif_file, sizeof input.cif_file, zemu_fuzz::write_file("in.cif", data, size));
-    input.ion = 1;
-    zemu_fuzz::set_field(input.ion_type, sizeof input.ion_type, "Li1+");
+    ZEMU_input input = zemu_fuzz::probe_input(nullptr, zemu_fuzz::write_file("in.cif", data, size));
     input.calc_charge = 1;
     input.calc_bvsum = 1;
     input.calc_gii = 1;

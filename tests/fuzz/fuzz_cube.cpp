@@ -5,19 +5,8 @@
 #include "fuzz_util.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static bool ready = false;
-    if (!ready) {
-        zemu_fuzz::enter_workdir();
-        zemu_fuzz::write_file("s.cif", zemu_fuzz::kStructure);
-        ready = true;
-    }
-    ZEMU_input input = zemu_fuzz::empty_input();
-    input.cube = 1;
-    zemu_fuzz::set_field(input.cube_file, sizeof input.cube_file, zemu_fuzz::write_file("in.cube", data, size));
-    input.cif = 1;
-    zemu_fuzz::set_field(input.cif_file, sizeof input.cif_file, "s.cif");
-    input.ion = 1;
-    zemu_fuzz::set_field(input.ion_type, sizeof input.ion_type, "Li1+");
+    zemu_fuzz::enter_workdir_with_structure();
+    ZEMU_input input = zemu_fuzz::probe_input(zemu_fuzz::write_file("in.cube", data, size), "s.cif");
     input.print_minima = 1;
     input.print_saddle = 1;
     input.path = 1;
