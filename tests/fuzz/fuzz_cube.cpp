@@ -7,12 +7,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     zemu_fuzz::enter_workdir_with_structure();
     ZEMU_input input = zemu_fuzz::probe_input(zemu_fuzz::write_file("in.cube", data, size), "s.cif");
-    input.print_minima = 1;
-    input.print_saddle = 1;
-    input.path = 1;
-    input.print_path = 1;
-    input.print_perc = 1;
-    input.print_act = 1;
+    for (int* stage : {&input.print_minima, &input.print_saddle, &input.path, &input.print_path, &input.print_perc,
+                       &input.print_act})
+        *stage = 1;
     ZEMU(&input);
     return 0;
 }
