@@ -78,8 +78,7 @@ TEST(BvseModel, PairTermsMatchHandComputedValuesAndTheCutOffIsStrict) {
 
 // alpha = 40 degrees: the spacing of the (100) planes is far below the edge
 // lengths, so a search over a few cells per edge misses images. Brute force
-// over +-12 cells with distances from the metric tensor, for single points and
-// for the grid engine's candidate lists per block of points.
+// over +-12 cells with distances from the metric tensor.
 TEST(BvseModel, ObliqueCellImageSearchMatchesBruteForce) {
     const double a = 4.0, b = 5.0, c = 6.0, al = 40.0, be = 80.0, ga = 70.0;
     fx::Cif s({"x,y,z", "-x,-y,-z"}, {a, b, c, al, be, ga});
@@ -112,21 +111,6 @@ TEST(BvseModel, ObliqueCellImageSearchMatchesBruteForce) {
         const double want = brute(p);
         EXPECT_NEAR(ZEMU_bvse_point_energy(&m, p), want, 1e-9 * std::max(1.0, std::fabs(want)));
     }
-    ZEMU_bvse_options o;
-    ZEMU_init_bvse_options(&o);
-    o.grid[0] = 9, o.grid[1] = 7, o.grid[2] = 11;
-    ZEMU_cube cube;
-    ZEMU_init_cube(&cube);
-    ZEMU_bvse_report report;
-    ASSERT_EQ(ZEMU_bvse_landscape(&s.cif, "Li1+", &o, &cube, &report), 0) << report.error;
-    EXPECT_EQ(report.symmetric, 1);
-    for (int i = 0; i < cube.a_grid; i += 2)
-        for (int j = 0; j < cube.b_grid; j++)
-            for (int k = 0; k < cube.c_grid; k += 3) {
-                const double f[3] = {i / 8.0, j / 6.0, k / 10.0}, want = ZEMU_bvse_cap(brute(f));
-                EXPECT_NEAR(cube.energy[i][j][k], want, 1e-9 * std::max(1.0, std::fabs(want))) << i << j << k;
-            }
-    ZEMU_free_cube(&cube);
 }
 
 TEST(BvseModel, RefusalsNameTheCause) {
