@@ -205,22 +205,6 @@ TEST(ImportWild, SpellingsGiveOneStructure) {
     EXPECT_EQ(variants, 11);
 }
 
-TEST(ImportWild, LabelsStayUniqueWithinNineCharacters) {
-    Imported im(corpus("labels.cif"), "C=4,O=-2");
-    ASSERT_EQ(im.rc, 0) << im.report.error;
-    expect_round_trip(&im.cif);  // no label is taken for a keyword
-    std::set<std::string> labels;
-    for (int s = 0; s < im.cif.site_no; s++) {
-        const std::string l = im.cif.site[s].label;
-        EXPECT_LE(l.size(), 9u);
-        EXPECT_EQ(l.find('\''), std::string::npos);
-        labels.insert(l);
-    }
-    EXPECT_EQ(labels.size(), 8u);
-    EXPECT_NE(std::string(im.cif.site[7].label).rfind("loop_", 0), 0u);
-    EXPECT_EQ(std::string(im.cif.site[1].label), "C1");
-}
-
 TEST(ImportRefusal, BadFilesAreRefusedWithTheirCause) {
     const std::pair<const char*, const char*> cases[] = {
         {"unterminated_quote", "line 2"}, {"not_cif", "line 1"}, {"not_a_group", "group"},
