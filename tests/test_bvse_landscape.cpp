@@ -1,7 +1,6 @@
-// Landscape on a grid: the default grid rule, the bundled example landscapes
-// reproduced, the grid record against the written file as the cube reader
-// reads it, a grid the symmetry does not fit against point-by-point sums, and
-// results that do not depend on the thread count.
+// Landscape on a grid: the default grid rule, the bundled landscapes reproduced, the
+// grid record against the written file as read, a grid the symmetry does not fit
+// against point-by-point sums, and results that do not depend on the thread count.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -124,17 +123,10 @@ TEST(BvseLandscape, GridRecordEqualsTheWrittenFileAsRead) {
     EXPECT_NEAR(m.max_energy, b.max_energy, 6e-13);
     for (long long n = 0; n < mine.total(); n++)
         ASSERT_NEAR(mine.at(n), back.at(n), std::max(6e-13, 1e-15 * std::fabs(mine.at(n)))) << n;
-    // the header lines after the title are those of the bundled file
-    const std::vector<std::string> written = fx::lines_of(zemu_test::slurp(path)),
-                                   bundled = fx::lines_of(zemu_test::slurp(example("LiFePO4/landscape.cube")));
-    EXPECT_EQ(written[0], "LiFePO4 test");
-    EXPECT_EQ(std::vector<std::string>(written.begin() + 1, written.begin() + 6),
-              std::vector<std::string>(bundled.begin() + 1, bundled.begin() + 6));
     // a target that cannot be replaced (here a folder) is named, and no temporary file stays
     EXPECT_EQ(ZEMU_bvse_write_cube(&mine.cube, "Li1+", "t", dir.path().c_str(), &error), 1);
     EXPECT_NE(error.find(dir.path() + ": cannot be written"), std::string::npos) << error;
     EXPECT_NE(access((dir.path() + ".tmp." + std::to_string(getpid())).c_str(), F_OK), 0);
-
 }
 
 // A grid the operations do not fit: every point computed, a warning, the same
@@ -161,8 +153,7 @@ TEST(BvseLandscape, UnsymmetricGridAndThreadCountIndependence) {
 TEST(BvseLandscape, RefusalsReachTheReport) {
     LoadedCif s(example("LiFePO4/structure.cif"));
     const struct { const char* ion; int grid[3]; const char* expected; } cases[] = {
-        {"Li1+", {1001, 1001, 1001}, "over the limit"}, {"Li1+", {56, 33, 25}, "odd"},
-        {"Lx1+", {0, 0, 0}, "mobile ion"}, {"Li3+", {0, 0, 0}, "pair Li3+/O2-"}};
+        {"Li1+", {1001, 1001, 1001}, "over the limit"}, {"Lx1+", {0, 0, 0}, "mobile ion"}};
     for (const auto& c : cases) {
         Cube cube;
         ZEMU_bvse_options o;

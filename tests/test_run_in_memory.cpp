@@ -1,7 +1,6 @@
-// The analysis in memory: the energy ceiling it takes, exact or as the program
-// computes it, and the exact inverse of the energy scaling. Its activation
-// energies and written files against zemu's own are checked through the
-// screening runs (test_screen_cli.cpp).
+// The analysis in memory: the energy ceiling it takes, exact or as the program computes
+// it, and the exact inverse of the energy scaling. Its activation energies and written
+// files against zemu's own are checked through the screening runs (test_screen_cli.cpp).
 #include <gtest/gtest.h>
 
 #include <cmath>
