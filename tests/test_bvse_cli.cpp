@@ -25,7 +25,8 @@ TEST(BvseExe, RefusalsAreOneLineAndWriteNothing) {
     const struct { std::vector<std::string> args; std::string cause; } cases[] = {  // cause: part of the one line
         {{"missing.cif", "Li1+"}, "Error: missing.cif: "},
         {{kStructure, "Li1+", "--grid", "56", "33", "25"}, "first grid count must be odd"},
-        {{kStructure, "Li1+", "-o", "no/such/folder/landscape.cube"}, "no/such/folder/landscape.cube: cannot be written"},
+        {{kStructure, "Li1+", "-o", "no/such/folder/landscape.cube"},
+         "no/such/folder/landscape.cube: cannot be written"},
         {{kStructure}, "ION is required"},
     };
     for (const auto& c : cases) {
