@@ -12,17 +12,6 @@
 #include "ZEMU-import.h"
 #include "ZEMU-version.h"
 
-namespace {
-
-// Prints the one error line of a refusal and gives the exit status.
-int refuse(const std::string& file, const std::string& reason)
-{
-    fprintf(stderr, "Error: %s: %s\n", file.c_str(), reason.c_str());
-    return 1;
-}
-
-}  // namespace
-
 int main(int argc, char** argv)
 {
     CLI::App app{"Bond-valence site-energy landscape of a mobile ion, as a cube file for zemu.", "zemu-bvse"};
@@ -52,14 +41,9 @@ int main(int argc, char** argv)
         for (int i = 0; i < 3; i++) options.grid[i] = grid[i];
     options.progress = 1;
 
-    ZEMU_import_options import_options;
-    import_options.oxi = oxi;
     ZEMU_import_report import_report;
     ZEMU_cif cif;
-    if (ZEMU_import_structure(structure_file.c_str(), &import_options, &cif, &import_report)) {
-        ZEMU_free_cif(&cif);
-        return refuse(structure_file, import_report.error);
-    }
+    if (!ZEMU_cli_import(structure_file, oxi, &cif, &import_report)) return 1;
     for (const std::string& w : import_report.warnings) fprintf(stderr, "Warning: %s: %s\n", structure_file.c_str(), w.c_str());
 
     ZEMU_cube cube;
@@ -70,14 +54,14 @@ int main(int argc, char** argv)
     if (failed) {
         ZEMU_free_cube(&cube);
         ZEMU_free_cif(&cif);
-        return refuse(structure_file, report.error);
+        return ZEMU_cli_refuse(structure_file, report.error);
     }
     status = 0;
     std::string error;
     if (!cif_out.empty() && ZEMU_import_write_cif(&cif, cif_out.c_str(), &error)) {
         ZEMU_free_cube(&cube);
         ZEMU_free_cif(&cif);
-        return refuse(structure_file, error);
+        return ZEMU_cli_refuse(structure_file, error);
     }
     const std::string title = import_report.formula + " site-energy landscape of the mobile ion (bond-valence site energy, eV)";
     if (ZEMU_bvse_write_cube(&cube, ion.c_str(), title.c_str(), cube_file.c_str(), &error)) {

@@ -16,11 +16,6 @@ namespace {
 
 const char* const kVersion = "zemu-import (ZEMU " ZEMU_VERSION ")";
 
-int fail(const std::string& file, const std::string& cause) {
-    fprintf(stderr, "Error: %s: %s\n", file.c_str(), cause.c_str());
-    return 1;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -35,19 +30,14 @@ int main(int argc, char** argv) {
     int status = 0;
     if (!ZEMU_cli_parse(app, argc, argv, &status)) return status;
 
-    ZEMU_import_options options;
-    options.oxi = oxi;
     ZEMU_cif cif;
     ZEMU_import_report report;
-    if (ZEMU_import_structure(input.c_str(), &options, &cif, &report)) {
-        ZEMU_free_cif(&cif);
-        return fail(input, report.error);
-    }
+    if (!ZEMU_cli_import(input, oxi, &cif, &report)) return 1;
     if (!output.empty()) {
         std::string cause;
         if (ZEMU_import_write_cif(&cif, output.c_str(), &cause)) {
             ZEMU_free_cif(&cif);
-            return fail(input, cause);
+            return ZEMU_cli_refuse(input, cause);
         }
         for (const std::string& w : report.warnings) fprintf(stderr, "Note: %s: %s\n", input.c_str(), w.c_str());
     }

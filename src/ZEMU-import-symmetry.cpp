@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <initializer_list>
 #include <set>
 #include <string>
 #include <vector>
@@ -171,115 +172,156 @@ void check_group(const Symmetry& sym) {
     }
 }
 
-}  // namespace
+// The groups the file names by Hall symbol, H-M symbol and number (null when absent
+// or not understood), for the centring check and the fallbacks.
+struct NamedGroups {
+    gemmi::GroupOps hall_ops;
+    bool hall_ok = false;
+    const gemmi::SpaceGroup* hm_sg = nullptr;
+    const gemmi::SpaceGroup* number_sg = nullptr;
+};
 
-void read_symmetry(cif::Block& block, double alpha, double gamma, Symmetry& sym, ZEMU_import_report* report) {
-    int line = -1;
-    if (const std::string* v = find_value(block, {"_symmetry_space_group_name_H-M", "_space_group_name_H-M_alt",
-                                                  "_space_group.name_H-M_alt", "_symmetry.space_group_name_H-M"}))
-        if (!cif::is_null(*v)) sym.file_hm = cif::as_string(*v);
-    std::string hall;
-    if (const std::string* v = find_value(block, {"_symmetry_space_group_name_Hall", "_space_group_name_Hall",
-                                                  "_space_group.name_Hall", "_symmetry.space_group_name_Hall"}))
-        if (!cif::is_null(*v)) hall = cif::as_string(*v);
+// Value of the first of the tags the block has, as text; empty when none or null.
+std::string text_value(cif::Block& block, std::initializer_list<const char*> tags) {
+    const std::string* v = find_value(block, tags);
+    return v && !cif::is_null(*v) ? cif::as_string(*v) : std::string();
+}
+
+// The Hall symbol's operations; a symbol that cannot be read is warned about.
+void read_hall(cif::Block& block, NamedGroups& named, Symmetry& sym, ZEMU_import_report* report) {
+    const std::string hall = text_value(block, {"_symmetry_space_group_name_Hall", "_space_group_name_Hall",
+                                                "_space_group.name_Hall", "_symmetry.space_group_name_Hall"});
+    if (hall.empty()) return;
+    try {
+        named.hall_ops = gemmi::symops_from_hall(hall.c_str());
+        named.hall_ok = true;
+        sym.symbol_sg = gemmi::find_spacegroup_by_ops(named.hall_ops);
+    } catch (const std::exception&) {
+        report->warnings.push_back("Hall symbol '" + hall + "' not understood");
+    }
+}
+
+// The group of the H-M symbol, its setting taken from the symbol or the cell.
+void read_hm(double alpha, double gamma, NamedGroups& named, const Symmetry& sym, ZEMU_import_report* report) {
+    if (sym.file_hm.empty()) return;
+    named.hm_sg = gemmi::find_spacegroup_by_name(hm_with_setting(sym.file_hm), alpha, gamma);
+    if (!named.hm_sg) named.hm_sg = gemmi::find_spacegroup_by_name(sym.file_hm, alpha, gamma);
+    if (!named.hm_sg) report->warnings.push_back("H-M symbol '" + sym.file_hm + "' not understood");
+}
+
+// The group of the space-group number; only a whole number of the tables names one.
+void read_number(cif::Block& block, double alpha, double gamma, NamedGroups& named, Symmetry& sym) {
     if (const std::string* v = find_value(block, {"_symmetry_Int_Tables_number", "_space_group_IT_number",
                                                   "_space_group.IT_number", "_symmetry.Int_Tables_number"}))
         if (!cif::is_null(*v)) {
             const double n = cif::as_number(*v, 0.0);
-            // Only a whole number of the tables names a group; anything else is ignored.
             if (n >= 1.0 && n <= 230.0 && n == std::floor(n)) sym.file_number = (int)n;
         }
+    if (sym.file_number <= 0) return;
+    named.number_sg = gemmi::find_spacegroup_by_number(sym.file_number);
+    // Rhombohedral groups: the setting the cell has (the table lists :R right after :H).
+    if (named.number_sg && named.number_sg->ext == 'H' && gamma < 1.125 * alpha) named.number_sg++;
+}
 
-    // The group the file names, for the centring check and the fallbacks.
-    gemmi::GroupOps hall_ops;
-    bool hall_ok = false;
-    if (!hall.empty()) {
-        try {
-            hall_ops = gemmi::symops_from_hall(hall.c_str());
-            hall_ok = true;
-            sym.symbol_sg = gemmi::find_spacegroup_by_ops(hall_ops);
-        } catch (const std::exception&) {
-            report->warnings.push_back("Hall symbol '" + hall + "' not understood");
-        }
+// The first of the tags the block has as a loop; empty when none.
+cif::Column find_column(cif::Block& block, std::initializer_list<const char*> tags) {
+    cif::Column column;
+    for (const char* tag : tags) {
+        column = block.find_values(tag);
+        if (column) break;
     }
-    const gemmi::SpaceGroup* hm_sg = nullptr;
-    if (!sym.file_hm.empty()) {
-        hm_sg = gemmi::find_spacegroup_by_name(hm_with_setting(sym.file_hm), alpha, gamma);
-        if (!hm_sg) hm_sg = gemmi::find_spacegroup_by_name(sym.file_hm, alpha, gamma);
-        if (!hm_sg) report->warnings.push_back("H-M symbol '" + sym.file_hm + "' not understood");
-    }
-    const gemmi::SpaceGroup* number_sg = nullptr;
-    if (sym.file_number > 0) {
-        number_sg = gemmi::find_spacegroup_by_number(sym.file_number);
-        // Rhombohedral groups: the setting the cell has (the table lists :R right after :H).
-        if (number_sg && number_sg->ext == 'H' && gamma < 1.125 * alpha) number_sg++;
-    }
-    if (!sym.symbol_sg) sym.symbol_sg = hm_sg ? hm_sg : number_sg;
+    return column;
+}
 
-    cif::Column loop;
-    for (const char* tag : {"_symmetry_equiv_pos_as_xyz", "_space_group_symop_operation_xyz",
-                            "_space_group_symop.operation_xyz", "_symmetry_equiv.pos_as_xyz"}) {
-        loop = block.find_values(tag);
-        if (loop) break;
+int first_line(cif::Column& column) { return column.item() ? column.item()->line_number : -1; }
+
+// The operations of the file's loop, as written.
+void read_operation_loop(cif::Column& loop, int line, Symmetry& sym, ZEMU_import_report* report) {
+    for (const std::string& raw : loop) {
+        const std::string text = cif::as_string(raw);
+        add_operation(text, parse_operation(text, line), sym, report);
     }
-    // Magnetic files: the spatial parts of the magnetic operations (time reversal, the
-    // fourth part, dropped) times the magnetic centrings place the atoms exactly.
-    cif::Column magn = block.find_values("_space_group_symop_magn_operation.xyz");
-    if (!magn) magn = block.find_values("_space_group_symop.magn_operation_xyz");
-    cif::Column magn_centring = block.find_values("_space_group_symop_magn_centering.xyz");
-    if (!magn_centring) magn_centring = block.find_values("_space_group_symop.magn_centering_xyz");
-    if (loop && loop.length() > 0) {
-        line = loop.item() ? loop.item()->line_number : -1;
-        for (const std::string& raw : loop) {
-            const std::string text = cif::as_string(raw);
-            add_operation(text, parse_operation(text, line), sym, report);
+    sym.source = "symmetry loop";
+}
+
+// Magnetic files: the spatial parts of the magnetic operations (time reversal, the
+// fourth part, dropped) times the magnetic centrings place the atoms exactly.
+void read_magnetic_loop(cif::Column& magn, cif::Column& centring, int line, Symmetry& sym,
+                        ZEMU_import_report* report) {
+    std::vector<gemmi::Op> centrings = {gemmi::Op::identity()};
+    if (centring)
+        for (const std::string& raw : centring)
+            centrings.push_back(parse_operation(spatial_part(cif::as_string(raw), line), line));
+    for (const std::string& raw : magn) {
+        const gemmi::Op op = gemmi::Op(parse_operation(spatial_part(cif::as_string(raw), line), line)).wrap();
+        for (const gemmi::Op& c : centrings) {
+            const gemmi::Op full = op * gemmi::Op(c).wrap();
+            if (std::find(sym.ops.begin(), sym.ops.end(), full) == sym.ops.end())
+                add_operation(full.triplet(), full, sym, report);
         }
-        sym.source = "symmetry loop";
-    } else if (magn && magn.length() > 0) {
-        line = magn.item() ? magn.item()->line_number : -1;
-        std::vector<gemmi::Op> centrings = {gemmi::Op::identity()};
-        if (magn_centring)
-            for (const std::string& raw : magn_centring)
-                centrings.push_back(parse_operation(spatial_part(cif::as_string(raw), line), line));
-        for (const std::string& raw : magn) {
-            const gemmi::Op op = gemmi::Op(parse_operation(spatial_part(cif::as_string(raw), line), line)).wrap();
-            for (const gemmi::Op& c : centrings) {
-                const gemmi::Op full = op * gemmi::Op(c).wrap();
-                if (std::find(sym.ops.begin(), sym.ops.end(), full) == sym.ops.end())
-                    add_operation(full.triplet(), full, sym, report);
-            }
-        }
-        sym.source = "magnetic symmetry loop";
-        report->warnings.push_back("magnetic CIF: read without its magnetic moments and time reversal");
+    }
+    sym.source = "magnetic symmetry loop";
+    report->warnings.push_back("magnetic CIF: read without its magnetic moments and time reversal");
+}
+
+// No loop: the operations of the group the Hall symbol, else the H-M symbol, else the
+// number names; P 1 when the file names none.
+void generate_operations(const NamedGroups& named, Symmetry& sym, ZEMU_import_report* report) {
+    gemmi::GroupOps gops;
+    if (named.hall_ok) {
+        gops = named.hall_ops;
+        sym.source = "Hall symbol";
+    } else if (named.hm_sg) {
+        gops = named.hm_sg->operations();
+        sym.source = "H-M symbol";
+    } else if (named.number_sg) {
+        gops = named.number_sg->operations();
+        sym.source = "space-group number";
     } else {
-        gemmi::GroupOps gops;
-        if (hall_ok) {
-            gops = hall_ops;
-            sym.source = "Hall symbol";
-        } else if (hm_sg) {
-            gops = hm_sg->operations();
-            sym.source = "H-M symbol";
-        } else if (number_sg) {
-            gops = number_sg->operations();
-            sym.source = "space-group number";
-        } else {
-            gops = gemmi::symops_from_hall("P 1");
-            sym.source = "none (P 1)";
-            report->warnings.push_back("no symmetry operations, space-group symbol or number: read as P 1");
-        }
-        for (gemmi::Op op : gops) {
-            op.wrap();
-            if (std::find(sym.ops.begin(), sym.ops.end(), op) != sym.ops.end()) continue;
-            sym.ops.push_back(op);
-            sym.texts.push_back(reader_text(op.triplet(), op));
-        }
-        // The identity first, as files list it.
-        auto id = std::find(sym.ops.begin(), sym.ops.end(), gemmi::Op::identity());
-        if (id != sym.ops.end() && id != sym.ops.begin()) {
-            const size_t k = (size_t)(id - sym.ops.begin());
-            std::swap(sym.ops[0], sym.ops[k]);
-            std::swap(sym.texts[0], sym.texts[k]);
-        }
+        gops = gemmi::symops_from_hall("P 1");
+        sym.source = "none (P 1)";
+        report->warnings.push_back("no symmetry operations, space-group symbol or number: read as P 1");
+    }
+    for (gemmi::Op op : gops) {
+        op.wrap();
+        if (std::find(sym.ops.begin(), sym.ops.end(), op) != sym.ops.end()) continue;
+        sym.ops.push_back(op);
+        sym.texts.push_back(reader_text(op.triplet(), op));
+    }
+    // The identity first, as files list it.
+    auto id = std::find(sym.ops.begin(), sym.ops.end(), gemmi::Op::identity());
+    if (id != sym.ops.end() && id != sym.ops.begin()) {
+        const size_t k = (size_t)(id - sym.ops.begin());
+        std::swap(sym.ops[0], sym.ops[k]);
+        std::swap(sym.texts[0], sym.texts[k]);
+    }
+}
+
+}  // namespace
+
+void read_symmetry(cif::Block& block, double alpha, double gamma, Symmetry& sym, ZEMU_import_report* report) {
+    sym.file_hm = text_value(block, {"_symmetry_space_group_name_H-M", "_space_group_name_H-M_alt",
+                                     "_space_group.name_H-M_alt", "_symmetry.space_group_name_H-M"});
+    NamedGroups named;
+    read_hall(block, named, sym, report);
+    read_hm(alpha, gamma, named, sym, report);
+    read_number(block, alpha, gamma, named, sym);
+    if (!sym.symbol_sg) sym.symbol_sg = named.hm_sg ? named.hm_sg : named.number_sg;
+    cif::Column loop = find_column(block, {"_symmetry_equiv_pos_as_xyz", "_space_group_symop_operation_xyz",
+                                           "_space_group_symop.operation_xyz", "_symmetry_equiv.pos_as_xyz"});
+    cif::Column magn = find_column(block, {"_space_group_symop_magn_operation.xyz",
+                                           "_space_group_symop.magn_operation_xyz"});
+    cif::Column magn_centring = find_column(block, {"_space_group_symop_magn_centering.xyz",
+                                                    "_space_group_symop.magn_centering_xyz"});
+    int line = -1;
+    if (loop && loop.length() > 0) {
+        line = first_line(loop);
+        read_operation_loop(loop, line, sym, report);
+    } else if (magn && magn.length() > 0) {
+        line = first_line(magn);
+        read_magnetic_loop(magn, magn_centring, line, sym, report);
+    } else {
+        generate_operations(named, sym, report);
     }
     if (sym.ops.size() > ZEMU_MAX_SYMOP)
         refuse(std::to_string(sym.ops.size()) + " symmetry operations, more than any space group has" + at_line(line));
@@ -291,6 +333,5 @@ void read_symmetry(cif::Block& block, double alpha, double gamma, Symmetry& sym,
                                        sym.symbol_sg->xhm() + " (" + std::to_string(order) + "); the operations are used");
     }
 }
-
 
 }  // namespace zemu_import

@@ -4,17 +4,10 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     zemu_fuzz::enter_workdir();
-    ZEMU_input input = zemu_fuzz::empty_input();
-    input.cif = 1;
-    zemu_fuzz::set_field(input.cif_file, sizeof input.cif_file, zemu_fuzz::write_file("in.cif", data, size));
-    input.ion = 1;
-    zemu_fuzz::set_field(input.ion_type, sizeof input.ion_type, "Li1+");
-    input.calc_charge = 1;
-    input.calc_bvsum = 1;
-    input.calc_gii = 1;
-    input.check_sub = 1;
-    input.check_subs = 1;
-    input.vesta = 1;
+    ZEMU_input input = zemu_fuzz::probe_input(nullptr, zemu_fuzz::write_file("in.cif", data, size));
+    for (int* report : {&input.calc_charge, &input.calc_bvsum, &input.calc_gii, &input.check_sub, &input.check_subs,
+                        &input.vesta})
+        *report = 1;
     ZEMU(&input);
     return 0;
 }

@@ -9,45 +9,30 @@
 
 namespace {
 
+// Voxel 0.5 x 1 x 1 Angstrom; E = 0.5 cos(4 pi i/8) + 0.3 cos(2 pi j/8) + 0.1 cos(2 pi k/8).
 std::string landscape_cube() {
-    const int n = 8;
-    const double pi = 3.141592653589793, bohr = 0.529177249;
-    char line[128];
-    std::string text = "landscape\nLi1+ probe\n  0 0.0 0.0 0.0\n";
-    snprintf(line, sizeof line, "  %d %.8f 0.0 0.0\n  %d 0.0 %.8f 0.0\n  %d 0.0 0.0 %.8f\n", n, 0.5 / bohr, n,
-             1.0 / bohr, n, 1.0 / bohr);
-    text += line;
-    for (int i = 0; i < n; i++)
-        for (int j = 0; j < n; j++)
-            for (int k = 0; k < n; k++) {
-                snprintf(line, sizeof line, "%.8f\n",
-                         0.5 * cos(4 * pi * i / n) + 0.3 * cos(2 * pi * j / n) + 0.1 * cos(2 * pi * k / n));
-                text += line;
-            }
+    std::string text = "landscape\nLi1+ probe\n  0 0.0 0.0 0.0\n  8 0.94486299 0.0 0.0\n"
+                       "  8 0.0 1.88972599 0.0\n  8 0.0 0.0 1.88972599\n";
+    char value[32];
+    for (int n = 0; n < 512; n++) {
+        const int i = n / 64, j = n / 8 % 8, k = n % 8;
+        snprintf(value, sizeof value, "%.8f\n",
+                 0.5 * cos(M_PI * i / 2) + 0.3 * cos(M_PI * j / 4) + 0.1 * cos(M_PI * k / 4));
+        text += value;
+    }
     return text;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static bool ready = false;
-    if (!ready) {
-        zemu_fuzz::enter_workdir();
-        zemu_fuzz::write_file("l.cube", landscape_cube());
-        zemu_fuzz::write_file("s.cif", zemu_fuzz::kStructure);
-        ready = true;
-    }
+    static const bool ready = (zemu_fuzz::enter_workdir_with_structure(),
+                               zemu_fuzz::write_file("l.cube", landscape_cube()), true);
+    (void)ready;
     if (memchr(data, '/', size) != nullptr) return 0;
     zemu_fuzz::write_file("commands.txt", data, size);
     if (!freopen("commands.txt", "r", stdin)) abort();
-
-    ZEMU_input input = zemu_fuzz::empty_input();
-    input.cube = 1;
-    zemu_fuzz::set_field(input.cube_file, sizeof input.cube_file, "l.cube");
-    input.cif = 1;
-    zemu_fuzz::set_field(input.cif_file, sizeof input.cif_file, "s.cif");
-    input.ion = 1;
-    zemu_fuzz::set_field(input.ion_type, sizeof input.ion_type, "Li1+");
+    ZEMU_input input = zemu_fuzz::probe_input("l.cube", "s.cif");
     input.path = 1;
     input.cmd = 1;
     ZEMU(&input);

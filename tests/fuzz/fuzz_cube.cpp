@@ -5,25 +5,11 @@
 #include "fuzz_util.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static bool ready = false;
-    if (!ready) {
-        zemu_fuzz::enter_workdir();
-        zemu_fuzz::write_file("s.cif", zemu_fuzz::kStructure);
-        ready = true;
-    }
-    ZEMU_input input = zemu_fuzz::empty_input();
-    input.cube = 1;
-    zemu_fuzz::set_field(input.cube_file, sizeof input.cube_file, zemu_fuzz::write_file("in.cube", data, size));
-    input.cif = 1;
-    zemu_fuzz::set_field(input.cif_file, sizeof input.cif_file, "s.cif");
-    input.ion = 1;
-    zemu_fuzz::set_field(input.ion_type, sizeof input.ion_type, "Li1+");
-    input.print_minima = 1;
-    input.print_saddle = 1;
-    input.path = 1;
-    input.print_path = 1;
-    input.print_perc = 1;
-    input.print_act = 1;
+    zemu_fuzz::enter_workdir_with_structure();
+    ZEMU_input input = zemu_fuzz::probe_input(zemu_fuzz::write_file("in.cube", data, size), "s.cif");
+    for (int* stage : {&input.print_minima, &input.print_saddle, &input.path, &input.print_path, &input.print_perc,
+                       &input.print_act})
+        *stage = 1;
     ZEMU(&input);
     return 0;
 }

@@ -90,6 +90,32 @@ inline void set_field(char* field, size_t size, const char* value) {
     snprintf(field, size, "%s", value);
 }
 
+// A run configuration for a Li1+ probe reading the given landscape and structure
+// files (nullptr: that input is not given).
+inline ZEMU_input probe_input(const char* cube_file, const char* cif_file) {
+    ZEMU_input input = empty_input();
+    if (cube_file) {
+        input.cube = 1;
+        set_field(input.cube_file, sizeof input.cube_file, cube_file);
+    }
+    if (cif_file) {
+        input.cif = 1;
+        set_field(input.cif_file, sizeof input.cif_file, cif_file);
+    }
+    input.ion = 1;
+    set_field(input.ion_type, sizeof input.ion_type, "Li1+");
+    return input;
+}
+
+// The working directory with kStructure written as s.cif, once per process.
+inline void enter_workdir_with_structure() {
+    static bool ready = false;
+    if (ready) return;
+    enter_workdir();
+    write_file("s.cif", kStructure);
+    ready = true;
+}
+
 }  // namespace zemu_fuzz
 
 #endif
