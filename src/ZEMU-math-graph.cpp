@@ -154,29 +154,30 @@ int ZEMU_delete_vertice(ZEMU_graph* graph, int a) {
     return 0;
 }
 
+namespace {
+
+// Copies the n records of `source` into the empty array *target and sets *count
+// (nothing for n <= 0). 0, or 1 (reported) when the copy cannot be allocated.
+template <typename T>
+int copy_records(T** target, int* count, const T* source, int n) {
+    if (n <= 0) return 0;
+    if (zemu_kernel::resize_array(target, n)) {
+        fputs("Error: Memory allocation problem in ZEMU_copy_graph()\n", stderr);
+        return 1;
+    }
+    memcpy(*target, source, sizeof(T) * (size_t)n);
+    *count = n;
+    return 0;
+}
+
+}  // namespace
+
 int ZEMU_copy_graph(ZEMU_graph* graph_input, ZEMU_graph* graph_output) {
     ZEMU_init_graph(graph_output);
-    if (graph_input->total_edge > 0) {
-        size_t bytes = sizeof(ZEMU_graph_edge) * (size_t)graph_input->total_edge;
-        graph_output->edge = (ZEMU_graph_edge*)malloc(bytes);
-        if (graph_output->edge == nullptr) {
-            fputs("Error: Memory allocation problem in ZEMU_copy_graph()\n", stderr);
-            return 1;
-        }
-        memcpy(graph_output->edge, graph_input->edge, bytes);
-        graph_output->total_edge = graph_input->total_edge;
-    }
-    if (graph_input->total_vertice > 0) {
-        size_t bytes = sizeof(ZEMU_graph_vertice) * (size_t)graph_input->total_vertice;
-        graph_output->vert = (ZEMU_graph_vertice*)malloc(bytes);
-        if (graph_output->vert == nullptr) {
-            fputs("Error: Memory allocation problem in ZEMU_copy_graph()\n", stderr);
-            return 1;
-        }
-        memcpy(graph_output->vert, graph_input->vert, bytes);
-        graph_output->total_vertice = graph_input->total_vertice;
-    }
-    return 0;
+    if (copy_records(&graph_output->edge, &graph_output->total_edge, graph_input->edge, graph_input->total_edge))
+        return 1;
+    return copy_records(&graph_output->vert, &graph_output->total_vertice, graph_input->vert,
+                        graph_input->total_vertice);
 }
 
 double ZEMU_graph_total_distance(ZEMU_graph* graph) {

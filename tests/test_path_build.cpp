@@ -13,41 +13,37 @@
 #include <vector>
 
 #include "ZEMU.h"
+#include "fixtures.h"
 #include "ZEMU-kernel.h"
 #include "ZEMU-path.h"
 
-namespace pathbuild_test {
+namespace {
 
 // An orthogonal grid of `step` Angstrom voxels filled with `background`, with
-// minima and saddles placed by hand and grouped under P1 (identity only).
+// minima and saddles placed by hand and grouped under P1 unless told.
 struct Landscape {
     ZEMU_cube cube;
-    ZEMU_cif cif;
+    fx::Cif structure;
+    ZEMU_cif& cif = structure.cif;
     ZEMU_pathlib lib;
 
     explicit Landscape(int na = 16, int nb = 16, int nc = 16, double step = 1.0, double background = 3.0) {
         ZEMU_init_cube(&cube);
         ZEMU_init_cube_stationary_points(&cube);
         cube.total_minima_type = cube.total_saddle_type = 0;
-        cube.a_grid = na;
-        cube.b_grid = nb;
-        cube.c_grid = nc;
+        cube.a_grid = na, cube.b_grid = nb, cube.c_grid = nc;
         cube.a_x = cube.b_y = cube.c_z = step;
         ZEMU_calc_cell_parameter(&cube);
         EXPECT_EQ(ZEMU_alloc_cube_energy(&cube), 0);
         for (int i = 0; i < na; i++)
-            for (int j = 0; j < nb; j++)
-                for (int k = 0; k < nc; k++) cube.energy[i][j][k] = background;
+            for (int j = 0; j < nb; j++) std::fill(cube.energy[i][j], cube.energy[i][j] + nc, background);
         cube.global_minimum = 0.0;
         cube.max_energy = 5.0;
-        EXPECT_EQ(ZEMU_init_cif(&cif), 0);
-        ZEMU_init_fastgen(&cif);
         ZEMU_init_pathlib(&lib);
     }
     ~Landscape() {
         ZEMU_free_pathlib(&lib);
         ZEMU_free_cube(&cube);
-        ZEMU_free_cif(&cif);
     }
     void minimum(int x, int y, int z, double e) {
         cube.energy[x][y][z] = e;
@@ -57,17 +53,15 @@ struct Landscape {
         cube.energy[x][y][z] = e;
         ASSERT_EQ(ZEMU_add_cube_saddle_point(&cube, x, y, z, e, 0), 0);
     }
-    // A straight groove from grid point 1 to grid point 2 (unwrapped, either may
-    // lie outside the cell) with energies rising evenly between their two
-    // energies, so that a route traced between them follows it.
+    // A straight groove between two unwrapped grid points, its energies rising
+    // evenly between theirs, so that a route traced between them follows it.
     void valley(int x1, int y1, int z1, int x2, int y2, int z2) {
         double e1 = ZEMU_cube_energy(&cube, x1, y1, z1), e2 = ZEMU_cube_energy(&cube, x2, y2, z2);
-        int steps = std::max(std::abs(x2 - x1), std::max(std::abs(y2 - y1), std::abs(z2 - z1)));
+        int steps = std::max({std::abs(x2 - x1), std::abs(y2 - y1), std::abs(z2 - z1)});
         for (int n = 1; n < steps; n++) {
             double f = static_cast<double>(n) / steps;
             ZEMU_cube_triple_index p = ZEMU_shift_index_xyz(&cube, (int)lround(x1 + f * (x2 - x1)),
-                                                            (int)lround(y1 + f * (y2 - y1)),
-                                                            (int)lround(z1 + f * (z2 - z1)));
+                                                            (int)lround(y1 + f * (y2 - y1)), (int)lround(z1 + f * (z2 - z1)));
             cube.energy[p.x][p.y][p.z] = e1 + f * (e2 - e1);
         }
     }
@@ -75,12 +69,6 @@ struct Landscape {
     void joined(int sx, int sy, int sz, int x, int y, int z, double e) {
         minimum(x, y, z, e);
         valley(sx, sy, sz, x, y, z);
-    }
-    void symmetry(const std::vector<const char*>& ops) {
-        ZEMU_free_cif_symop(&cif);
-        cif.symop_no = static_cast<int>(ops.size());
-        ASSERT_EQ(ZEMU_alloc_cif_symop(&cif), 0);
-        for (size_t n = 0; n < ops.size(); n++) snprintf(cif.symop[n], ZEMU_CIF_SYMOP_SIZE, "%s", ops[n]);
     }
     void group() {
         ZEMU_prepare_fastgen_symop(&cif, &cube);
@@ -90,8 +78,7 @@ struct Landscape {
     int build() { return ZEMU_build_path(&cube, &cif, &lib); }
     int build_copies() { return ZEMU_build_allpaths(&cube, &cif, &lib); }
     int filter() { return ZEMU_filter_redundant_path(&cube, &lib); }
-    // The three stages in driver order; 0 when all succeed.
-    int build_all() { return build() || build_copies() ? 1 : filter(); }
+    int build_all() { return build() || build_copies() ? 1 : filter(); }  // driver order
     // Index of the minimum or saddle point at a grid point, -1 for none.
     template <class Point>
     static int at(const Point* list, int n, int x, int y, int z) {
@@ -105,11 +92,6 @@ struct Landscape {
         return ZEMU_is_direct_path_between_minima(&cube, &lib, x1, y1, z1, x2, y2, z2);
     }
 };
-
-// The two minima joined by a path, in either order.
-bool joins(const ZEMU_path& p, int m1, int m2) {
-    return (p.start == m1 && p.end == m2) || (p.start == m2 && p.end == m1);
-}
 
 using zemu_kernel::minimum_image;
 
@@ -219,21 +201,9 @@ void shared_saddle_library(Landscape& g, const std::vector<std::tuple<char, char
 
 const char kUnconnected[] = "Warning: Cannot connect saddle type 1 to any energy minimum site\n";
 
-}  // namespace pathbuild_test
-
-using namespace pathbuild_test;
+}  // namespace
 
 // --- Distinct paths ---
-
-TEST(PathBuild, GridWithoutSaddleTypesGivesEmptyLibrary) {
-    Landscape g(8, 8, 8);
-    g.minimum(1, 1, 1, 0.0);
-    g.minimum(5, 5, 5, 0.2);
-    g.group();
-    ASSERT_EQ(g.cube.total_saddle_type, 0);
-    EXPECT_EQ(g.build_all(), 0);
-    EXPECT_EQ(g.lib.total_path + g.lib.total_allpath, 0);
-}
 
 TEST(PathBuild, SecondMinimumMustLieAtNinetyDegreesOrMoreFromTheFirst) {
     Landscape g;
@@ -247,32 +217,8 @@ TEST(PathBuild, SecondMinimumMustLieAtNinetyDegreesOrMoreFromTheFirst) {
     const ZEMU_path& p = g.lib.path[0];
     EXPECT_EQ(p.start, g.minimum_at(10, 8, 8));
     EXPECT_EQ(p.end, g.minimum_at(5, 8, 8));
-    EXPECT_EQ(p.saddle, g.saddle_at(8, 8, 8));
-    EXPECT_EQ(p.saddle_type, 1);
-    EXPECT_EQ(p.start_type, g.cube.minima[p.start].type);
-    EXPECT_EQ(p.end_type, g.cube.minima[p.end].type);
-    EXPECT_DOUBLE_EQ(p.start_energy, 0.0);
     EXPECT_DOUBLE_EQ(p.end_energy, 0.2);
-    EXPECT_DOUBLE_EQ(p.saddle_energy, 1.0);
     EXPECT_DOUBLE_EQ(p.straightline_length, 5.0);
-    EXPECT_GE(p.length, p.straightline_length);
-    EXPECT_DOUBLE_EQ(p.tortuosity, p.length / p.straightline_length);
-}
-
-TEST(PathBuild, SaddleWithoutSecondMinimumInReachIsWarnedAboutAndSkipped) {
-    Landscape g;
-    g.saddle(8, 8, 8, 1.0);
-    g.saddle(8, 2, 2, 1.5);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);
-    g.minimum(10, 10, 8, 0.1);  // in reach but at 45 degrees
-    g.joined(8, 2, 2, 6, 2, 2, 0.0);  // the second saddle has two minima in line
-    g.joined(8, 2, 2, 10, 2, 2, 0.0);
-    g.group();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(g.build(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), kUnconnected);
-    ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_EQ(g.lib.path[0].saddle_type, 2);
 }
 
 TEST(PathBuild, AngleOfExactlyNinetyDegreesAndReachOfThreeAndAHalfAngstromAreInclusive) {
@@ -290,13 +236,11 @@ TEST(PathBuild, AngleOfExactlyNinetyDegreesAndReachOfThreeAndAHalfAngstromAreInc
         g.joined(8, 8, 8, 10, 8, 8, 0.0);
         g.joined(8, 8, 8, c.x, c.y, 8, 0.1);
         g.group();
-        testing::internal::CaptureStderr();
-        ASSERT_EQ(g.build(), 0);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.joined ? "" : kUnconnected);
+        EXPECT_EQ(fx::stderr_of([&g] { ASSERT_EQ(g.build(), 0); }), c.joined ? "" : kUnconnected);
         ASSERT_EQ(g.lib.total_path, c.joined ? 1 : 0);
-        if (!c.joined) continue;
-        EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
-        EXPECT_EQ(g.lib.path[0].end, g.minimum_at(c.x, c.y, 8));
+        if (c.joined) {
+            EXPECT_EQ(g.lib.path[0].end, g.minimum_at(c.x, c.y, 8));
+        }
     }
 }
 
@@ -314,12 +258,18 @@ TEST(PathBuild, MinimumBehindARidgeIsPassedOverForTheNextOne) {
     ASSERT_EQ(g.lib.total_path, 1);
     EXPECT_EQ(g.lib.path[0].start, g.minimum_at(18, 12, 12));
     EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 12, 12));
-    // Down the valleys the route is straight.
-    EXPECT_NEAR(g.lib.path[0].length, 6.0, 1e-12);
-    EXPECT_NEAR(g.lib.path[0].tortuosity, 1.0, 1e-12);
+    EXPECT_NEAR(g.lib.path[0].length, 6.0, 1e-12);  // straight down the valleys
 }
 
-TEST(PathBuild, SaddleEnergyIsReadFromTheGridAtTheSaddle) {
+TEST(PathBuild, SaddleEnergyIsReadFromTheGridAndAGridWithoutSaddleTypesGivesNoPaths) {
+    {
+        Landscape g(8, 8, 8);
+        g.minimum(1, 1, 1, 0.0);
+        g.minimum(5, 5, 5, 0.2);
+        g.group();
+        EXPECT_EQ(g.build_all(), 0);
+        EXPECT_EQ(g.lib.total_path + g.lib.total_allpath, 0);
+    }
     Landscape g;
     g.saddle(8, 8, 8, 1.0);
     g.joined(8, 8, 8, 10, 8, 8, 0.0);
@@ -327,27 +277,9 @@ TEST(PathBuild, SaddleEnergyIsReadFromTheGridAtTheSaddle) {
     g.group();
     g.cube.saddle[0].e = 0.7;  // a record moved away from its grid point
     ASSERT_EQ(g.build_all(), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    ASSERT_EQ(g.lib.total_allpath, 1);
+    ASSERT_EQ(g.lib.total_path + g.lib.total_allpath, 2);
     EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
     EXPECT_DOUBLE_EQ(g.lib.allpath[0].saddle_energy, 1.0);
-}
-
-TEST(PathBuild, PathsAreSortedBySaddleEnergyAndOnePerSaddleType) {
-    Landscape g;
-    g.saddle(6, 4, 5, 1.4);
-    g.saddle(6, 12, 11, 0.9);
-    g.joined(6, 4, 5, 4, 4, 4, 0.0);
-    g.joined(6, 4, 5, 8, 4, 4, 0.1);
-    g.joined(6, 12, 11, 4, 12, 12, 0.0);
-    g.joined(6, 12, 11, 8, 12, 12, 0.1);
-    g.group();
-    ASSERT_EQ(g.build(), 0);
-    ASSERT_EQ(g.lib.total_path, 2);
-    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 0.9);
-    EXPECT_DOUBLE_EQ(g.lib.path[1].saddle_energy, 1.4);
-    EXPECT_TRUE(joins(g.lib.path[0], g.minimum_at(4, 12, 12), g.minimum_at(8, 12, 12)));
-    EXPECT_TRUE(joins(g.lib.path[1], g.minimum_at(4, 4, 4), g.minimum_at(8, 4, 4)));
 }
 
 // --- Copies and the hop to the next cell ---
@@ -361,29 +293,21 @@ TEST(PathBuild, HopToNextCellIsKeptItsDegenerateCopiesSkippedAndItJoinsNeighbour
     g.group();
     ASSERT_EQ(g.build_all(), 0);
     ASSERT_EQ(g.lib.total_path, 1);
-    const ZEMU_path& p = g.lib.path[0];
-    EXPECT_EQ(p.start, 0);
-    EXPECT_EQ(p.end, 0);
-    EXPECT_EQ(p.start_p, 0);
-    EXPECT_EQ(p.end_p, 1);
-    EXPECT_DOUBLE_EQ(p.straightline_length, 6.0);
+    EXPECT_EQ(g.lib.path[0].end_p - g.lib.path[0].start_p, 1);
+    EXPECT_DOUBLE_EQ(g.lib.path[0].straightline_length, 6.0);
     // Both images tie as candidates at either end: only the one real hop is kept.
     ASSERT_EQ(g.lib.total_allpath, 1);
     ZEMU_cellcross_diff d;
     ZEMU_get_cellcrossdiff_from_allpath(&d, &g.lib.allpath[0]);
-    EXPECT_EQ(std::abs(d.x) + std::abs(d.y) + std::abs(d.z), 1);
-    EXPECT_EQ(d.x, 1);
+    EXPECT_EQ(std::vector<int>({d.x, d.y, d.z}), std::vector<int>({1, 0, 0}));
     // The hop to its own image joins neighbouring cells, in either direction.
-    EXPECT_EQ(g.direct(1, 8, 8, 7, 8, 8), 1);
-    EXPECT_EQ(g.direct(7, 8, 8, 1, 8, 8), 1);
-    EXPECT_EQ(g.direct(1, 8, 8, -5, 8, 8), 1);
-    EXPECT_EQ(g.direct(1, 8, 8, 13, 8, 8), 0);
+    for (int x : {7, -5, 13}) EXPECT_EQ(g.direct(1, 8, 8, x, 8, 8), x == 13 ? 0 : 1) << x;
 }
 
 TEST(PathBuild, EverySaddleOfTheTypeGetsItsCopyWithMatchingDistances) {
     // Inversion through the cell centre maps each saddle and minimum onto another.
     Landscape g;
-    g.symmetry({"x,y,z", "-x,-y,-z"});
+    g.structure.set_ops({"x,y,z", "-x,-y,-z"});
     g.saddle(5, 4, 3, 1.0);
     g.saddle(11, 12, 13, 1.0);
     g.joined(5, 4, 3, 4, 4, 4, 0.0);
@@ -391,8 +315,6 @@ TEST(PathBuild, EverySaddleOfTheTypeGetsItsCopyWithMatchingDistances) {
     g.joined(5, 4, 3, 7, 4, 4, 0.3);
     g.joined(11, 12, 13, 9, 12, 12, 0.3);
     g.group();
-    ASSERT_EQ(g.cube.total_saddle_type, 1);
-    ASSERT_EQ(g.cube.total_minima_type, 2);
     ASSERT_EQ(g.build_all(), 0);
     ASSERT_EQ(g.lib.total_path, 1);
     ASSERT_EQ(g.lib.total_allpath, 2);
@@ -406,8 +328,6 @@ TEST(PathBuild, EverySaddleOfTheTypeGetsItsCopyWithMatchingDistances) {
         // Each copy joins the two minima next to its own saddle, at the representative's distances.
         EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, st), sqrt(2.0), 1e-12);
         EXPECT_NEAR(ZEMU_find_loc_distance(&g.cube, s, en), sqrt(5.0), 1e-12);
-        EXPECT_EQ(ap.saddle_type, 1);
-        EXPECT_DOUBLE_EQ(ap.length, g.lib.path[0].length);
     }
 }
 
@@ -421,7 +341,7 @@ TEST(PathBuild, CopyCandidatesWithinAThousandthOfAnAngstromAllCount) {
         Landscape g;
         g.cube.b_y = b_step;
         ZEMU_calc_cell_parameter(&g.cube);
-        g.symmetry({"x,y,z", "y,x,z"});
+        g.structure.set_ops({"x,y,z", "y,x,z"});
         g.saddle(8, 8, 8, 1.0);
         g.joined(8, 8, 8, 10, 8, 8, 0.0);
         g.minimum(8, 10, 8, 0.0);
@@ -431,26 +351,11 @@ TEST(PathBuild, CopyCandidatesWithinAThousandthOfAnAngstromAllCount) {
         ASSERT_EQ(g.cube.total_minima_type, 2);
         ASSERT_EQ(g.build_all(), 0);
         ASSERT_EQ(g.lib.total_path, 1);
-        EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
-        EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 8, 8));
         EXPECT_EQ(g.lib.total_allpath, b_step < 1.0005 ? 4 : 1);
     }
 }
 
-TEST(PathBuild, CopiesNeedBothMinimaNotAboveTheSaddle) {
-    Landscape g;
-    g.saddle(8, 8, 8, 1.0);
-    g.joined(8, 8, 8, 6, 8, 8, 0.0);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);
-    g.group();
-    ASSERT_EQ(g.build(), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    g.cube.minima[1].e = 1.5;  // now above the path's saddle energy
-    ASSERT_EQ(g.build_copies(), 0);
-    EXPECT_EQ(g.lib.total_allpath, 0);
-}
-
-TEST(PathBuild, CopiesThatCannotBeStoredAreReportedAndLeaveNone) {
+TEST(PathBuild, CopiesNeedBothMinimaNotAboveTheSaddleAndAFailedStoreLeavesNone) {
     Landscape g;
     g.saddle(8, 8, 8, 1.0);
     g.joined(8, 8, 8, 6, 8, 8, 0.0);
@@ -458,16 +363,16 @@ TEST(PathBuild, CopiesThatCannotBeStoredAreReportedAndLeaveNone) {
     g.group();
     ASSERT_EQ(g.build(), 0);
     zemu_kernel::fail_allocation_countdown = 1;
-    testing::internal::CaptureStderr();
-    int status = g.build_copies();
-    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(fx::stderr_of([&g] { EXPECT_EQ(g.build_copies(), 1); }),
+              "Error: Memory allocation problem in ZEMU_build_allpaths()\n");
     EXPECT_EQ(zemu_kernel::fail_allocation_countdown, 0);
     zemu_kernel::fail_allocation_countdown = 0;
-    EXPECT_EQ(status, 1);
-    EXPECT_EQ(err, "Error: Memory allocation problem in ZEMU_build_allpaths()\n");
     EXPECT_EQ(g.lib.total_allpath, 0);
     ASSERT_EQ(g.build_copies(), 0);  // and the next build stores them
     EXPECT_EQ(g.lib.total_allpath, 1);
+    g.cube.minima[1].e = 1.5;  // now above the path's saddle energy
+    ASSERT_EQ(g.build_copies(), 0);
+    EXPECT_EQ(g.lib.total_allpath, 0);
 }
 
 // --- Redundancy filtering ---
@@ -485,30 +390,10 @@ TEST(PathFilter, ParallelSaddleTypesKeepTheLowerSaddleAndOnATieTheOneMetLater) {
         int kept = first > 1.0 ? g.saddle_at(8, 8, 9) : g.lib.allpath[1].saddle;
         int kept_type = g.lib.allpath[g.lib.allpath[0].saddle == kept ? 0 : 1].saddle_type;
         ASSERT_EQ(g.filter(), 0);
-        ASSERT_EQ(g.lib.total_path, 1);
-        ASSERT_EQ(g.lib.total_allpath, 1);
-        EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
+        ASSERT_EQ(g.lib.total_path + g.lib.total_allpath, 2);
         EXPECT_EQ(g.lib.path[0].saddle, kept);
-        EXPECT_EQ(g.lib.path[0].saddle_type, kept_type);
-        EXPECT_EQ(g.lib.allpath[0].saddle, kept);
         EXPECT_EQ(g.lib.allpath[0].saddle_type, kept_type);
     }
-}
-
-TEST(PathFilter, SameMinimaThroughDifferentCellsAreBothKept) {
-    // An 8 A cell along a: one saddle joins A and B inside the cell, the other
-    // joins B to the next image of A.
-    Landscape g(8);
-    g.saddle(4, 8, 7, 1.0);
-    g.saddle(0, 8, 7, 1.5);
-    g.joined(4, 8, 7, 2, 8, 8, 0.0);
-    g.joined(4, 8, 7, 6, 8, 8, 0.1);
-    g.valley(0, 8, 7, 2, 8, 8);
-    g.valley(0, 8, 7, -2, 8, 8);
-    g.group();
-    ASSERT_EQ(g.build_all(), 0);
-    EXPECT_EQ(g.lib.total_path, 2);
-    EXPECT_EQ(g.lib.total_allpath, 2);
 }
 
 // The shorter of two paths sharing a saddle stays, the first on a tie; paths
@@ -534,7 +419,6 @@ TEST(PathFilter, PathsSharingASaddleKeepTheShorterOrOnATieTheFirst) {
         if (c.kept != 1) continue;
         int end = c.kept_end == 'B' ? g.minimum_at(8, 4, 8) : g.minimum_at(8, 12, 8);
         EXPECT_EQ(g.lib.path[0].end_type, g.cube.minima[end].type);
-        EXPECT_DOUBLE_EQ(g.lib.path[0].length, c.kept_length);
         EXPECT_DOUBLE_EQ(g.lib.allpath[0].length, c.kept_length);
     }
 }
@@ -590,7 +474,7 @@ TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
 
 // --- Single-hop connection ---
 
-TEST(PathDirect, OneAllpathJoinsItsImagesInBothDirections) {
+TEST(PathDirect, OneAllpathJoinsItsImagesInBothDirectionsAndOnlyMinimaCanBeAsked) {
     Landscape g;
     g.saddle(8, 8, 7, 1.0);
     g.joined(8, 8, 7, 6, 8, 8, 0.0);
@@ -598,59 +482,15 @@ TEST(PathDirect, OneAllpathJoinsItsImagesInBothDirections) {
     g.group();
     ASSERT_EQ(g.build_all(), 0);
     ASSERT_EQ(g.lib.total_allpath, 1);
-    EXPECT_EQ(g.direct(6, 8, 8, 10, 8, 8), 1);
-    EXPECT_EQ(g.direct(10, 8, 8, 6, 8, 8), 1);
-    // The same hop one cell over, in either direction.
-    EXPECT_EQ(g.direct(22, 8, 8, 26, 8, 8), 1);
-    EXPECT_EQ(g.direct(-6, 8, 8, -10, 8, 8), 1);
-    EXPECT_EQ(g.direct(6, -8, 8, 10, -8, 8), 1);
-    // Not a single hop.
-    EXPECT_EQ(g.direct(6, 8, 8, 26, 8, 8), 0);
-    EXPECT_EQ(g.direct(6, 8, 8, 22, 8, 8), 0);
-}
-
-TEST(PathDirect, SamePointAlwaysAndNoMinimumNeverConnect) {
-    Landscape g;
-    g.minimum(6, 8, 8, 0.0);
-    g.group();
-    // Without any path a point still reaches itself, and nothing else.
-    EXPECT_EQ(g.direct(6, 8, 8, 6, 8, 8), 1);
-    EXPECT_EQ(g.direct(6, 8, 8, 22, 8, 8), 0);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(g.direct(6, 8, 8, 7, 8, 8), -1);
-    EXPECT_EQ(g.direct(5, 8, 8, 6, 8, 8), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    // (from, to, connected): the hop, reversed, one cell over, and hops too long.
+    const int cases[][7] = {{6, 8, 8, 10, 8, 8, 1},    {10, 8, 8, 6, 8, 8, 1},  {22, 8, 8, 26, 8, 8, 1},
+                            {-6, 8, 8, -10, 8, 8, 1},  {6, -8, 8, 10, -8, 8, 1}, {6, 8, 8, 26, 8, 8, 0},
+                            {6, 8, 8, 22, 8, 8, 0},    {6, 8, 8, 6, 8, 8, 1},   {10, 8, 8, 10, 8, 8, 1}};
+    for (const auto& c : cases) EXPECT_EQ(g.direct(c[0], c[1], c[2], c[3], c[4], c[5]), c[6]) << c[0] << " " << c[3];
+    EXPECT_EQ(fx::stderr_of([&g] {
+                  EXPECT_EQ(g.direct(6, 8, 8, 7, 8, 8), -1);
+                  EXPECT_EQ(g.direct(5, 8, 8, 6, 8, 8), -1);
+              }),
               "Error: Invalid input to ZEMU_is_direct_path_between_minima()\n"
               "Error: Invalid input to ZEMU_is_direct_path_between_minima()\n");
-}
-
-// --- A landscape searched and grouped as in a run ---
-
-TEST(PathBuild, ChannelOfTwoWellsPerCellGivesOneHopInsideAndOneAcrossTheCell) {
-    // Wells at a = 3 and 9 along a channel in a 6 A cell; ridges at 0 and 6.
-    const int n = 12;
-    Landscape g(n, n, n, 0.5, 0.0);
-    const double pi = 3.141592653589793;
-    for (int i = 0; i < n; i++)
-        for (int j = 0; j < n; j++)
-            for (int k = 0; k < n; k++)
-                g.cube.energy[i][j][k] = (1 + cos(4 * pi * i / n)) * (i < n / 2 ? 1.0 : 0.8) +
-                                         2 * (1 - cos(2 * pi * j / n)) + 2 * (1 - cos(2 * pi * k / n));
-    g.cube.max_energy = 2.0;
-    ASSERT_EQ(ZEMU_find_stationary_points3(&g.cube), 0);
-    g.group();
-    ASSERT_EQ(g.cube.total_minima, 2);
-    ASSERT_EQ(g.cube.total_saddle_type, 2);
-    ASSERT_EQ(g.build_all(), 0);
-    ASSERT_EQ(g.lib.total_path, 2);
-    ASSERT_EQ(g.lib.total_allpath, 2);
-    int a = g.minimum_at(3, 0, 0), b = g.minimum_at(9, 0, 0);
-    ASSERT_GE(a, 0);
-    ASSERT_GE(b, 0);
-    EXPECT_TRUE(joins(g.lib.path[0], a, b));
-    EXPECT_TRUE(joins(g.lib.path[1], a, b));
-    EXPECT_LE(g.lib.path[0].saddle_energy, g.lib.path[1].saddle_energy);
-    EXPECT_EQ(g.direct(3, 0, 0, 9, 0, 0), 1);
-    EXPECT_EQ(g.direct(3, 0, 0, -3, 0, 0), 1);
-    EXPECT_EQ(g.direct(3, 0, 0, 21, 0, 0), 0);
 }

@@ -6,31 +6,18 @@
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "fixtures.h"
 
 namespace {
 
 using Points = std::vector<std::vector<int>>;
 
-// A cubic grid of n^3 points, 1 Angstrom per step, every energy `background`.
-// The landscapes below carve a channel along +x through a high background, so
-// the traced routes are predictable point by point.
-struct TraceGrid {
-    ZEMU_cube cube;
-    explicit TraceGrid(int n, double background = 10.0) {
-        memset(&cube, 0, sizeof(cube));
-        ZEMU_init_cube(&cube);
-        cube.a_grid = cube.b_grid = cube.c_grid = n;
-        cube.a_x = cube.b_y = cube.c_z = 1.0;
-        ZEMU_calc_cell_parameter(&cube);
-        EXPECT_EQ(ZEMU_alloc_cube_energy(&cube), 0);
-        for (int i = 0; i < n; i++)
-            for (int j = 0; j < n; j++)
-                for (int k = 0; k < n; k++) cube.energy[i][j][k] = background;
-    }
-    ~TraceGrid() { ZEMU_free_cube(&cube); }
-    void set(int x, int y, int z, double e) { cube.energy[x][y][z] = e; }
-    // Energies of the points (x, 0, 0), x = 0, 1, ...
-    void set_axis(const std::vector<double>& e) {
+// A cubic grid of n^3 points, 1 Angstrom per step, every energy `background`;
+// the landscapes below carve a channel along +x, so that the traced routes
+// are predictable point by point.
+struct TraceGrid : fx::Grid {
+    explicit TraceGrid(int n, double background = 10.0) : fx::Grid(n, n, n, background, 1.0) {}
+    void set_axis(const std::vector<double>& e) {  // energies of (x, 0, 0), x = 0, 1, ...
         for (size_t x = 0; x < e.size(); x++) set(static_cast<int>(x), 0, 0, e[x]);
     }
 };
@@ -141,9 +128,9 @@ TEST(HalfGridPath, TracedPointsSaddleAndRefusals) {
         ZEMU_grid_path p;
         ZEMU_init_grid_path(&p);
         if (c.rc != 0) p.length = 12345;
-        testing::internal::CaptureStderr();
-        int rc = ZEMU_build_half_grid_path(&g.cube, &p, loc(c.from, 0, 0), loc(c.to, 0, 0));
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.rc == 1 ? "Error: ZEMU_MAX_PATH_LENGTH exceeded\n" : "");
+        int rc = 0;
+        EXPECT_EQ(fx::stderr_of([&] { rc = ZEMU_build_half_grid_path(&g.cube, &p, loc(c.from, 0, 0), loc(c.to, 0, 0)); }),
+                  c.rc == 1 ? "Error: ZEMU_MAX_PATH_LENGTH exceeded\n" : "");
         ASSERT_EQ(rc, c.rc);
         if (rc != 0) {
             EXPECT_EQ(p.length, 12345);
@@ -191,11 +178,8 @@ TEST(GridPathJoin, SharedPointIsKeptOnceWithSecondPathsAttributesAndSeparatePoin
     ZEMU_grid_path one = owned_path(axis_points(0, 2), 1), two = owned_path(axis_points(2, 4), 2);
     ASSERT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 0);
     EXPECT_EQ(points_of(one), axis_points(0, 4));
-    EXPECT_EQ(one.color[1], 1);
-    EXPECT_EQ(one.color[2], 2);
-    EXPECT_EQ(one.style[2], 102);
-    EXPECT_EQ(one.marker[2], 202);
-    EXPECT_EQ(one.saddle, 3);
+    EXPECT_EQ((std::vector<int>{one.color[1], one.color[2], one.style[2], one.marker[2], one.saddle}),
+              (std::vector<int>{1, 2, 102, 202, 3}));
     EXPECT_EQ(two.length, 3);  // the second path is left to its owner
     ZEMU_free_grid_path(&one);
     ZEMU_free_grid_path(&two);
@@ -206,24 +190,21 @@ TEST(GridPathJoin, SharedPointIsKeptOnceWithSecondPathsAttributesAndSeparatePoin
     EXPECT_EQ(points_of(one), (Points{{0, 0, 0}, {5, 5, 5}, {6, 5, 5}}));
     ZEMU_free_grid_path(&one);
     ZEMU_free_grid_path(&two);
-}
 
-TEST(GridPathJoin, RefusesEmptyAndOverlongJoins) {
-    TraceGrid g(8, 0.0);
+    // Empty and overlong joins are refused, the first path kept as it was.
     ZEMU_grid_path empty;
     ZEMU_init_grid_path(&empty);
-    ZEMU_grid_path one = owned_path(axis_points(0, 599), 1);
-    ZEMU_grid_path two = owned_path(axis_points(599, 1098), 2);  // 500 points, one shared
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &empty), 1);
-    EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &empty, &one), 1);
-    EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    one = owned_path(axis_points(0, 599), 1);
+    two = owned_path(axis_points(599, 1098), 2);  // 500 points, one shared
+    EXPECT_EQ(fx::stderr_of([&] {
+                  EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &empty), 1);
+                  EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &empty, &one), 1);
+                  EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 1);
+              }),
               "Error: Invalid input to ZEMU_concatenate_grid_path\n"
               "Error: Invalid input to ZEMU_concatenate_grid_path\n"
               "Error: ZEMU_MAX_PATH_LENGTH exceeed\n");
     EXPECT_EQ(one.length, 600);
-    EXPECT_EQ(one.color[599], 1);
     ZEMU_free_grid_path(&one);
     ZEMU_free_grid_path(&two);
 }
@@ -247,23 +228,17 @@ TEST(GridPath, MinimumSaddleMinimumJoinsBothHalvesAndAFailingHalfIsReported) {
     EXPECT_EQ(p.grid, nullptr);
 }
 
-TEST(GridPath, ReverseMovesOnlyThePoints) {
+TEST(GridPath, ReverseMovesOnlyThePointsAndLengthFollowsUnwrappedSteps) {
+    TraceGrid g(8);
     ZEMU_grid_path p = owned_path(axis_points(0, 4), 7);
     p.color[0] = 1;
-    p.saddle = 1;
     ZEMU_reverse_path(&p);
     EXPECT_EQ(points_of(p), (Points{{4, 0, 0}, {3, 0, 0}, {2, 0, 0}, {1, 0, 0}, {0, 0, 0}}));
     EXPECT_EQ(p.color[0], 1);
-    EXPECT_EQ(p.saddle, 1);
-    ZEMU_free_grid_path(&p);
-}
-
-TEST(GridPath, LengthIsZeroBelowTwoPointsAndFollowsUnwrappedSteps) {
-    TraceGrid g(8);
-    ZEMU_grid_path p = owned_path({{7, 0, 0}}, 0);
-    EXPECT_DOUBLE_EQ(ZEMU_path_length_in_Angstrom(&g.cube, &p), 0.0);
     ZEMU_free_grid_path(&p);
     p = owned_path({{7, 0, 0}, {8, 1, 0}, {9, 1, 0}}, 0);
     EXPECT_DOUBLE_EQ(ZEMU_path_length_in_Angstrom(&g.cube, &p), 1.0 + std::sqrt(2.0));
+    p.length = 1;
+    EXPECT_DOUBLE_EQ(ZEMU_path_length_in_Angstrom(&g.cube, &p), 0.0);
     ZEMU_free_grid_path(&p);
 }
