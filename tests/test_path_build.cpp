@@ -244,6 +244,28 @@ TEST(PathBuild, AngleOfExactlyNinetyDegreesAndReachOfThreeAndAHalfAngstromAreInc
     }
 }
 
+TEST(NearestMinima, ImagesComeNearestFirstAndOneOnTheTargetClearsTheIncludeFlag) {
+    Landscape g(8, 8, 8);
+    g.minimum(2, 3, 4, 0.0);
+    g.minimum(5, 3, 4, 0.1);
+    // Target x on a: both nearest images lie one cell along a, (10,3,4) and (13,3,4).
+    const struct {
+        double x;
+        int include;
+        double d0, d1;
+    } cases[] = {{10.0, 0, 0.0, 3.0}, {11.0, 1, 1.0, 2.0}};
+    for (const auto& c : cases) {
+        ZEMU_nearest_neighbour nn;
+        ASSERT_EQ(ZEMU_init_nearest_neighbour(&nn, 3, c.x, 3, 4, 1), 0);
+        ASSERT_EQ(ZEMU_get_nearest_minima(&g.cube, &nn), 0);
+        EXPECT_EQ(nn.include_target, c.include);
+        EXPECT_EQ(std::vector<int>({nn.index[0], nn.i[0], nn.index[1], nn.i[1]}),
+                  std::vector<int>({g.minimum_at(2, 3, 4), 1, g.minimum_at(5, 3, 4), 1})) << c.x;
+        EXPECT_EQ(std::vector<double>(nn.distance, nn.distance + 2), std::vector<double>({c.d0, c.d1})) << c.x;
+        ZEMU_free_nearest_neighbour(&nn);
+    }
+}
+
 TEST(PathBuild, MinimumBehindARidgeIsPassedOverForTheNextOne) {
     // 0.5 A steps: the nearest minimum's route runs over high ground and is
     // refused; the two farther ones down valleys on either side are joined.
