@@ -21,29 +21,17 @@ namespace {
 
 // An orthogonal grid of `step` Angstrom voxels filled with `background`, with
 // minima and saddles placed by hand and grouped under P1 unless told.
-struct Landscape {
-    ZEMU_cube cube;
+struct Landscape : fx::Grid {
     fx::Cif structure;
     ZEMU_cif& cif = structure.cif;
-    ZEMU_pathlib lib;
+    zemu_kernel::ScopedPathlib library;
+    ZEMU_pathlib& lib = *library.get();
 
-    explicit Landscape(int na = 16, int nb = 16, int nc = 16, double step = 1.0, double background = 3.0) {
-        ZEMU_init_cube(&cube);
+    explicit Landscape(int na = 16, int nb = 16, int nc = 16, double step = 1.0)
+        : fx::Grid(na, nb, nc, 3.0, step) {
         ZEMU_init_cube_stationary_points(&cube);
         cube.total_minima_type = cube.total_saddle_type = 0;
-        cube.a_grid = na, cube.b_grid = nb, cube.c_grid = nc;
-        cube.a_x = cube.b_y = cube.c_z = step;
-        ZEMU_calc_cell_parameter(&cube);
-        EXPECT_EQ(ZEMU_alloc_cube_energy(&cube), 0);
-        for (int i = 0; i < na; i++)
-            for (int j = 0; j < nb; j++) std::fill(cube.energy[i][j], cube.energy[i][j] + nc, background);
         cube.global_minimum = 0.0;
-        cube.max_energy = 5.0;
-        ZEMU_init_pathlib(&lib);
-    }
-    ~Landscape() {
-        ZEMU_free_pathlib(&lib);
-        ZEMU_free_cube(&cube);
     }
     void minimum(int x, int y, int z, double e) {
         cube.energy[x][y][z] = e;
@@ -162,17 +150,6 @@ ZEMU_path path_of_types(int start_type, int end_type, int saddle_type, double sa
     return p;
 }
 
-// Two minima joined by two saddle types on the same hop (no cell crossed).
-void parallel_saddles(Landscape& g, double e1, double e2) {
-    g.saddle(8, 8, 7, e1);
-    g.saddle(8, 8, 9, e2);
-    g.joined(8, 8, 7, 6, 8, 8, 0.0);
-    g.joined(8, 8, 7, 10, 8, 8, 0.1);
-    g.valley(8, 8, 9, 6, 8, 8);
-    g.valley(8, 8, 9, 10, 8, 8);
-    g.group();
-}
-
 // Hand-made library around one saddle point: minima A (4,8,8), B (8,4,8) and
 // C (8,12,8); one copy through the saddle per hop given as (start, end,
 // length), each of its own path type. Letters name the minima.
@@ -205,43 +182,56 @@ const char kUnconnected[] = "Warning: Cannot connect saddle type 1 to any energy
 
 // --- Distinct paths ---
 
-TEST(PathBuild, SecondMinimumMustLieAtNinetyDegreesOrMoreFromTheFirst) {
-    Landscape g;
-    g.saddle(8, 8, 8, 1.0);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);  // 2.0 A, nearest
-    g.minimum(10, 10, 8, 0.1);         // 2.83 A, but 45 degrees from the nearest
-    g.joined(8, 8, 8, 5, 8, 8, 0.2);   // 3.0 A, opposite
-    g.group();
-    ASSERT_EQ(g.build(), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    const ZEMU_path& p = g.lib.path[0];
-    EXPECT_EQ(p.start, g.minimum_at(10, 8, 8));
-    EXPECT_EQ(p.end, g.minimum_at(5, 8, 8));
-    EXPECT_DOUBLE_EQ(p.end_energy, 0.2);
-    EXPECT_DOUBLE_EQ(p.straightline_length, 5.0);
-}
-
-TEST(PathBuild, AngleOfExactlyNinetyDegreesAndReachOfThreeAndAHalfAngstromAreInclusive) {
-    // Nearest minimum (10,8,8); the second at 90 degrees, or opposite at four
-    // steps of 0.875 A (3.5 A exactly) or five (beyond reach).
+TEST(PathBuild, SecondMinimumAtNinetyDegreesOrMoreAndWithinThreeAndAHalfAngstromInclusive) {
+    // Nearest minimum (10,8,8); the second opposite, at exactly 90 degrees, at four
+    // steps of 0.875 A (3.5 A exactly) or five (beyond reach). A minimum at 45
+    // degrees from the nearest is passed over. The saddle record is moved off its
+    // grid point: the energy is read from the grid.
     struct Case {
         double step;
         int x, y;
-        bool joined;
-    } cases[] = {{1.0, 8, 11, true}, {0.875, 4, 8, true}, {0.875, 3, 8, false}};
+        bool at45, joined;
+    } cases[] = {{1.0, 5, 8, true, true}, {1.0, 8, 11, false, true}, {0.875, 4, 8, false, true},
+                 {0.875, 3, 8, false, false}};
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.step << " A steps, second minimum " << c.x << "," << c.y);
         Landscape g(16, 16, 16, c.step);
         g.saddle(8, 8, 8, 1.0);
         g.joined(8, 8, 8, 10, 8, 8, 0.0);
-        g.joined(8, 8, 8, c.x, c.y, 8, 0.1);
+        if (c.at45) g.minimum(10, 10, 8, 0.1);
+        g.joined(8, 8, 8, c.x, c.y, 8, 0.2);
         g.group();
-        EXPECT_EQ(fx::stderr_of([&g] { ASSERT_EQ(g.build(), 0); }), c.joined ? "" : kUnconnected);
+        g.cube.saddle[0].e = 0.7;
+        EXPECT_EQ(fx::stderr_of([&g] { ASSERT_EQ(g.build_all(), 0); }), c.joined ? "" : kUnconnected);
         ASSERT_EQ(g.lib.total_path, c.joined ? 1 : 0);
-        if (c.joined) {
-            EXPECT_EQ(g.lib.path[0].end, g.minimum_at(c.x, c.y, 8));
-        }
+        if (!c.joined) continue;
+        EXPECT_EQ(g.lib.path[0].start, g.minimum_at(10, 8, 8));
+        EXPECT_EQ(g.lib.path[0].end, g.minimum_at(c.x, c.y, 8));
+        EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
+        EXPECT_DOUBLE_EQ(g.lib.allpath[0].saddle_energy, 1.0);
     }
+    Landscape none(8, 8, 8);  // no saddle types: no paths
+    none.minimum(1, 1, 1, 0.0);
+    none.group();
+    EXPECT_EQ(none.build_all(), 0);
+    EXPECT_EQ(none.lib.total_path + none.lib.total_allpath, 0);
+}
+
+TEST(PathBuild, MinimumBehindARidgeIsPassedOverForTheNextOne) {
+    // 0.5 A steps: the nearest minimum's route runs over high ground and is
+    // refused; the two farther ones down valleys on either side are joined.
+    Landscape g(24, 24, 24, 0.5);
+    g.saddle(12, 12, 12, 1.0);
+    g.minimum(12, 7, 12, 0.0);  // 2.5 A, over high ground
+    for (int d = 1; d <= 5; d++) g.cube.energy[12 + d][12][12] = g.cube.energy[12 - d][12][12] = 1.0 - 0.15 * d;
+    g.minimum(18, 12, 12, 0.0);  // 3.0 A
+    g.minimum(6, 12, 12, 0.1);   // 3.0 A, opposite
+    g.group();
+    ASSERT_EQ(g.build(), 0);
+    ASSERT_EQ(g.lib.total_path, 1);
+    EXPECT_EQ(g.lib.path[0].start, g.minimum_at(18, 12, 12));
+    EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 12, 12));
+    EXPECT_NEAR(g.lib.path[0].length, 6.0, 1e-12);  // straight down the valleys
 }
 
 TEST(NearestMinima, ImagesComeNearestFirstAndOneOnTheTargetClearsTheIncludeFlag) {
@@ -264,44 +254,6 @@ TEST(NearestMinima, ImagesComeNearestFirstAndOneOnTheTargetClearsTheIncludeFlag)
         EXPECT_EQ(std::vector<double>(nn.distance, nn.distance + 2), std::vector<double>({c.d0, c.d1})) << c.x;
         ZEMU_free_nearest_neighbour(&nn);
     }
-}
-
-TEST(PathBuild, MinimumBehindARidgeIsPassedOverForTheNextOne) {
-    // 0.5 A steps: the nearest minimum's route runs over high ground and is
-    // refused; the two farther ones down valleys on either side are joined.
-    Landscape g(24, 24, 24, 0.5);
-    g.saddle(12, 12, 12, 1.0);
-    g.minimum(12, 7, 12, 0.0);  // 2.5 A, over high ground
-    for (int d = 1; d <= 5; d++) g.cube.energy[12 + d][12][12] = g.cube.energy[12 - d][12][12] = 1.0 - 0.15 * d;
-    g.minimum(18, 12, 12, 0.0);  // 3.0 A
-    g.minimum(6, 12, 12, 0.1);   // 3.0 A, opposite
-    g.group();
-    ASSERT_EQ(g.build(), 0);
-    ASSERT_EQ(g.lib.total_path, 1);
-    EXPECT_EQ(g.lib.path[0].start, g.minimum_at(18, 12, 12));
-    EXPECT_EQ(g.lib.path[0].end, g.minimum_at(6, 12, 12));
-    EXPECT_NEAR(g.lib.path[0].length, 6.0, 1e-12);  // straight down the valleys
-}
-
-TEST(PathBuild, SaddleEnergyIsReadFromTheGridAndAGridWithoutSaddleTypesGivesNoPaths) {
-    {
-        Landscape g(8, 8, 8);
-        g.minimum(1, 1, 1, 0.0);
-        g.minimum(5, 5, 5, 0.2);
-        g.group();
-        EXPECT_EQ(g.build_all(), 0);
-        EXPECT_EQ(g.lib.total_path + g.lib.total_allpath, 0);
-    }
-    Landscape g;
-    g.saddle(8, 8, 8, 1.0);
-    g.joined(8, 8, 8, 10, 8, 8, 0.0);
-    g.joined(8, 8, 8, 6, 8, 8, 0.0);
-    g.group();
-    g.cube.saddle[0].e = 0.7;  // a record moved away from its grid point
-    ASSERT_EQ(g.build_all(), 0);
-    ASSERT_EQ(g.lib.total_path + g.lib.total_allpath, 2);
-    EXPECT_DOUBLE_EQ(g.lib.path[0].saddle_energy, 1.0);
-    EXPECT_DOUBLE_EQ(g.lib.allpath[0].saddle_energy, 1.0);
 }
 
 // --- Copies and the hop to the next cell ---
@@ -398,25 +350,6 @@ TEST(PathBuild, CopiesNeedBothMinimaNotAboveTheSaddleAndAFailedStoreLeavesNone) 
 }
 
 // --- Redundancy filtering ---
-
-TEST(PathFilter, ParallelSaddleTypesKeepTheLowerSaddleAndOnATieTheOneMetLater) {
-    for (double first : {1.5, 1.0}) {
-        SCOPED_TRACE(testing::Message() << "saddles " << first << " and 1.0");
-        Landscape g;
-        parallel_saddles(g, first, 1.0);
-        ASSERT_EQ(g.build(), 0);
-        ASSERT_EQ(g.build_copies(), 0);
-        ASSERT_EQ(g.lib.total_path, 2);
-        ASSERT_EQ(g.lib.total_allpath, 2);
-        ASSERT_NE(g.lib.allpath[0].saddle_type, g.lib.allpath[1].saddle_type);
-        int kept = first > 1.0 ? g.saddle_at(8, 8, 9) : g.lib.allpath[1].saddle;
-        int kept_type = g.lib.allpath[g.lib.allpath[0].saddle == kept ? 0 : 1].saddle_type;
-        ASSERT_EQ(g.filter(), 0);
-        ASSERT_EQ(g.lib.total_path + g.lib.total_allpath, 2);
-        EXPECT_EQ(g.lib.path[0].saddle, kept);
-        EXPECT_EQ(g.lib.allpath[0].saddle_type, kept_type);
-    }
-}
 
 // The shorter of two paths sharing a saddle stays, the first on a tie; paths
 // of the same or reversed minimum types both stay.
