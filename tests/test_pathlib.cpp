@@ -2,6 +2,7 @@
 // and distances between grid locations.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -36,10 +37,8 @@ struct Library {
         for (const ZEMU_allpath& ap : allpaths) ZEMU_insert_pathlib_allpath(&lib, ap);
         ZEMU_reverse_pathlib_allpath(&lib);  // inserted at the front: restore the given order
         lib.total_path = static_cast<int>(paths.size());
-        if (!paths.empty()) {
-            lib.path = static_cast<ZEMU_path*>(malloc(sizeof(ZEMU_path) * paths.size()));
-            for (size_t i = 0; i < paths.size(); i++) lib.path[i] = paths[i];
-        }
+        lib.path = static_cast<ZEMU_path*>(malloc(sizeof(ZEMU_path) * (paths.size() + 1)));
+        std::copy(paths.begin(), paths.end(), lib.path);
     }
     ~Library() { ZEMU_free_pathlib(&lib); }
     std::vector<int> allpath_saddles() const {
@@ -47,7 +46,7 @@ struct Library {
         for (int i = 0; i < lib.total_allpath; i++) out.push_back(lib.allpath[i].saddle);
         return out;
     }
-    std::vector<int> path_starts() const {
+    std::vector<int> path_starts() const {  // the start minima of the paths, as an identity
         std::vector<int> out;
         for (int i = 0; i < lib.total_path; i++) out.push_back(lib.path[i].start);
         return out;
@@ -69,8 +68,6 @@ ZEMU_cubeloc loc(int x, int y, int z) { return ZEMU_cubeloc{x, y, z}; }
 
 }  // namespace
 
-// --- Equality and lookup ---
-
 // Mode 135 decides on minima and crossings alone, 5 on the saddle, 6 on the
 // crossings; modes 1 and 2 compare the direction only; others print and fail.
 TEST(PathEquality, EachModeComparesItsOwnFieldsAndPathsMatchReversed) {
@@ -85,24 +82,18 @@ TEST(PathEquality, EachModeComparesItsOwnFieldsAndPathsMatchReversed) {
                  {&a, &other_cross, 5, 1},    {&a, &other_saddle, 5, 0},  {&a, &other_saddle, 6, 0},
                  {&a, &other_cross, 6, 1},    {&a, &other_cross, 3, 0},   {&plain, &plain, 1, 1},
                  {&plain, &reversed, 1, 0},   {&plain, &reversed, 2, 0}};
-    for (const auto& c : cases)
-        EXPECT_EQ(ZEMU_is_allpath_equal(c.x, c.y, c.mode), c.equal) << "saddle " << c.y->saddle << ", end crossing "
-                                                                    << c.y->end_crossx << ", start " << c.y->start
-                                                                    << ", mode " << c.mode;
+    for (const auto& c : cases) EXPECT_EQ(ZEMU_is_allpath_equal(c.x, c.y, c.mode), c.equal) << &c - cases;
     EXPECT_EQ(ZEMU_is_allpath_start_end_equal(&plain, &reversed), 1);
     EXPECT_EQ(fx::stdout_of([&a] { EXPECT_EQ(ZEMU_is_allpath_equal(&a, &a, 4), 0); }),
               "Invalid mode call 4 to ZEMU_is_allpath_equal\n");
 
-    ZEMU_path p = make_path(3, 5, 1, 2, 1, 0.5), rev = make_path(5, 3, 2, 1, 1, 0.5);
-    ZEMU_path other = make_path(3, 6, 1, 2, 1, 0.5);
+    ZEMU_path p = make_path(3, 5, 1, 2, 1, 0.5), rev = make_path(5, 3, 2, 1, 1, 0.5), other = make_path(3, 6, 1, 2, 1, 0.5);
     EXPECT_EQ(ZEMU_is_path_start_end_equal(&p, &rev), 1);
     EXPECT_EQ(ZEMU_is_path_start_end_equal(&p, &other), 0);
     Library l({p}, {});
     const int lookups[][4] = {{1, 2, 1, 1}, {2, 1, 1, 1}, {1, 2, 4, 0}, {1, 1, 1, 0}};
     for (const auto& q : lookups) EXPECT_EQ(ZEMU_isin_pathlib(&l.lib, q[0], q[1], q[2]), q[3]);
 }
-
-// --- Library edits ---
 
 TEST(PathLibrary, InsertPopAndDeleteCopiesCheckTheirIndex) {
     Library l({}, {});
@@ -136,17 +127,6 @@ TEST(PathLibrary, DeletePathRemovesCopiesOfItsExactTypeTriple) {
     EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{4}));
     EXPECT_EQ(fx::stderr_of([&l] { EXPECT_EQ(ZEMU_delete_pathlib_path(&l.lib, 1), 1); }),
               "Error: Invalid input to ZEMU_delete_pathlib_path()\n");
-
-    // Thousands of interleaved copies leave in one call; the others keep their order.
-    const int copies = 3000;
-    Library big({make_path(0, 1, 1, 2, 1, 0.5), make_path(0, 1, 1, 2, 2, 0.6)}, {});
-    big.lib.total_allpath = copies;
-    big.lib.allpath = static_cast<ZEMU_allpath*>(malloc(copies * sizeof(ZEMU_allpath)));
-    for (int i = 0; i < copies; i++) big.lib.allpath[i] = make_allpath(0, 1, i, 1, 2, i % 3 == 0 ? 2 : 1);
-    ASSERT_EQ(ZEMU_delete_pathlib_path(&big.lib, 0), 0);
-    std::vector<int> expected;
-    for (int i = 0; i < copies; i += 3) expected.push_back(i);
-    EXPECT_EQ(big.allpath_saddles(), expected);
 
     Library orphan({make_path(0, 1, 1, 2, 1, 0.5)}, {make_allpath(1, 0, 2, 2, 1, 1)});
     EXPECT_EQ(fx::stderr_of([&orphan] { EXPECT_EQ(ZEMU_get_allpath_to_path_index(&orphan.lib, 0), -1); }),
@@ -197,11 +177,7 @@ TEST(PathRecords, ListsGrowAndClustersCopyDeep) {
               "Error: Invalid input to ZEMU_alloc_path_clust()\n");
 }
 
-// --- Distances between grid locations ---
-
 TEST(LocDistance, UsesCellMetricWithoutWrappingAndTheCellEdgeTakesTheCFaceAgainstTheACount) {
-    ZEMU_cube ortho = make_cell(10, 20, 5, 0.5, 0.0, 0.25, 2.0);  // 5 x 5 x 10 Angstrom
-    EXPECT_NEAR(ZEMU_find_loc_distance(&ortho, loc(-3, 4, 1), loc(1, 0, 0)), std::sqrt(4.0 + 1.0 + 4.0), 1e-12);
     // Hexagonal: a = b = 3 Angstrom at 120 degrees; a/3 + b/3 is 1 Angstrom long.
     ZEMU_cube hex = make_cell(3, 3, 4, 1.0, -0.5, std::sqrt(3.0) / 2.0, 1.0);
     EXPECT_NEAR(ZEMU_find_loc_distance(&hex, loc(0, 0, 0), loc(1, 1, 0)), 1.0, 1e-12);

@@ -148,8 +148,6 @@ struct Pathways {
 
 }  // namespace
 
-// --- Walks to references ---
-
 TEST(EulerWalkReferences, StepsNameTheLastPathMatchingTypesAndSaddleEnergyInEitherDirection) {
     const struct {
         const char* what;
@@ -180,14 +178,9 @@ TEST(EulerWalkReferences, StepsNameTheLastPathMatchingTypesAndSaddleEnergyInEith
     }
 }
 
-// --- Removing duplicate pathways ---
-
 TEST(DuplicatePathways, LowerInitialDimensionThenLowerTopSaddleSurvivesAndATieKeepsTheLater) {
     TwoTypeChain net;  // path index 0 at 0.1 eV, index 1 at 0.5 eV
-    struct Entry {
-        int ID, dimension;
-        Ints refs;
-    };
+    struct Entry { int ID, dimension; Ints refs; };
     const struct {
         const char* what;
         std::vector<Entry> pathways;
@@ -210,14 +203,8 @@ TEST(DuplicatePathways, LowerInitialDimensionThenLowerTopSaddleSurvivesAndATieKe
     }
 }
 
-// --- Placing references as one route ---
-
 TEST(PathChaining, RoutesContinueFromPieceToPiece) {
-    const struct {
-        const char* what;
-        bool one_type;
-        Ints refs, xs;
-    } cases[] = {
+    const struct { const char* what; bool one_type; Ints refs, xs; } cases[] = {
         {"forward references continue into the next cell", false, {1, 2}, range(0, 8)},
         {"backward references run the copies from their ends", false, {-2, -1}, range(8, 0)},
         {"backward over a cell", false, {-1, -2, -1}, range(4, -8)},
@@ -251,8 +238,6 @@ TEST(PathChaining, UntraceablePieceFailsWithItsSignedReference) {
     for (const auto& c : cases) EXPECT_EQ(fx::stderr_of([&] { EXPECT_TRUE(route(net, c.first).empty()); }), c.second);
 }
 
-// --- Pathway file ---
-
 TEST(PathwayFile, NeighbouringMinimaAreSeparatedByAJumpPointsWrapIntoTheCellAndFailuresEndWithoutEnd) {
     TwoTypeChain net;
     ZEMU_path_triple_index pts[] = {{-16, 0, 0}, {-12, 0, 0}};
@@ -274,123 +259,73 @@ TEST(PathwayFile, NeighbouringMinimaAreSeparatedByAJumpPointsWrapIntoTheCellAndF
     EXPECT_EQ(text.substr(text.size() - 5), "NEXT\n");
 }
 
-// --- Backbone and building ---
-
-namespace {
-
-// The backbone of the first cluster of a network, with its analyses.
-struct Backbone {
-    zemu_kernel::ScopedPathlib sym, full;
-    zemu_kernel::ScopedClusters sym_clusters, full_clusters, clusters;
-    int build(Channel& net, int complete) {
-        EXPECT_EQ(ZEMU_analyze_network(&net.cube, &net.lib, clusters.get()), 0);
-        if (clusters->total < 1) return -1;
-        return ZEMU_get_percolating_cluster_backbone(&net.cube, &net.lib, &clusters->clust[0], sym.get(),
-                                                     sym_clusters.get(), full.get(), full_clusters.get(), complete);
-    }
-};
-
-Ints saddle_types(const ZEMU_pathlib& lib) {
-    Ints t;
-    for (int k = 0; k < lib.total_path; k++) t.push_back(lib.path[k].saddle_type);
-    return t;
-}
-
-}  // namespace
-
-TEST(PercolatingBackbone, RedundantParallelTypeIsDroppedAndTheNeededOneKept) {
-    for (int complete = 0; complete <= 1; complete++) {
-        SCOPED_TRACE(complete);
-        TwoTypeChain net(true);  // saddle types 1 (0.1 eV), 3 (0.3 eV, parallel to 1), 2 (0.5 eV, top)
-        Backbone b;
-        ASSERT_EQ(b.build(net, complete), 0);
-        EXPECT_EQ(saddle_types(*b.sym.get()), (Ints{1, 2}));
-        EXPECT_EQ(b.sym->total_allpath + b.sym_clusters->total, 0);
-        EXPECT_EQ(saddle_types(*b.full.get()), (Ints{1, 2}));
-        ASSERT_EQ(b.full->total_allpath, 2);
-        EXPECT_EQ(b.full->allpath[1].saddle, 1);
-        ASSERT_EQ(b.full_clusters->total, 1);
-        EXPECT_EQ(b.full_clusters->clust[0].dimension, 1);
-    }
-}
-
-TEST(PercolatingBackbone, EachFailedAllocationIsReportedAndLeavesTheLibrariesReleasable) {
-    // The 1st, 2nd ... allocation of the search fails, until the search needs no more.
+TEST(PercolatingBackbone, CopiesOfAnUnconnectedPieceStayOutAndEachFailedAllocationIsReported) {
+    // The 1st, 2nd ... allocation of the search fails, until the search needs no
+    // more; then the backbone of the chain (with a second, separate channel at
+    // y = 2 of its own minima and copies of both types) holds the first piece only.
     int failures = 0;
     for (int nth = 1; nth <= 200; nth++) {
         SCOPED_TRACE(nth);
-        TwoTypeChain net(true);
-        Backbone b;
-        ASSERT_EQ(ZEMU_analyze_network(&net.cube, &net.lib, b.clusters.get()), 0);
+        TwoTypeChain net;
+        for (int x = 0; x < 8; x++) net.cube.energy[x][2][0] = net.cube.energy[x][0][0];
+        net.minimum(0, 2, 0, 1, "Li1");
+        net.minimum(4, 2, 0, 2, "Li2");
+        net.saddle(2, 2, 0, 1);
+        net.saddle(6, 2, 0, 2);
+        net.copy(0, 2, 3, 3);
+        net.copy(1, 3, 2, 4, 1);
+        zemu_kernel::ScopedPathlib sym, full;
+        zemu_kernel::ScopedClusters sym_clusters, full_clusters, clusters;
+        ASSERT_EQ(ZEMU_analyze_network(&net.cube, &net.lib, clusters.get()), 0);
         zemu_kernel::fail_allocation_countdown = nth;
         int status = 0;
         std::string err = fx::stderr_of([&] {
-            status = ZEMU_get_percolating_cluster_backbone(&net.cube, &net.lib, &b.clusters->clust[0], b.sym.get(),
-                                                           b.sym_clusters.get(), b.full.get(), b.full_clusters.get(), 1);
+            status = ZEMU_get_percolating_cluster_backbone(&net.cube, &net.lib, &clusters->clust[0], sym.get(),
+                                                           sym_clusters.get(), full.get(), full_clusters.get(), 1);
         });
         const bool failed_one = zemu_kernel::fail_allocation_countdown == 0;
         zemu_kernel::fail_allocation_countdown = 0;
-        if (!failed_one) {
-            EXPECT_EQ(status, 0);
-            break;
+        if (failed_one) {
+            EXPECT_EQ(status, 1);
+            EXPECT_NE(err.find("Memory allocation problem"), std::string::npos) << err;
+            failures++;
+            continue;
         }
-        EXPECT_EQ(status, 1);
-        EXPECT_NE(err.find("Memory allocation problem"), std::string::npos) << err;
-        failures++;
+        ASSERT_EQ(status, 0);
+        ASSERT_EQ(full->total_allpath, 2);
+        EXPECT_EQ(full->allpath[0].start + full->allpath[1].start, 1);
+        break;
     }
     EXPECT_GE(failures, 3);
 }
 
-TEST(PercolatingBackbone, CopiesOfAnUnconnectedPieceStayOut) {
-    TwoTypeChain net;
-    // A second, separate channel at y = 2 with its own minima and copies of both types.
-    for (int x = 0; x < 8; x++) net.cube.energy[x][2][0] = net.cube.energy[x][0][0];
-    net.minimum(0, 2, 0, 1, "Li1");
-    net.minimum(4, 2, 0, 2, "Li2");
-    net.saddle(2, 2, 0, 1);
-    net.saddle(6, 2, 0, 2);
-    net.copy(0, 2, 3, 3);
-    net.copy(1, 3, 2, 4, 1);
-    Backbone b;
-    ASSERT_EQ(b.build(net, 1), 0);
-    ASSERT_EQ(b.full->total_allpath, 2);
-    EXPECT_EQ(b.full->allpath[0].start, 0);
-    EXPECT_EQ(b.full->allpath[1].start, 1);
-}
-
-TEST(ReactionPathwayBuild, PercolatingChainGetsOnePathwayOverItsBackbone) {
-    TwoTypeChain net(true);
-    Pathways rps;
-    ASSERT_EQ(ZEMU_build_reaction_pathway(&net.cube, &net.lib, &rps.all), 0);
-    ASSERT_EQ(rps.all.total, 1);
-    const ZEMU_reaction_pathway& rp = rps.all.rp[0];
-    EXPECT_EQ(rp.ID, 2);
-    EXPECT_EQ(rp.initial_dimension, 1);
-    EXPECT_EQ(refs_of(rp), (Ints{1, 3}));
-    EXPECT_EQ(net.lib.path[0].color, 1);
-    EXPECT_EQ(net.lib.path[0].style, 1);
-    for (int k = 0; k < 3; k++) EXPECT_EQ(net.lib.path[k].oneD, 1);
-    EXPECT_EQ(route(net, refs_of(rp)), range(0, 8));
-
-    // A library without copies gives no pathway.
-    TwoTypeChain bare;
-    bare.lib.total_allpath = 0;
-    Pathways none;
-    ASSERT_EQ(ZEMU_build_reaction_pathway(&bare.cube, &bare.lib, &none.all), 0);
-    EXPECT_EQ(none.all.total, 0);
-}
-
-TEST(ReactionPathwayBuild, ClusterThatNeverPercolatesIsWalkedAsItIsAtTheLastThreshold) {
-    // Only the copy of path 1 inside the cell: Li1 - Li2 is an island (no
-    // dimension), still left without a pathway at the last threshold.
-    TwoTypeChain net;
-    net.lib.total_allpath = 1;
-    Pathways rps;
-    ASSERT_EQ(ZEMU_build_reaction_pathway(&net.cube, &net.lib, &rps.all), 0);
-    ASSERT_EQ(rps.all.total, 1);
-    EXPECT_EQ(rps.all.rp[0].initial_dimension, 0);
-    EXPECT_EQ(refs_of(rps.all.rp[0]), (Ints{1}));
-    EXPECT_EQ(net.lib.path[0].color, 0);
-    EXPECT_EQ(net.lib.path[0].style, 1);
-    EXPECT_EQ(route(net, refs_of(rps.all.rp[0])), range(0, 4));
+TEST(ReactionPathwayBuild, PercolatingChainsGetAPathwayOverTheirBackboneAndIslandsOneAtTheLastThreshold) {
+    const struct {
+        const char* what;
+        bool parallel;
+        int copies;  // of the library's, -1 for all
+        int pathways, dimension;
+        Ints refs;
+        int colour, style;
+        Ints route;
+    } cases[] = {
+        {"a chain with a redundant parallel type", true, -1, 1, 1, {1, 3}, 1, 1, range(0, 8)},
+        // Only the copy of path 1 inside the cell: Li1 - Li2 is an island.
+        {"an island", false, 1, 1, 0, {1}, 0, 1, range(0, 4)},
+        {"no copies", false, 0, 0, 0, {}, -1, -1, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        TwoTypeChain net(c.parallel);
+        if (c.copies >= 0) net.lib.total_allpath = c.copies;
+        Pathways rps;
+        ASSERT_EQ(ZEMU_build_reaction_pathway(&net.cube, &net.lib, &rps.all), 0);
+        ASSERT_EQ(rps.all.total, c.pathways);
+        EXPECT_EQ(net.lib.path[0].color, c.colour);
+        EXPECT_EQ(net.lib.path[0].style, c.style);
+        if (c.pathways == 0) continue;
+        EXPECT_EQ(rps.all.rp[0].initial_dimension, c.dimension);
+        EXPECT_EQ(refs_of(rps.all.rp[0]), c.refs);
+        EXPECT_EQ(route(net, refs_of(rps.all.rp[0])), c.route);
+    }
 }

@@ -1,7 +1,10 @@
-// End-to-end runs of the path stages on small landscapes (tests/data/paths,
-// described in its README), compared byte for byte with the outputs kept there.
+// End-to-end runs of the path stages, compared byte for byte with the outputs
+// kept in tests/data/paths: small landscapes described in its README, and the
+// bundled examples, whose activation energies also match their reference
+// percolation energies.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -22,45 +25,64 @@ bool have(const std::string& path) {
     return stat(path.c_str(), &st) == 0;
 }
 
+// The number after "key": inside the object that follows "section": in the
+// exact percolation energies of a reference file (small, flat, one writer).
+double reference_value(const std::string& json, const std::string& section, const std::string& key) {
+    size_t at = json.find("\"percolation_exact_eV\"");
+    if (at == std::string::npos || (at = json.find("\"" + section + "\"", at)) == std::string::npos) return -1.0;
+    size_t close = json.find('}', at);
+    at = json.find("\"" + key + "\":", at);
+    return at == std::string::npos || at > close ? -1.0 : atof(json.c_str() + at + key.size() + 3);
+}
+
 }  // namespace
 
 TEST(RunPaths, OutputsOfThePathStagesMatchTheKeptCopies) {
     const std::vector<std::string> all_reports = {"--path", "--print-path", "--print-perc", "--print-act"};
+    const std::vector<std::string> example_reports = {"--path", "--print-path", "--print-act"};
     const struct {
         const char* name;       // stem of the kept outputs
-        const char* landscape;  // stem of the input files
+        const char* input;      // stem of the input files, or the example
+        const char* ion;
         std::vector<std::string> args;
         int status;
-        bool blocked;  // directories stand in place of the output files
+        bool blocked;        // directories stand in place of the output files
+        const char* span;    // reference value of the example the activation energies match
     } cases[] = {
-        {"channel", "channel", all_reports, 0, false},
-        {"layer_bc", "layer_bc", all_reports, 0, false},
-        {"three_barriers", "three_barriers", all_reports, 0, false},
-        {"fourfold", "fourfold", all_reports, 0, false},
-        {"threefold", "threefold", all_reports, 0, false},
+        {"channel", "channel", "Li1+", all_reports, 0, false, nullptr},
+        {"layer_bc", "layer_bc", "Li1+", all_reports, 0, false, nullptr},
+        {"three_barriers", "three_barriers", "Li1+", all_reports, 0, false, nullptr},
+        {"fourfold", "fourfold", "Li1+", all_reports, 0, false, nullptr},
+        {"threefold", "threefold", "Li1+", all_reports, 0, false, nullptr},
         // The report switches choose what reaches standard output, not the files.
-        {"channel_quiet", "channel", {"--path"}, 0, false},
-        {"channel_perc", "channel", {"--path", "--print-perc"}, 0, false},
-        {"two_channels", "two_channels", {"--path"}, 0, false},
+        {"channel_quiet", "channel", "Li1+", {"--path"}, 0, false, nullptr},
+        {"channel_perc", "channel", "Li1+", {"--path", "--print-perc"}, 0, false, nullptr},
+        {"two_channels", "two_channels", "Li1+", {"--path"}, 0, false, nullptr},
         // The summary is written after the pathway marked the chain's path (colour
         // 1, style 1); the console library, printed before, shows -1.
-        {"summary", "channel", {"--path", "--summary", "--print-path"}, 0, false},
-        {"summary_no_path", "channel", {"--summary"}, 0, false},
+        {"summary", "channel", "Li1+", {"--path", "--summary", "--print-path"}, 0, false, nullptr},
+        {"summary_no_path", "channel", "Li1+", {"--summary"}, 0, false, nullptr},
         // Unwritable events and pathway files are reported; only an unwritable
         // summary fails the run, before any library is written.
-        {"unwritable", "channel", {"--path", "--print-act"}, 0, true},
-        {"unwritable_summary", "channel", {"--path", "--summary"}, 1, true},
+        {"unwritable", "channel", "Li1+", {"--path", "--print-act"}, 0, true, nullptr},
+        {"unwritable_summary", "channel", "Li1+", {"--path", "--summary"}, 1, true, nullptr},
+        // Li1+ is not scaled: the energies compare with the plain spans. Na1+
+        // energies go through 0.5695*E^0.6946: the scaled spans apply.
+        {"LiFePO4", "LiFePO4", "Li1+", example_reports, 0, false, "span"},
+        {"Na2UO4", "Na2UO4", "Na1+", example_reports, 0, false, "span_scaled"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         WorkDir dir;
-        const std::string input = zemu_test::data_file(std::string("paths/") + c.landscape);
+        const std::string input = c.span ? zemu_test::source_file(std::string("examples/") + c.input + "/")
+                                         : zemu_test::data_file(std::string("paths/") + c.input);
         for (const auto& f : kFiles) {
             if (c.blocked) {
                 ASSERT_EQ(mkdir(dir.file(f[0]).c_str(), 0755), 0) << f[0];
             }
         }
-        std::vector<std::string> args = {"--cube", input + ".cube", "--cif", input + ".cif", "Li1+"};
+        std::vector<std::string> args = {"--cube", input + (c.span ? "landscape.cube" : ".cube"), "--cif",
+                                         input + (c.span ? "structure.cif" : ".cif"), c.ion};
         args.insert(args.end(), c.args.begin(), c.args.end());
         RunResult r = dir.run(args);
         EXPECT_EQ(r.status, c.status);
@@ -75,5 +97,15 @@ TEST(RunPaths, OutputsOfThePathStagesMatchTheKeptCopies) {
             }
         }
         for (const auto& o : outputs) EXPECT_EQ(o.second, zemu_test::slurp(stem + o.first)) << o.first;
+        // Six-decimal values (reference and printed), each within half a unit of
+        // the last place; 2e-6 leaves room for the binary representation.
+        const std::string json = c.span ? zemu_test::slurp(input + "reference.json") : "";
+        for (int dim = 1; c.span && dim <= 3; dim++) {
+            const std::string key = std::to_string(dim) + "D activation energy: ";
+            const size_t at = r.out.find(key);
+            const double ref = reference_value(json, "E_" + std::to_string(dim) + "D", c.span);
+            ASSERT_TRUE(at != std::string::npos && ref > 0.0) << dim;
+            EXPECT_NEAR(atof(r.out.c_str() + at + key.size()), ref, 2e-6) << dim << "D";
+        }
     }
 }
