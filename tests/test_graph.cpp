@@ -1,9 +1,12 @@
-// Binary heap orders, graph bookkeeping and Dijkstra tie rules.
+// Binary heap orders, graph bookkeeping, Dijkstra tie rules and Euler walks:
+// pairing of odd vertices, end-point choice, splicing and guards.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -24,6 +27,39 @@ std::vector<int> extract_all(std::vector<double> keys, std::vector<int> ids, cha
     while (n > 0) order.push_back(heap_extract(keys.data(), ids.data(), &n, mode));
     return order;
 }
+
+
+struct Walk { int status; std::vector<int> labels; std::vector<double> weights; std::string err; };
+
+Walk euler(ZEMU_graph* g) {
+    Walk w;
+    int* path = nullptr;
+    double* weights = nullptr;
+    int total = -1;
+    w.err = fx::stderr_of([&] { w.status = ZEMU_build_Euler_path(g, &path, &total, &weights); });
+    if (w.status == 0 && total > 0) {
+        w.labels.assign(path, path + total);
+        w.weights.assign(weights, weights + total - 1);
+    }
+    free(path);
+    free(weights);
+    return w;
+}
+
+std::vector<std::vector<int>> combinations(ZEMU_graph* g, std::vector<int> excl = {}) {
+    int** list = nullptr;
+    int no = -1, pair = -1;
+    EXPECT_EQ(ZEMU_handshake_odd_vertices_combinations(g, &list, &no, &pair, excl.data(), (int)excl.size()), 0);
+    std::vector<std::vector<int>> out;
+    for (int c = 0; c < no; ++c) {
+        out.emplace_back(list[c], list[c] + 2 * pair);
+        free(list[c]);
+    }
+    free(list);
+    return out;
+}
+
+const std::vector<Edge> kStar = {{0, 1, 1.0}, {0, 2, 1.0}, {0, 3, 1.0}};
 
 }  // namespace
 
@@ -144,4 +180,117 @@ TEST(ShortestPath, DistanceOnlyModeMissingEndsAndLargeGraphs) {
         free(path);
         path = nullptr;
     }
+}
+
+TEST(EulerPairing, OddVerticesGiveEveryPerfectMatchingOnceInFixedOrder) {
+    Graph star(kStar);
+    EXPECT_EQ(combinations(&star.g), (std::vector<std::vector<int>>{{0, 1, 2, 3}, {0, 2, 1, 3}, {0, 3, 1, 2}}));
+    EXPECT_EQ(combinations(&star.g, {0, 3}), (std::vector<std::vector<int>>{{1, 2}}));
+    EXPECT_TRUE(combinations(&star.g, {0, 1, 2, 3}).empty());
+
+    // an odd number of eligible vertices is rejected
+    int** list = nullptr;
+    int no = 0, pair = 0, excl[1] = {0};
+    EXPECT_EQ(fx::stderr_of([&] {
+                  EXPECT_EQ(ZEMU_handshake_odd_vertices_combinations(&star.g, &list, &no, &pair, excl, 1), 1);
+              }),
+              "Error: Invalid graph input to ZEMU_handshake_odd_vertices()\n");
+
+    // Six odd vertices: the 15 perfect matchings, each once.
+    Graph g({{1, 2, 1.0}, {3, 4, 1.0}, {5, 6, 1.0}});
+    std::vector<std::vector<int>> combos = combinations(&g.g);
+    ASSERT_EQ(combos.size(), 15u);
+    EXPECT_EQ(combos[5], (std::vector<int>{0, 1, 2, 4, 3, 5}));  // the second alternative of the first line
+    std::set<std::set<std::pair<int, int>>> distinct;
+    for (const auto& c : combos) {
+        std::set<std::pair<int, int>> pairs;
+        for (size_t k = 0; k < c.size(); k += 2) pairs.insert({std::min(c[k], c[k + 1]), std::max(c[k], c[k + 1])});
+        EXPECT_EQ(pairs.size(), 3u);
+        distinct.insert(pairs);
+    }
+    EXPECT_EQ(distinct.size(), 15u);
+}
+
+TEST(EulerPairing, CheapestPairingIsDuplicatedAlongItsShortestPaths) {
+    // degrees not checked when empty
+    struct Case { const char* what; std::vector<Edge> edges; std::vector<int> excl; std::vector<Edge> appended;
+                  std::vector<std::pair<int, int>> degrees; } cases[] = {
+        // all four vertices odd: (1,2)(3,4) costs 2 while (1,3)(2,4) and (1,4)(2,3) cost 8
+        {"cheapest pairing", {{1, 2, 1.0}, {2, 3, 5.0}, {3, 2, 3.0}, {3, 4, 1.0}}, {},
+         {{1, 2, 1.0}, {3, 4, 1.0}}, {{1, 2}, {2, 4}, {3, 4}, {4, 2}}},
+        // odd 1 and 3; the route 1-2-3 takes the lighter of the parallel edges between 1 and 2
+        {"lightest parallel edge", {{1, 2, 4.0}, {2, 1, 2.5}, {2, 3, 1.0}, {3, 4, 1.0}, {4, 2, 1.0}, {1, 3, 10.0}}, {99},
+         {{1, 2, 2.5}, {2, 3, 1.0}}, {}},
+        // excluded odd vertices 1 and 4 stay odd: only 2 and 5 are paired
+        {"excluded vertices", {{1, 2, 1.0}, {2, 3, 1.0}, {3, 4, 1.0}, {2, 5, 1.0}}, {1, 4},
+         {{2, 5, 1.0}}, {{1, 1}, {2, 4}, {3, 2}, {4, 1}, {5, 2}}},
+    };
+    for (Case& cs : cases) {
+        SCOPED_TRACE(cs.what);
+        Graph g(cs.edges);
+        ASSERT_EQ(ZEMU_handshake_odd_vertices(&g.g, cs.excl.empty() ? nullptr : cs.excl.data(), (int)cs.excl.size()), 0);
+        ASSERT_EQ(g.g.total_edge, (int)(cs.edges.size() + cs.appended.size()));
+        for (size_t n = 0; n < cs.appended.size(); n++) {
+            const ZEMU_graph_edge& e = g.g.edge[cs.edges.size() + n];
+            EXPECT_EQ(std::make_tuple(e.a, e.b, e.w), cs.appended[n]);
+        }
+        if (!cs.degrees.empty()) { EXPECT_EQ(g.degrees(), cs.degrees); }
+    }
+}
+
+TEST(EulerWalk, ClosesOrRunsEndToEndAndSplicesSubWalksAfterTheFirstBranchOccurrence) {
+    struct Case { const char* what; std::vector<Edge> edges; std::vector<int> labels; std::vector<double> weights; }
+    cases[] = {
+        {"triangle", {{1, 2, 1.0}, {2, 3, 1.0}, {3, 1, 1.0}}, {1, 2, 3, 1}, {1, 1, 1}},
+        {"path", {{1, 2, 1.0}, {2, 3, 2.0}}, {1, 2, 3}, {1, 2}},
+        {"star: ends on two leaves, duplicates the third spoke", kStar, {1, 0, 3, 0, 2}, {1, 1, 1, 1}},
+        {"single vertex with a loop", {{4, 4, 0.5}}, {4, 4}, {0.5}},
+        {"bowtie", {{1, 2, 1}, {2, 3, 2}, {3, 1, 3}, {3, 4, 4}, {4, 5, 5}, {5, 3, 6}}, {1, 2, 3, 4, 5, 3, 1},
+         {1, 2, 4, 5, 6, 3}},
+    };
+    for (const Case& cs : cases) {
+        SCOPED_TRACE(cs.what);
+        Graph g(cs.edges);
+        Walk w = euler(&g.g);
+        ASSERT_EQ(w.status, 0);
+        EXPECT_EQ(w.err, "");
+        EXPECT_EQ(w.labels, cs.labels);
+        EXPECT_EQ(w.weights, cs.weights);
+        EXPECT_EQ(g.g.total_edge, (int)cs.edges.size());  // the caller's graph is untouched
+        EXPECT_EQ(g.degrees(), Graph(cs.edges).degrees());
+    }
+    Graph empty({});
+    EXPECT_TRUE(euler(&empty.g).labels.empty());
+}
+
+TEST(EulerGuard, DisconnectedGraphsAreRefusedAndManyOddVerticesArePairedGreedily) {
+    Graph apart({{1, 2, 1.0}, {2, 3, 1.0}, {3, 1, 1.0}, {7, 8, 1.0}});
+    Walk w = euler(&apart.g);
+    EXPECT_EQ(w.status, 1);
+    EXPECT_EQ(w.err, "Error: Graph is not connected in ZEMU_build_Euler_path()\n");
+
+    // Centre degree 7 and seven leaves: eight odd vertices still pair exactly.
+    // Two leaves as end points leave five duplicates (centre-leaf plus two leaf
+    // pairs), the centre and a leaf six; the first cheapest pair (1,2) wins, and
+    // the first of the equally cheap pairings of 0,3..7, (0,3)(4,5)(6,7), is duplicated.
+    std::vector<Edge> edges;
+    for (int leaf = 1; leaf <= 7; ++leaf) edges.push_back(Edge{0, leaf, 1.0});
+    Graph seven(edges);
+    w = euler(&seven.g);
+    EXPECT_EQ(w.err, "");
+    EXPECT_EQ(w.labels, (std::vector<int>{1, 0, 7, 0, 6, 0, 5, 0, 4, 0, 3, 0, 2}));
+
+    // Ten leaves of weight 1..10: start at leaf 1, end at the farthest leaf 10, the
+    // others paired with their nearest unpaired neighbour: (2,3), (4,5), (6,7), (8,9).
+    std::vector<double> weights = {1};
+    for (int leaf = 8; leaf <= 10; ++leaf) edges.push_back(Edge{0, leaf, 1.0});
+    for (int leaf = 1; leaf <= 10; ++leaf) std::get<2>(edges[leaf - 1]) = leaf;
+    for (int leaf = 2; leaf <= 10; ++leaf) weights.insert(weights.end(), {(double)leaf, (double)leaf});
+    weights.pop_back();
+    Graph ten(edges);
+    w = euler(&ten.g);
+    EXPECT_EQ(w.status, 0);
+    EXPECT_EQ(w.err, "Warning: Too many odd vertices for exact pairing in ZEMU_build_Euler_path(); pairing greedily\n");
+    EXPECT_EQ(w.labels, (std::vector<int>{1, 0, 2, 0, 3, 0, 4, 0, 5, 0, 6, 0, 7, 0, 8, 0, 9, 0, 10}));
+    EXPECT_EQ(w.weights, weights);
 }

@@ -1,5 +1,5 @@
-// Percolation analysis: lattice vectors between images, dimensions and the
-// clusters of hand-made path libraries.
+// Percolation analysis: the clusters of hand-made path libraries, with their
+// dimensions, ribbons, multiplicities and lattice vectors.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ZEMU-path.h"
+#include "ZEMU-kernel.h"
 #include "ZEMU-network.h"
 #include "fixtures.h"
 
@@ -34,100 +34,46 @@ struct Row { int start, end, type; double e; int dx, dy, dz; };
 
 // A cubic cell of n steps per axis (1 Angstrom each), minima placed by hand
 // and a path library whose allpaths join chosen minima images.
-struct Network {
-    ZEMU_cube cube;
-    ZEMU_pathlib lib;
+struct Network : fx::Field {
+    zemu_kernel::ScopedPathlib library;
+    ZEMU_pathlib& lib = *library.get();
 
-    explicit Network(int n = 10) {
-        ZEMU_init_cube(&cube);
-        cube.a_grid = cube.b_grid = cube.c_grid = n;
-        cube.a_x = cube.b_y = cube.c_z = 1.0;
-        ZEMU_calc_cell_parameter(&cube);
-        ZEMU_init_pathlib(&lib);
-    }
-    ~Network() {
-        ZEMU_free_pathlib(&lib);
-        ZEMU_free_cube(&cube);
-    }
-    int minimum(int x, int y, int z, int type, double e = 0.0) {
-        EXPECT_EQ(0, ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, type));
-        return cube.total_minima - 1;
-    }
-    // Distinct path of the given saddle type between two minima.
-    void path(int start, int end, int saddle_type, double saddle_energy) {
-        ZEMU_path p;
-        ZEMU_init_path(&p);
-        p.start = start, p.end = end, p.saddle_type = saddle_type, p.saddle_energy = saddle_energy;
-        p.start_type = cube.minima[start].type, p.end_type = cube.minima[end].type;
-        p.start_energy = cube.minima[start].e, p.end_energy = cube.minima[end].e;
-        lib.path = static_cast<ZEMU_path*>(realloc(lib.path, sizeof(ZEMU_path) * (lib.total_path + 1)));
-        lib.path[lib.total_path++] = p;
-    }
-    // Hop from `start` in the home cell to the image of `end` in cell (dx, dy, dz).
-    void hop(int start, int end, int saddle_type, double saddle_energy, int dx, int dy, int dz) {
-        ZEMU_allpath ap;
-        ZEMU_assign_allpath(&ap, start, end, lib.total_allpath, cube.minima[start].type, cube.minima[end].type,
-                            saddle_type, 1.0, 0, 0, 0, dx, dy, dz, cube.minima[start].e, cube.minima[end].e,
-                            saddle_energy);
-        lib.allpath = static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (lib.total_allpath + 1)));
-        lib.allpath[lib.total_allpath++] = ap;
-    }
-    // The minima and hops given; each saddle type gets one path at its first hop.
-    void build(const std::vector<Min>& minima, const std::vector<Row>& hops) {
-        for (const Min& m : minima) minimum(m.x, m.y, m.z, m.type, m.e);
-        std::vector<int> pathed;
+    Network(const std::vector<Min>& minima, const std::vector<Row>& hops) : fx::Field(10, 10, 10) {
+        for (const Min& m : minima) EXPECT_EQ(0, ZEMU_add_cube_minima_point(&cube, m.x, m.y, m.z, m.x, m.y, m.z, m.e, m.type));
+        std::vector<int> pathed;  // each saddle type gets one path at its first hop
         for (const Row& h : hops) {
-            if (std::find(pathed.begin(), pathed.end(), h.type) == pathed.end()) path(h.start, h.end, h.type, h.e);
+            const ZEMU_minima &s = cube.minima[h.start], &e = cube.minima[h.end];
+            if (std::find(pathed.begin(), pathed.end(), h.type) == pathed.end()) {
+                lib.path = static_cast<ZEMU_path*>(realloc(lib.path, sizeof(ZEMU_path) * (lib.total_path + 1)));
+                ZEMU_path& p = lib.path[lib.total_path++];
+                ZEMU_init_path(&p);
+                p.start = h.start, p.end = h.end, p.saddle_type = h.type, p.saddle_energy = h.e;
+                p.start_type = s.type, p.end_type = e.type, p.start_energy = s.e, p.end_energy = e.e;
+            }
             pathed.push_back(h.type);
-            hop(h.start, h.end, h.type, h.e, h.dx, h.dy, h.dz);
+            lib.allpath = static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (lib.total_allpath + 1)));
+            ZEMU_assign_allpath(&lib.allpath[lib.total_allpath], h.start, h.end, lib.total_allpath, s.type, e.type, h.type,
+                                1.0, 0, 0, 0, h.dx, h.dy, h.dz, s.e, e.e, h.e);
+            lib.total_allpath++;
         }
     }
 };
 
 // Owns the clusters of one analysis.
-struct Clusters {
-    ZEMU_cluster_list list{0, nullptr};
-    ~Clusters() { ZEMU_free_path_clust(&list); }
-    ZEMU_cluster& operator[](int c) { return list.clust[c]; }
+struct Clusters : zemu_kernel::ScopedClusters {
+    ZEMU_cluster& operator[](int c) { return get()->clust[c]; }
 };
 
-
-TEST(LatticeVectors, NewWholeCellDifferencesUpToSignAndTheFirstNonParallelPairAndNonCoplanarTriple) {
-    Network net;
-    std::vector<V> sites = {{0, 0, 0}, {10, 0, 0}, {5, 0, 0}, {20, 0, 0}, {3, 4, 5}, {3, -6, 5}};
-    int n = 1;
-    V* vec = static_cast<V*>(malloc(sizeof(V)));
-    vec[0] = V{10, 0, 0};  // a vector already in the list, or its negative, is not repeated
-    ASSERT_EQ(0, ZEMU_generate_path_vectors(&net.cube, static_cast<int>(sites.size()), sites.data(), &n, &vec));
-    // Pairs in order: (0,1) -> (-10,0,0), known; (0,3) -> (-20,0,0); (1,3) repeats (-10,0,0); (4,5) -> (0,10,0).
-    EXPECT_EQ(vecs(vec, n), "[10,0,0] [-20,0,0] [0,10,0]");
-    free(vec);
-
-    const struct { std::vector<V> list; int dim; std::string span; } cases[] = {
-        // Parallel vectors of different length stay one-dimensional with the last vector.
-        {{{10, 0, 0}, {0, 0, 0}, {-20, 0, 0}}, 1, "[-20,0,0] [0,0,0]"},
-        {{{0, 0, 0}}, 0, ""},
-        {{{10, 0, 0}, {20, 0, 0}, {0, 10, 0}, {10, 10, 0}}, 2, "[10,0,0] [0,10,0] [0,0,0]"},
-        {{{10, 0, 0}, {0, 10, 0}, {10, 10, 0}, {0, 0, -20}, {0, 0, 10}}, 3, "[10,0,0] [0,10,0] [0,0,-20]"},
-    };
-    for (auto c : cases) {
-        int dim = -1;
-        V span[3] = {};
-        ZEMU_generate_path_dimension(&net.cube, static_cast<int>(c.list.size()), c.list.data(), &dim, span);
-        EXPECT_EQ(c.dim, dim);
-        EXPECT_EQ(vecs(span, static_cast<int>(std::count(c.span.begin(), c.span.end(), '['))), c.span);
-    }
-}
 
 // Each cluster as "dimension ribbon multiplicity top-path [paths] vectors minimum-maximum".
 std::string clusters_of(Network& net, double energy = -1.0) {
     Clusters c;
-    int failed = energy < 0 ? ZEMU_analyze_network(&net.cube, &net.lib, &c.list)
-                            : ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &c.list, energy);
+    int failed = energy < 0 ? ZEMU_analyze_network(&net.cube, &net.lib, c.get())
+                            : ZEMU_analyze_network_at_energy(&net.cube, &net.lib, c.get(), energy);
     if (failed) return "failed";
     std::string text;
     char head[128];
-    for (int k = 0; k < c.list.total; k++) {
+    for (int k = 0; k < c->total; k++) {
         snprintf(head, sizeof head, "%s%dD r%d x%d top %d [", k ? " | " : "", c[k].dimension, c[k].ribbon, c[k].mul,
                  c[k].ID);
         text += head;
@@ -167,8 +113,7 @@ TEST(NetworkClusters, DimensionRibbonsMultiplicityAndVectorsOfHandMadeNetworks) 
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        Network net;
-        net.build(c.minima, c.hops);
+        Network net(c.minima, c.hops);
         EXPECT_EQ(clusters_of(net), c.clusters);
         // Below the link the two chains are clusters of their own, without ribbon.
         if (std::string(c.what) == "linked chains") {
@@ -179,21 +124,20 @@ TEST(NetworkClusters, DimensionRibbonsMultiplicityAndVectorsOfHandMadeNetworks) 
 }
 
 TEST(NetworkAtEnergy, OnlyLeadingAllpathsWithinToleranceTakePartAndUnknownMinimaAreRefused) {
-    Network net;
-    net.build({{0, 0, 0, 1, 0.0}}, {{0, 0, 1, 0.3, 1, 0, 0}, {0, 0, 2, 0.5, 0, 1, 0}});
+    Network net({{0, 0, 0, 1, 0.0}}, {{0, 0, 1, 0.3, 1, 0, 0}, {0, 0, 2, 0.5, 0, 1, 0}});
     Clusters none;
-    none.list.total = 7;  // untouched when no allpath qualifies
-    EXPECT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &none.list, 0.29));
-    EXPECT_EQ(7, none.list.total);
-    none.list.total = 0;
+    none->total = 7;  // untouched when no allpath qualifies
+    EXPECT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, none.get(), 0.29));
+    EXPECT_EQ(7, none->total);
+    none->total = 0;
     Clusters low;
-    ASSERT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &low.list, 0.5 - 1e-11));
-    ASSERT_EQ(1, low.list.total);
+    ASSERT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, low.get(), 0.5 - 1e-11));
+    ASSERT_EQ(1, low->total);
     EXPECT_EQ(2, low[0].dimension);
 
     net.lib.allpath[0].end = 7;
     Clusters bad;
-    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(1, ZEMU_analyze_network(&net.cube, &net.lib, &bad.list)); }),
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(1, ZEMU_analyze_network(&net.cube, &net.lib, bad.get())); }),
               "Error: Invalid input to ZEMU_analyze_network()\n");
 }
 

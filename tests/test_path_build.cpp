@@ -1,21 +1,19 @@
 // Path construction: distinct paths per saddle type, their copies over the
-// grid, redundancy filtering and the single-hop connection test.
+// grid, redundancy filtering and the single-hop connection test; the path
+// library's records, edits, sorting and copies, and distances between grid
+// locations.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <random>
-#include <string>
 #include <tuple>
 #include <vector>
 
-#include "ZEMU.h"
-#include "fixtures.h"
 #include "ZEMU-kernel.h"
-#include "ZEMU-path.h"
+#include "fixtures.h"
 
 namespace {
 
@@ -127,6 +125,59 @@ int reference_filter(ZEMU_cube* cube, ZEMU_pathlib* lib) {
     });
 }
 
+ZEMU_allpath make_allpath(int start, int end, int saddle, int start_type, int end_type, int saddle_type,
+                          int sx = 0, int sy = 0, int sz = 0, int ex = 0, int ey = 0, int ez = 0) {
+    ZEMU_allpath ap;
+    ZEMU_assign_allpath(&ap, start, end, saddle, start_type, end_type, saddle_type, 2.5, sx, sy, sz, ex, ey, ez,
+                        0.1, 0.2, 0.7);
+    return ap;
+}
+
+ZEMU_path make_path(int start, int end, int start_type, int end_type, int saddle_type, double saddle_energy,
+                    double length = 0.0) {
+    ZEMU_path p;
+    ZEMU_init_path(&p);
+    p.start = start, p.end = end, p.saddle_energy = saddle_energy, p.length = length;
+    p.start_type = start_type, p.end_type = end_type, p.saddle_type = saddle_type;
+    return p;
+}
+
+// Library owning arrays built from the given records.
+struct Library {
+    ZEMU_pathlib lib;
+    Library(const std::vector<ZEMU_path>& paths, const std::vector<ZEMU_allpath>& allpaths) {
+        ZEMU_init_pathlib(&lib);
+        for (const ZEMU_allpath& ap : allpaths) ZEMU_insert_pathlib_allpath(&lib, ap);
+        ZEMU_reverse_pathlib_allpath(&lib);  // inserted at the front: restore the given order
+        lib.total_path = static_cast<int>(paths.size());
+        lib.path = static_cast<ZEMU_path*>(malloc(sizeof(ZEMU_path) * (paths.size() + 1)));
+        std::copy(paths.begin(), paths.end(), lib.path);
+    }
+    ~Library() { ZEMU_free_pathlib(&lib); }
+    // The saddles of the copies and the start minima of the paths, as identities.
+    std::vector<int> allpath_saddles() const { return field(lib.allpath, lib.total_allpath, &ZEMU_allpath::saddle); }
+    std::vector<int> path_starts() const { return field(lib.path, lib.total_path, &ZEMU_path::start); }
+    template <class T>
+    static std::vector<int> field(const T* items, int n, int T::*member) {
+        std::vector<int> out;
+        for (int i = 0; i < n; i++) out.push_back(items[i].*member);
+        return out;
+    }
+};
+
+// Cell from voxel vectors (Angstrom per grid step) and counts; no energies needed.
+ZEMU_cube make_cell(int na, int nb, int nc, double ax, double bx, double by, double cz) {
+    ZEMU_cube cube;
+    memset(&cube, 0, sizeof(cube));
+    ZEMU_init_cube(&cube);
+    cube.a_grid = na, cube.b_grid = nb, cube.c_grid = nc;
+    cube.a_x = ax, cube.b_x = bx, cube.b_y = by, cube.c_z = cz;
+    ZEMU_calc_cell_parameter(&cube);
+    return cube;
+}
+
+ZEMU_cubeloc loc(int x, int y, int z) { return ZEMU_cubeloc{x, y, z}; }
+
 // A library with the given records, owning malloc'ed copies of them.
 void fill_library(ZEMU_pathlib* lib, const std::vector<ZEMU_path>& paths, const std::vector<ZEMU_allpath>& copies) {
     ZEMU_free_pathlib(lib);
@@ -136,14 +187,6 @@ void fill_library(ZEMU_pathlib* lib, const std::vector<ZEMU_path>& paths, const 
     lib->total_allpath = static_cast<int>(copies.size());
     lib->allpath = static_cast<ZEMU_allpath*>(malloc(sizeof(ZEMU_allpath) * (copies.size() + 1)));
     if (!copies.empty()) memcpy(lib->allpath, copies.data(), sizeof(ZEMU_allpath) * copies.size());
-}
-
-ZEMU_path path_of_types(int start_type, int end_type, int saddle_type, double saddle_energy, double length) {
-    ZEMU_path p;
-    ZEMU_init_path(&p);
-    p.start_type = start_type, p.end_type = end_type, p.saddle_type = saddle_type;
-    p.saddle_energy = saddle_energy, p.length = length;
-    return p;
 }
 
 // Hand-made library around one saddle point: minima A (4,8,8), B (8,4,8) and
@@ -163,7 +206,7 @@ void shared_saddle_library(Landscape& g, const std::vector<std::tuple<char, char
     for (const auto& hop : hops) {
         int s = index(std::get<0>(hop)), e = index(std::get<1>(hop));
         const double length = std::get<2>(hop);
-        paths.push_back(path_of_types(g.cube.minima[s].type, g.cube.minima[e].type, 1, 1.0, length));
+        paths.push_back(make_path(0, 0, g.cube.minima[s].type, g.cube.minima[e].type, 1, 1.0, length));
         ZEMU_allpath ap;
         ZEMU_assign_allpath(&ap, s, e, 0, g.cube.minima[s].type, g.cube.minima[e].type, 1, length, 0, 0, 0, 0, 0, 0,
                             g.cube.minima[s].e, g.cube.minima[e].e, 1.0);
@@ -181,14 +224,10 @@ TEST(PathBuild, SecondMinimumAtNinetyDegreesOrMoreAndWithinThreeAndAHalfAngstrom
     // steps of 0.875 A (3.5 A exactly) or five (beyond reach). A minimum at 45
     // degrees from the nearest is passed over. The saddle record is moved off its
     // grid point: the energy is read from the grid.
-    struct Case {
-        double step;
-        int x, y;
-        bool at45, joined;
-    } cases[] = {{1.0, 5, 8, true, true}, {1.0, 8, 11, false, true}, {0.875, 4, 8, false, true},
-                 {0.875, 3, 8, false, false}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.step << " A steps, second minimum " << c.x << "," << c.y);
+    const struct { double step; int x, y; bool at45, joined; } cases[] = {
+        {1.0, 5, 8, true, true}, {1.0, 8, 11, false, true}, {0.875, 4, 8, false, true}, {0.875, 3, 8, false, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
         Landscape g(16, 16, 16, c.step);
         g.saddle(8, 8, 8, 1.0);
         g.joined(8, 8, 8, 10, 8, 8, 0.0);
@@ -205,10 +244,8 @@ TEST(PathBuild, SecondMinimumAtNinetyDegreesOrMoreAndWithinThreeAndAHalfAngstrom
         EXPECT_DOUBLE_EQ(g.lib.allpath[0].saddle_energy, 1.0);
     }
     Landscape none(8, 8, 8);  // no saddle types: no paths
-    none.minimum(1, 1, 1, 0.0);
     none.group();
-    EXPECT_EQ(none.build_all(), 0);
-    EXPECT_EQ(none.lib.total_path + none.lib.total_allpath, 0);
+    EXPECT_EQ(none.build_all() + none.lib.total_path + none.lib.total_allpath, 0);
 }
 
 TEST(PathBuild, MinimumBehindARidgeIsPassedOverForTheNextOne) {
@@ -252,7 +289,7 @@ TEST(PathBuild, CopyCandidatesWithinAThousandthOfAnAngstromAllCount) {
     // 0.0008 A off the representative's distances is a tie and every pairing is
     // a copy; 0.0012 A off leaves only the representative's own minima.
     for (double b_step : {1.0004, 1.0006}) {
-        SCOPED_TRACE(testing::Message() << "b step " << b_step);
+        SCOPED_TRACE(b_step);
         Landscape g;
         g.cube.b_y = b_step;
         ZEMU_calc_cell_parameter(&g.cube);
@@ -263,22 +300,17 @@ TEST(PathBuild, CopyCandidatesWithinAThousandthOfAnAngstromAllCount) {
         g.joined(8, 8, 8, 6, 8, 8, 0.1);
         g.minimum(8, 6, 8, 0.1);
         g.group();
-        ASSERT_EQ(g.cube.total_minima_type, 2);
         ASSERT_EQ(g.build_all(), 0);
-        ASSERT_EQ(g.lib.total_path, 1);
-        EXPECT_EQ(g.lib.total_allpath, b_step < 1.0005 ? 4 : 1);
+        EXPECT_EQ(g.lib.total_path * 10 + g.lib.total_allpath, b_step < 1.0005 ? 14 : 11);
     }
 }
 
 // The shorter of two paths sharing a saddle stays, the first on a tie; paths
 // of the same or reversed minimum types both stay.
 TEST(PathFilter, PathsSharingASaddleKeepTheShorterOrOnATieTheFirst) {
-    struct Case {
-        std::vector<std::tuple<char, char, double>> hops;
-        int kept;       // paths (and copies) left
-        char kept_end;  // end minimum of the one left
-        double kept_length;
-    } cases[] = {{{{'A', 'B', 2.0}, {'A', 'C', 3.0}}, 1, 'B', 2.0},
+    // Paths (and copies) left, end minimum and length of the one left.
+    struct Case { std::vector<std::tuple<char, char, double>> hops; int kept; char kept_end; double kept_length; };
+    const Case cases[] = {{{{'A', 'B', 2.0}, {'A', 'C', 3.0}}, 1, 'B', 2.0},
                  {{{'A', 'B', 3.0}, {'A', 'C', 2.0}}, 1, 'C', 2.0},
                  {{{'A', 'B', 2.0}, {'A', 'C', 2.0}}, 1, 'B', 2.0},
                  {{{'A', 'B', 2.0}, {'B', 'A', 3.0}}, 2, 0, 0.0}};
@@ -287,8 +319,7 @@ TEST(PathFilter, PathsSharingASaddleKeepTheShorterOrOnATieTheFirst) {
         Landscape g;
         shared_saddle_library(g, c.hops);
         ASSERT_EQ(g.filter(), 0);
-        ASSERT_EQ(g.lib.total_path, c.kept);
-        ASSERT_EQ(g.lib.total_allpath, c.kept);
+        ASSERT_EQ(g.lib.total_path + g.lib.total_allpath, 2 * c.kept);
         if (c.kept != 1) continue;
         int end = c.kept_end == 'B' ? g.minimum_at(8, 4, 8) : g.minimum_at(8, 12, 8);
         EXPECT_EQ(g.lib.path[0].end_type, g.cube.minima[end].type);
@@ -299,7 +330,7 @@ TEST(PathFilter, PathsSharingASaddleKeepTheShorterOrOnATieTheFirst) {
 TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
     std::mt19937 rng(12345);
     for (int round = 0; round < 60; round++) {
-        SCOPED_TRACE(testing::Message() << "round " << round);
+        SCOPED_TRACE(round);
         Landscape g(6, 6, 6);
         const int minima = 5, saddles = 6;
         for (int m = 0; m < minima; m++) g.minimum(m, (m * 2) % 6, (m * 3) % 6, 0.1 * m);
@@ -322,7 +353,7 @@ TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
                 return p.start_type == ts && p.end_type == te && p.saddle_type == st;
             });
             if (known != paths.end()) energy = known->saddle_energy, length = known->length;
-            if (known == paths.end()) paths.push_back(path_of_types(ts, te, st, energy, length));
+            if (known == paths.end()) paths.push_back(make_path(0, 0, ts, te, st, energy, length));
             ZEMU_allpath ap;
             ZEMU_assign_allpath(&ap, s, e, sd, ts, te, st, length, 0, 0, 0, pick_cross(), pick_cross(), pick_cross(), 0.0,
                                 0.0, energy);
@@ -334,8 +365,8 @@ TEST(PathFilter, MatchesThePlainPairScanOnRandomLibraries) {
         fill_library(&g.lib, paths, copies);
         ASSERT_EQ(reference_filter(&g.cube, &expected), 0);
         ASSERT_EQ(g.filter(), 0);
-        ASSERT_EQ(g.lib.total_path, expected.total_path);
-        ASSERT_EQ(g.lib.total_allpath, expected.total_allpath);
+        ASSERT_EQ(std::make_pair(g.lib.total_path, g.lib.total_allpath),
+                  std::make_pair(expected.total_path, expected.total_allpath));
         EXPECT_EQ(memcmp(g.lib.path, expected.path, sizeof(ZEMU_path) * expected.total_path), 0);
         EXPECT_EQ(memcmp(g.lib.allpath, expected.allpath, sizeof(ZEMU_allpath) * expected.total_allpath), 0);
         ZEMU_free_pathlib(&expected);
@@ -370,4 +401,128 @@ TEST(PathDirect, OneAllpathJoinsItsImagesInBothDirectionsAndOnlyMinimaCanBeAsked
     g.cube.minima[1].e = 1.5;  // copies need both minima not above the saddle
     ASSERT_EQ(g.build_copies(), 0);
     EXPECT_EQ(g.lib.total_allpath, 0);
+}
+
+// Mode 135 decides on minima and crossings alone, 5 on the saddle, 6 on the
+// crossings; modes 1 and 2 compare the direction only; others print and fail.
+TEST(PathEquality, EachModeComparesItsOwnFieldsAndPathsMatchReversed) {
+    ZEMU_allpath a = make_allpath(1, 2, 10, 1, 1, 1, 0, 0, 0, 1, 0, 0);
+    ZEMU_allpath other_saddle = make_allpath(1, 2, 11, 1, 1, 2, 0, 0, 0, 1, 0, 0);
+    ZEMU_allpath other_cross = make_allpath(1, 2, 10, 1, 1, 1, 0, 0, 0, 0, 1, 0);
+    ZEMU_allpath plain = make_allpath(1, 2, 10, 1, 1, 1), reversed = make_allpath(2, 1, 10, 1, 1, 1);
+    struct {
+        ZEMU_allpath *x, *y;
+        int mode, equal;
+    } cases[] = {{&a, &other_saddle, 135, 1}, {&a, &other_saddle, 13, 1}, {&a, &other_cross, 135, 0},
+                 {&a, &other_cross, 5, 1},    {&a, &other_saddle, 5, 0},  {&a, &other_saddle, 6, 0},
+                 {&a, &other_cross, 6, 1},    {&a, &other_cross, 3, 0},   {&plain, &plain, 1, 1},
+                 {&plain, &reversed, 1, 0},   {&plain, &reversed, 2, 0}};
+    for (const auto& c : cases) EXPECT_EQ(ZEMU_is_allpath_equal(c.x, c.y, c.mode), c.equal) << &c - cases;
+    EXPECT_EQ(ZEMU_is_allpath_start_end_equal(&plain, &reversed), 1);
+    EXPECT_EQ(fx::stdout_of([&a] { EXPECT_EQ(ZEMU_is_allpath_equal(&a, &a, 4), 0); }),
+              "Invalid mode call 4 to ZEMU_is_allpath_equal\n");
+
+    ZEMU_path p = make_path(3, 5, 1, 2, 1, 0.5), rev = make_path(5, 3, 2, 1, 1, 0.5), other = make_path(3, 6, 1, 2, 1, 0.5);
+    EXPECT_EQ(ZEMU_is_path_start_end_equal(&p, &rev), 1);
+    EXPECT_EQ(ZEMU_is_path_start_end_equal(&p, &other), 0);
+    Library l({p}, {});
+    const int lookups[][4] = {{1, 2, 1, 1}, {2, 1, 1, 1}, {1, 2, 4, 0}, {1, 1, 1, 0}};
+    for (const auto& q : lookups) EXPECT_EQ(ZEMU_isin_pathlib(&l.lib, q[0], q[1], q[2]), q[3]);
+}
+
+TEST(PathLibrary, InsertPopAndDeleteCopiesCheckTheirIndex) {
+    Library l({}, {});
+    for (int saddle : {3, 2, 1}) ZEMU_insert_pathlib_allpath(&l.lib, make_allpath(0, 1, saddle, 1, 1, 1));
+    ASSERT_EQ(l.allpath_saddles(), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(ZEMU_pop_pathlib_allpath(&l.lib, 1).saddle, 2);
+    EXPECT_EQ(ZEMU_delete_pathlib_allpath(&l.lib, 1), 0);
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{1}));
+    EXPECT_EQ(ZEMU_pop_pathlib_allpath(&l.lib, 0).saddle, 1);
+    EXPECT_EQ(l.lib.allpath, nullptr);
+    EXPECT_EQ(fx::stderr_of([&l] {
+                  EXPECT_EQ(ZEMU_pop_pathlib_allpath(&l.lib, 0).start, -1);
+                  EXPECT_EQ(ZEMU_delete_pathlib_allpath(&l.lib, 0), 1);
+              }),
+              "Error: Invalid input to ZEMU_pop_pathlib_allpath()\n"
+              "Error: Invalid input to ZEMU_delete_pathlib_allpath()\n");
+}
+
+// Deleting a path type removes the copies of exactly its (start, end, saddle)
+// type triple; copies stored with the minimum types swapped stay and then no
+// longer find a path.
+TEST(PathLibrary, DeletePathRemovesCopiesOfItsExactTypeTriple) {
+    Library l({make_path(0, 1, 1, 2, 1, 0.5), make_path(1, 0, 2, 1, 1, 0.6), make_path(0, 0, 1, 1, 2, 0.7)},
+              {make_allpath(0, 1, 1, 1, 2, 1), make_allpath(1, 0, 2, 2, 1, 1), make_allpath(0, 1, 3, 1, 2, 1),
+               make_allpath(0, 0, 4, 1, 1, 2), make_allpath(0, 1, 5, 1, 2, 1)});
+    EXPECT_EQ(ZEMU_get_allpath_to_path_index(&l.lib, 1), 1);
+    ASSERT_EQ(ZEMU_delete_pathlib_path(&l.lib, 1), 0);  // types (2, 1, 1)
+    EXPECT_EQ(l.path_starts(), (std::vector<int>{0, 0}));
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{1, 3, 4, 5}));
+    ASSERT_EQ(ZEMU_delete_pathlib_path(&l.lib, 0), 0);  // types (1, 2, 1): adjacent copies go too
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{4}));
+    EXPECT_EQ(fx::stderr_of([&l] { EXPECT_EQ(ZEMU_delete_pathlib_path(&l.lib, 1), 1); }),
+              "Error: Invalid input to ZEMU_delete_pathlib_path()\n");
+
+    Library orphan({make_path(0, 1, 1, 2, 1, 0.5)}, {make_allpath(1, 0, 2, 2, 1, 1)});
+    EXPECT_EQ(fx::stderr_of([&orphan] { EXPECT_EQ(ZEMU_get_allpath_to_path_index(&orphan.lib, 0), -1); }),
+              "Error: Invalid output from ZEMU_get_allpath_to_path_index()\n");
+}
+
+TEST(PathLibrary, SortIsAscendingAndStableAndCopiesTakeRecordsButNotFlagOrEnergies) {
+    Library l({make_path(0, 0, 1, 1, 1, 0.9), make_path(1, 0, 1, 1, 2, 0.3), make_path(2, 0, 1, 1, 3, 0.9),
+               make_path(3, 0, 1, 1, 4, 0.3), make_path(4, 0, 1, 1, 5, 0.1)},
+              {make_allpath(0, 1, 7, 1, 1, 1), make_allpath(0, 1, 8, 1, 1, 2)});
+    ASSERT_EQ(ZEMU_bubblesort_pathlib(&l.lib), 0);
+    EXPECT_EQ(l.path_starts(), (std::vector<int>{4, 1, 3, 0, 2}));
+    EXPECT_EQ(l.allpath_saddles(), (std::vector<int>{7, 8}));  // copies keep their order
+
+    l.lib.pathlib = 1;
+    l.lib.oneD = 0.25;
+    Library dst({}, {make_allpath(5, 5, 9, 1, 1, 1)});
+    ASSERT_EQ(ZEMU_copy_pathlib(&l.lib, &dst.lib), 0);
+    EXPECT_EQ(dst.path_starts(), (std::vector<int>{4, 1, 3, 0, 2}));
+    EXPECT_EQ(dst.allpath_saddles(), (std::vector<int>{7, 8}));
+    EXPECT_EQ(dst.lib.pathlib, 0);
+    EXPECT_DOUBLE_EQ(dst.lib.oneD, 999.0);
+    Library none({}, {});
+    ASSERT_EQ(ZEMU_copy_pathlib(&none.lib, &dst.lib), 0);
+    EXPECT_EQ(dst.lib.total_path + dst.lib.total_allpath, 0);
+}
+
+TEST(PathRecords, ListsGrowAndClustersCopyDeep) {
+    ZEMU_allpath_list ap;
+    ZEMU_init_allpath_list(&ap, 1);
+    for (int i = 0; i < 50; i++) ZEMU_append_allpath_list(&ap, make_allpath(i, i, i, 1, 1, 1));
+    EXPECT_EQ(ap.allpath[37].saddle, 37);
+    ZEMU_free_allpath_list(&ap);
+
+    ZEMU_cluster a;
+    ZEMU_init_cluster(&a);
+    int refs[2] = {4, 6};
+    a.total_path = 2;
+    a.path = refs;
+    ZEMU_cluster_list list{1, nullptr};
+    ASSERT_EQ(ZEMU_alloc_path_clust(&list), 0);
+    ASSERT_EQ(ZEMU_copy_cluster(&a, &list.clust[0]), 0);
+    refs[0] = 99;
+    EXPECT_EQ(list.clust[0].path[0], 4);
+    ZEMU_free_path_clust(&list);
+    list.total = 0;
+    EXPECT_EQ(fx::stderr_of([&list] { EXPECT_EQ(ZEMU_alloc_path_clust(&list), 1); }),
+              "Error: Invalid input to ZEMU_alloc_path_clust()\n");
+}
+
+TEST(LocDistance, UsesCellMetricWithoutWrappingAndTheCellEdgeTakesTheCFaceAgainstTheACount) {
+    // Hexagonal: a = b = 3 Angstrom at 120 degrees; a/3 + b/3 is 1 Angstrom long.
+    ZEMU_cube hex = make_cell(3, 3, 4, 1.0, -0.5, std::sqrt(3.0) / 2.0, 1.0);
+    EXPECT_NEAR(ZEMU_find_loc_distance(&hex, loc(0, 0, 0), loc(1, 1, 0)), 1.0, 1e-12);
+    EXPECT_NEAR(ZEMU_find_loc_distance(&hex, loc(0, 0, 0), loc(1, -1, 0)), std::sqrt(3.0), 1e-12);
+
+    // Nearest faces: a at 5, b at 4, c at 3 (the face at 10) - but the c face is
+    // picked by comparing 2z with the a count, so the face at 0 (7) is measured.
+    ZEMU_cube cube = make_cell(20, 10, 10, 1.0, 0.0, 1.0, 1.0);
+    double d = 0.0;
+    EXPECT_EQ(fx::stdout_of([&] { d = ZEMU_find_loc_distance_celledge(&cube, loc(25, -6, 7)); }),
+              "Finding loc distance to celledge \n999999.000 \n5.000 \n4.000 \n");
+    EXPECT_DOUBLE_EQ(d, 4.0);
 }

@@ -51,12 +51,11 @@ struct Channel : fx::Grid {
     }
     // The copy of path k through saddle point `saddle`, start image in cell 0.
     void copy(int k, int start, int end, int saddle, int end_cell = 0) {
-        ZEMU_path* p = &lib.path[k];
-        ZEMU_allpath ap;
-        ZEMU_assign_allpath(&ap, start, end, saddle, p->start_type, p->end_type, p->saddle_type, p->length, 0, 0, 0,
-                            end_cell, 0, 0, p->start_energy, p->end_energy, p->saddle_energy);
+        const ZEMU_path& p = lib.path[k];
         lib.allpath = static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (lib.total_allpath + 1)));
-        lib.allpath[lib.total_allpath++] = ap;
+        ZEMU_assign_allpath(&lib.allpath[lib.total_allpath++], start, end, saddle, p.start_type, p.end_type,
+                            p.saddle_type, p.length, 0, 0, 0, end_cell, 0, 0, p.start_energy, p.end_energy,
+                            p.saddle_energy);
     }
 };
 
@@ -149,13 +148,8 @@ struct Pathways {
 }  // namespace
 
 TEST(EulerWalkReferences, StepsNameTheLastPathMatchingTypesAndSaddleEnergyInEitherDirection) {
-    const struct {
-        const char* what;
-        bool allpath, tie;  // walk over minimum indices (else types); parallel type tied with path 1
-        Ints walk;
-        std::vector<double> weights;
-        Ints refs;
-    } cases[] = {
+    // allpath: a walk over minimum indices (else types); tie: a parallel type tied with path 1.
+    const struct { const char* what; bool allpath, tie; Ints walk; std::vector<double> weights; Ints refs; } cases[] = {
         {"forward and backward", false, false, {1, 2, 1, 2}, {0.1, 0.5, 0.1}, {1, 2, 1}},
         {"backward alone", false, false, {2, 1}, {0.1}, {-1}},
         {"unmatched steps repeat the previous, a leading one is 0", false, false, {1, 2, 1, 2}, {0.7, 0.1, 0.9},
@@ -171,9 +165,8 @@ TEST(EulerWalkReferences, StepsNameTheLastPathMatchingTypesAndSaddleEnergyInEith
         Pathways rps;
         rps.add(0, 1, {});
         int n = static_cast<int>(c.walk.size());
-        ASSERT_EQ(c.allpath ? ZEMU_append_Euler_allpath_rpall(&net.lib, &rps.all, c.walk.data(), n, c.weights.data())
-                            : ZEMU_append_Euler_path_rpall(&net.lib, &rps.all, c.walk.data(), n, c.weights.data()),
-                  0);
+        auto append = c.allpath ? ZEMU_append_Euler_allpath_rpall : ZEMU_append_Euler_path_rpall;
+        ASSERT_EQ(append(&net.lib, &rps.all, c.walk.data(), n, c.weights.data()), 0);
         EXPECT_EQ(refs_of(rps.all.rp[0]), c.refs);
     }
 }
@@ -181,12 +174,8 @@ TEST(EulerWalkReferences, StepsNameTheLastPathMatchingTypesAndSaddleEnergyInEith
 TEST(DuplicatePathways, LowerInitialDimensionThenLowerTopSaddleSurvivesAndATieKeepsTheLater) {
     TwoTypeChain net;  // path index 0 at 0.1 eV, index 1 at 0.5 eV
     struct Entry { int ID, dimension; Ints refs; };
-    const struct {
-        const char* what;
-        std::vector<Entry> pathways;
-        Ints dimensions;
-        Ints kept_refs;  // of the first survivor
-    } cases[] = {
+    // The initial dimensions left, and the references of the first survivor.
+    const struct { const char* what; std::vector<Entry> pathways; Ints dimensions, kept_refs; } cases[] = {
         {"lower dimension kept when it comes later", {{1, 3, {1, 2}}, {0, 1, {-2}}, {0, 2, {5}}}, {1, 2}, {-2}},
         {"lower dimension kept when it comes first", {{0, 1, {-2}}, {1, 3, {1, 2}}}, {1}, {-2}},
         {"lower top saddle at equal dimension", {{0, 1, {1, 2}}, {1, 1, {2}}}, {1}, {1, 2}},

@@ -20,11 +20,6 @@ namespace {
 // means the run must not write the file.
 const char* const kFiles[][2] = {{"ZEMU_events.txt", "events"}, {"ZEMU_rp.csv", "rp"}, {"ZEMU_summary.txt", "summary"}};
 
-bool have(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
-
 // The number after "key": inside the object that follows "section": in the
 // exact percolation energies of a reference file (small, flat, one writer).
 double reference_value(const std::string& json, const std::string& section, const std::string& key) {
@@ -40,15 +35,11 @@ double reference_value(const std::string& json, const std::string& section, cons
 TEST(RunPaths, OutputsOfThePathStagesMatchTheKeptCopies) {
     const std::vector<std::string> all_reports = {"--path", "--print-path", "--print-perc", "--print-act"};
     const std::vector<std::string> example_reports = {"--path", "--print-path", "--print-act"};
-    const struct {
-        const char* name;       // stem of the kept outputs
-        const char* input;      // stem of the input files, or the example
-        const char* ion;
-        std::vector<std::string> args;
-        int status;
-        bool blocked;        // directories stand in place of the output files
-        const char* span;    // reference value of the example the activation energies match
-    } cases[] = {
+    // name: stem of the kept outputs; input: stem of the input files, or the example;
+    // blocked: directories stand in place of the output files; span: the reference
+    // value of the example that the activation energies match.
+    const struct { const char* name; const char* input; const char* ion; std::vector<std::string> args; int status;
+                   bool blocked; const char* span; } cases[] = {
         {"channel", "channel", "Li1+", all_reports, 0, false, nullptr},
         {"layer_bc", "layer_bc", "Li1+", all_reports, 0, false, nullptr},
         {"three_barriers", "three_barriers", "Li1+", all_reports, 0, false, nullptr},
@@ -76,11 +67,7 @@ TEST(RunPaths, OutputsOfThePathStagesMatchTheKeptCopies) {
         WorkDir dir;
         const std::string input = c.span ? zemu_test::source_file(std::string("examples/") + c.input + "/")
                                          : zemu_test::data_file(std::string("paths/") + c.input);
-        for (const auto& f : kFiles) {
-            if (c.blocked) {
-                ASSERT_EQ(mkdir(dir.file(f[0]).c_str(), 0755), 0) << f[0];
-            }
-        }
+        for (const auto& f : kFiles) ASSERT_TRUE(!c.blocked || mkdir(dir.file(f[0]).c_str(), 0755) == 0) << f[0];
         std::vector<std::string> args = {"--cube", input + (c.span ? "landscape.cube" : ".cube"), "--cif",
                                          input + (c.span ? "structure.cif" : ".cif"), c.ion};
         args.insert(args.end(), c.args.begin(), c.args.end());
@@ -93,7 +80,8 @@ TEST(RunPaths, OutputsOfThePathStagesMatchTheKeptCopies) {
             if (dir.exists(f[0])) {
                 outputs.emplace_back(f[1], dir.read(f[0]));
             } else {
-                EXPECT_FALSE(have(stem + f[1])) << f[0] << " not written";
+                struct stat st;
+                EXPECT_NE(stat((stem + f[1]).c_str(), &st), 0) << f[0] << " not written";
             }
         }
         for (const auto& o : outputs) EXPECT_EQ(o.second, zemu_test::slurp(stem + o.first)) << o.first;
