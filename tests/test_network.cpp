@@ -14,10 +14,8 @@
 
 namespace {
 
-typedef ZEMU_path_triple_index V;
-
 // The first n vectors as "[x,y,z] [x,y,z] ...".
-std::string vecs(const V* v, int n) {
+std::string vecs(const ZEMU_path_triple_index* v, int n) {
     std::string text;
     char one[64];
     for (int i = 0; i < n; i++) {
@@ -39,7 +37,8 @@ struct Network : fx::Field {
     ZEMU_pathlib& lib = *library.get();
 
     Network(const std::vector<Min>& minima, const std::vector<Row>& hops) : fx::Field(10, 10, 10) {
-        for (const Min& m : minima) EXPECT_EQ(0, ZEMU_add_cube_minima_point(&cube, m.x, m.y, m.z, m.x, m.y, m.z, m.e, m.type));
+        for (const Min& m : minima)
+            EXPECT_EQ(0, ZEMU_add_cube_minima_point(&cube, m.x, m.y, m.z, m.x, m.y, m.z, m.e, m.type));
         std::vector<int> pathed;  // each saddle type gets one path at its first hop
         for (const Row& h : hops) {
             const ZEMU_minima &s = cube.minima[h.start], &e = cube.minima[h.end];
@@ -51,10 +50,10 @@ struct Network : fx::Field {
                 p.start_type = s.type, p.end_type = e.type, p.start_energy = s.e, p.end_energy = e.e;
             }
             pathed.push_back(h.type);
-            lib.allpath = static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (lib.total_allpath + 1)));
-            ZEMU_assign_allpath(&lib.allpath[lib.total_allpath], h.start, h.end, lib.total_allpath, s.type, e.type, h.type,
-                                1.0, 0, 0, 0, h.dx, h.dy, h.dz, s.e, e.e, h.e);
-            lib.total_allpath++;
+            const int n = lib.total_allpath++;
+            lib.allpath = static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (n + 1)));
+            ZEMU_assign_allpath(&lib.allpath[n], h.start, h.end, n, s.type, e.type, h.type, 1.0, 0, 0, 0, h.dx, h.dy,
+                                h.dz, s.e, e.e, h.e);
         }
     }
 };
@@ -63,7 +62,6 @@ struct Network : fx::Field {
 struct Clusters : zemu_kernel::ScopedClusters {
     ZEMU_cluster& operator[](int c) { return get()->clust[c]; }
 };
-
 
 // Each cluster as "dimension ribbon multiplicity top-path [paths] vectors minimum-maximum".
 std::string clusters_of(Network& net, double energy = -1.0) {
@@ -92,7 +90,8 @@ TEST(NetworkClusters, DimensionRibbonsMultiplicityAndVectorsOfHandMadeNetworks) 
         std::string clusters;
     } cases[] = {
         // One chain along a: its single site is a bottleneck, no ribbon.
-        {"chain", {{2, 3, 4, 1, 0.1}}, {{0, 0, 1, 0.6, 1, 0, 0}}, "1D r0 x1 top 0 [0] 0.1-0.6 [10,0,0] [0,0,0] [0,0,0]"},
+        {"chain", {{2, 3, 4, 1, 0.1}}, {{0, 0, 1, 0.6, 1, 0, 0}},
+         "1D r0 x1 top 0 [0] 0.1-0.6 [10,0,0] [0,0,0] [0,0,0]"},
         // Sites p, p+a and (the second hop placed with its end on p) p-b.
         {"plane", {{2, 3, 4, 1, 0.1}}, {{0, 0, 1, 0.6, 1, 0, 0}, {0, 0, 1, 0.6, 0, 1, 0}},
          "2D r0 x1 top 0 [0] 0.1-0.6 [10,0,0] [0,10,0] [0,0,0]"},
@@ -109,7 +108,8 @@ TEST(NetworkClusters, DimensionRibbonsMultiplicityAndVectorsOfHandMadeNetworks) 
         {"moved cluster", {{0, 0, 0, 1, 0.0}, {5, 0, 5, 1, 0.0}, {2, 2, 8, 2, 0.0}, {2, 7, 8, 3, 0.0}},
          {{0, 0, 1, 0.2, 1, 0, 0}, {1, 1, 1, 0.2, 0, 1, 0}, {2, 2, 2, 0.3, 1, 0, 0}, {3, 3, 3, 0.3, 1, 0, 0},
           {2, 3, 4, 0.4, 0, 0, 0}},
-         "1D r0 x2 top 0 [0] 0.0-0.2 [10,0,0] [0,10,0] [0,0,0] | 1D r0 x1 top 3 [1,3,2] 0.0-0.4 [10,0,0] [0,0,0] [0,0,0]"},
+         "1D r0 x2 top 0 [0] 0.0-0.2 [10,0,0] [0,10,0] [0,0,0] | "
+         "1D r0 x1 top 3 [1,3,2] 0.0-0.4 [10,0,0] [0,0,0] [0,0,0]"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -130,14 +130,9 @@ TEST(NetworkAtEnergy, OnlyLeadingAllpathsWithinToleranceTakePartAndUnknownMinima
     EXPECT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, none.get(), 0.29));
     EXPECT_EQ(7, none->total);
     none->total = 0;
-    Clusters low;
-    ASSERT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, low.get(), 0.5 - 1e-11));
-    ASSERT_EQ(1, low->total);
-    EXPECT_EQ(2, low[0].dimension);
-
+    EXPECT_EQ(clusters_of(net, 0.5 - 1e-11).substr(0, 2), "2D");
     net.lib.allpath[0].end = 7;
-    Clusters bad;
-    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(1, ZEMU_analyze_network(&net.cube, &net.lib, bad.get())); }),
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(clusters_of(net), "failed"); }),
               "Error: Invalid input to ZEMU_analyze_network()\n");
 }
 

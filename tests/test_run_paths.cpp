@@ -49,16 +49,13 @@ TEST(RunPaths, OutputsOfThePathStagesMatchTheKeptCopies) {
         {"channel_quiet", "channel", "Li1+", {"--path"}, 0, false, nullptr},
         {"channel_perc", "channel", "Li1+", {"--path", "--print-perc"}, 0, false, nullptr},
         {"two_channels", "two_channels", "Li1+", {"--path"}, 0, false, nullptr},
-        // The summary is written after the pathway marked the chain's path (colour
-        // 1, style 1); the console library, printed before, shows -1.
+        // The summary library shows the pathway's marks, the console's, printed before, none.
         {"summary", "channel", "Li1+", {"--path", "--summary", "--print-path"}, 0, false, nullptr},
         {"summary_no_path", "channel", "Li1+", {"--summary"}, 0, false, nullptr},
-        // Unwritable events and pathway files are reported; only an unwritable
-        // summary fails the run, before any library is written.
+        // Unwritable files are reported; only an unwritable summary fails the run.
         {"unwritable", "channel", "Li1+", {"--path", "--print-act"}, 0, true, nullptr},
         {"unwritable_summary", "channel", "Li1+", {"--path", "--summary"}, 1, true, nullptr},
-        // Li1+ is not scaled: the energies compare with the plain spans. Na1+
-        // energies go through 0.5695*E^0.6946: the scaled spans apply.
+        // Li1+ is not scaled; Na1+ energies go through 0.5695*E^0.6946 (the scaled spans).
         {"LiFePO4", "LiFePO4", "Li1+", example_reports, 0, false, "span"},
         {"Na2UO4", "Na2UO4", "Na1+", example_reports, 0, false, "span_scaled"},
     };
