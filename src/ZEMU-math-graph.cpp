@@ -59,12 +59,7 @@ int heap_extract(double* input, int* id, int* n, char mode) {
 // Graph records
 // ---------------------------------------------------------------------------
 
-void ZEMU_init_graph(ZEMU_graph* graph) {
-    graph->total_edge = 0;
-    graph->edge = nullptr;
-    graph->total_vertice = 0;
-    graph->vert = nullptr;
-}
+void ZEMU_init_graph(ZEMU_graph* graph) { *graph = ZEMU_graph{}; }
 
 int ZEMU_add_edge(ZEMU_graph* graph, int a, int b, double w) {
     if (zemu_kernel::resize_array(&graph->edge, graph->total_edge + 1)) {
@@ -729,14 +724,20 @@ int assemble_walk(const ZEMU_graph* work, int start_label, int stop_label, std::
     weights.clear();
 
     int current = start_label;
-    do {
+    // Follows the first unused edge at `current`, recording its far end and its
+    // weight; false when none is left.
+    auto step = [&](std::vector<int>& labels, std::vector<double>& step_weights) {
         const int e = first_unused_edge_at(work, used, current);
-        if (e < 0) return 1;
+        if (e < 0) return false;
         used[(size_t)e] = 1;
         --remaining;
         current = other_end(work->edge[e], current);
-        walk.push_back(current);
-        weights.push_back(work->edge[e].w);
+        labels.push_back(current);
+        step_weights.push_back(work->edge[e].w);
+        return true;
+    };
+    do {
+        if (!step(walk, weights)) return 1;
     } while (current != stop_label);
 
     std::unordered_map<int, char> on_walk;
@@ -756,15 +757,8 @@ int assemble_walk(const ZEMU_graph* work, int start_label, int stop_label, std::
         current = branch == branch_edge.a ? branch_edge.b : branch_edge.a;
         std::vector<int> sub(1, current);
         std::vector<double> sub_weights(1, branch_edge.w);
-        while (current != branch) {
-            const int next = first_unused_edge_at(work, used, current);
-            if (next < 0) return 1;
-            used[(size_t)next] = 1;
-            --remaining;
-            current = other_end(work->edge[next], current);
-            sub.push_back(current);
-            sub_weights.push_back(work->edge[next].w);
-        }
+        while (current != branch)
+            if (!step(sub, sub_weights)) return 1;
         walk.insert(walk.begin() + (long)position + 1, sub.begin(), sub.end());
         weights.insert(weights.begin() + (long)position, sub_weights.begin(), sub_weights.end());
         for (int label : sub) on_walk[label] = 1;

@@ -104,10 +104,7 @@ void ZEMU_append_cellcross_list(ZEMU_cellcross_list* cclist, int point, ZEMU_cel
 void ZEMU_free_cellcross_list(ZEMU_cellcross_list* cclist) {
     free(cclist->points);
     free(cclist->list);
-    cclist->points = nullptr;
-    cclist->list = nullptr;
-    cclist->len = 0;
-    cclist->alloc = 0;
+    *cclist = ZEMU_cellcross_list{};
 }
 
 void ZEMU_init_allpath_list(ZEMU_allpath_list* aplist, int initial_size) {
@@ -148,13 +145,12 @@ void ZEMU_init_pathlib(ZEMU_pathlib* pathlib) {
     pathlib->oneD = pathlib->twoD = pathlib->threeD = 999.0;
 }
 
+// The flag and the activation energies stay as they were.
 void ZEMU_free_pathlib(ZEMU_pathlib* pathlib) {
     free(pathlib->path);
     free(pathlib->allpath);
-    pathlib->path = nullptr;
-    pathlib->allpath = nullptr;
-    pathlib->total_path = 0;
-    pathlib->total_allpath = 0;
+    pathlib->path = nullptr, pathlib->allpath = nullptr;
+    pathlib->total_path = pathlib->total_allpath = 0;
 }
 
 int ZEMU_copy_pathlib(ZEMU_pathlib* source, ZEMU_pathlib* target) {
