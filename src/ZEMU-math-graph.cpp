@@ -757,8 +757,9 @@ int assemble_walk(const ZEMU_graph* work, int start_label, int stop_label, std::
         current = branch == branch_edge.a ? branch_edge.b : branch_edge.a;
         std::vector<int> sub(1, current);
         std::vector<double> sub_weights(1, branch_edge.w);
-        while (current != branch)
+        while (current != branch) {
             if (!step(sub, sub_weights)) return 1;
+        }
         walk.insert(walk.begin() + (long)position + 1, sub.begin(), sub.end());
         weights.insert(weights.begin() + (long)position, sub_weights.begin(), sub_weights.end());
         for (int label : sub) on_walk[label] = 1;
