@@ -25,24 +25,13 @@ extern int debug_flag;
 
 // A point of a traced path in unwrapped grid steps (may lie outside the cell);
 // also a spanning lattice vector of a cluster, in grid steps.
-typedef struct {
-    int x, y, z;  // grid steps along a, b, c
-} ZEMU_path_triple_index;
-
-// A grid location (start, saddle or end of a path being built), grid steps.
-typedef struct {
-    int x, y, z;  // grid steps along a, b, c
-} ZEMU_cubeloc;
-
+typedef struct { int x, y, z; } ZEMU_path_triple_index;  // grid steps along a, b, c
+// A grid location (start, saddle or end of a path being built).
+typedef struct { int x, y, z; } ZEMU_cubeloc;  // grid steps along a, b, c
 // A lattice translation: the periodic copy of the cell a point lies in.
-typedef struct {
-    int x, y, z;  // whole cells along a, b, c
-} ZEMU_cellcross;
-
+typedef struct { int x, y, z; } ZEMU_cellcross;  // whole cells along a, b, c
 // Difference of two lattice translations (end minus start: net crossing of a hop).
-typedef struct {
-    int x, y, z;  // whole cells along a, b, c
-} ZEMU_cellcross_diff;
+typedef struct { int x, y, z; } ZEMU_cellcross_diff;  // whole cells along a, b, c
 
 // ---------------------------------------------------------------------------
 // Path records and the path library
@@ -197,6 +186,8 @@ int ZEMU_copy_pathlib(ZEMU_pathlib* source, ZEMU_pathlib* target);
 void ZEMU_init_cluster(ZEMU_cluster* clust);
 int ZEMU_copy_cluster(ZEMU_cluster* source, ZEMU_cluster* target);
 int ZEMU_alloc_path_clust(ZEMU_cluster_list* list);
+// An empty cluster list: no entries, nothing owned.
+void ZEMU_init_path_clust(ZEMU_cluster_list* list);
 void ZEMU_free_path_clust(ZEMU_cluster_list* list);
 
 int ZEMU_append_path_to_reaction_pathway(ZEMU_reaction_pathway* rp, int n);

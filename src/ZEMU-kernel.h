@@ -211,6 +211,21 @@ inline int plateau_mean_at(ZEMU_cube* cube, int x, int y, int z, int na, int nb,
     return status;
 }
 
+// ---------------------------------------------------------------------------
+// Path references (reaction pathways)
+// ---------------------------------------------------------------------------
+
+// Library index named by a signed path reference (k+1 forwards, -(k+1)
+// backwards), -1 for 0 or one outside the library.
+inline int reference_path_index(const ZEMU_pathlib* pathlib, int ref) {
+    if (ref == 0) return -1;
+    int k = ref > 0 ? ref - 1 : -(ref + 1);
+    return k < pathlib->total_path ? k : -1;
+}
+
+// The clusters of one network analysis, released on scope exit.
+using ScopedClusters = Scoped<ZEMU_cluster_list, ZEMU_init_path_clust, ZEMU_free_path_clust>;
+
 }  // namespace zemu_kernel
 
 #endif

@@ -59,12 +59,7 @@ int heap_extract(double* input, int* id, int* n, char mode) {
 // Graph records
 // ---------------------------------------------------------------------------
 
-void ZEMU_init_graph(ZEMU_graph* graph) {
-    graph->total_edge = 0;
-    graph->edge = nullptr;
-    graph->total_vertice = 0;
-    graph->vert = nullptr;
-}
+void ZEMU_init_graph(ZEMU_graph* graph) { *graph = ZEMU_graph{}; }
 
 int ZEMU_add_edge(ZEMU_graph* graph, int a, int b, double w) {
     if (zemu_kernel::resize_array(&graph->edge, graph->total_edge + 1)) {
@@ -154,29 +149,30 @@ int ZEMU_delete_vertice(ZEMU_graph* graph, int a) {
     return 0;
 }
 
+namespace {
+
+// Copies the n records of `source` into the empty array *target and sets *count
+// (nothing for n <= 0). 0, or 1 (reported) when the copy cannot be allocated.
+template <typename T>
+int copy_records(T** target, int* count, const T* source, int n) {
+    if (n <= 0) return 0;
+    if (zemu_kernel::resize_array(target, n)) {
+        fputs("Error: Memory allocation problem in ZEMU_copy_graph()\n", stderr);
+        return 1;
+    }
+    memcpy(*target, source, sizeof(T) * (size_t)n);
+    *count = n;
+    return 0;
+}
+
+}  // namespace
+
 int ZEMU_copy_graph(ZEMU_graph* graph_input, ZEMU_graph* graph_output) {
     ZEMU_init_graph(graph_output);
-    if (graph_input->total_edge > 0) {
-        size_t bytes = sizeof(ZEMU_graph_edge) * (size_t)graph_input->total_edge;
-        graph_output->edge = (ZEMU_graph_edge*)malloc(bytes);
-        if (graph_output->edge == nullptr) {
-            fputs("Error: Memory allocation problem in ZEMU_copy_graph()\n", stderr);
-            return 1;
-        }
-        memcpy(graph_output->edge, graph_input->edge, bytes);
-        graph_output->total_edge = graph_input->total_edge;
-    }
-    if (graph_input->total_vertice > 0) {
-        size_t bytes = sizeof(ZEMU_graph_vertice) * (size_t)graph_input->total_vertice;
-        graph_output->vert = (ZEMU_graph_vertice*)malloc(bytes);
-        if (graph_output->vert == nullptr) {
-            fputs("Error: Memory allocation problem in ZEMU_copy_graph()\n", stderr);
-            return 1;
-        }
-        memcpy(graph_output->vert, graph_input->vert, bytes);
-        graph_output->total_vertice = graph_input->total_vertice;
-    }
-    return 0;
+    if (copy_records(&graph_output->edge, &graph_output->total_edge, graph_input->edge, graph_input->total_edge))
+        return 1;
+    return copy_records(&graph_output->vert, &graph_output->total_vertice, graph_input->vert,
+                        graph_input->total_vertice);
 }
 
 double ZEMU_graph_total_distance(ZEMU_graph* graph) {
@@ -728,14 +724,20 @@ int assemble_walk(const ZEMU_graph* work, int start_label, int stop_label, std::
     weights.clear();
 
     int current = start_label;
-    do {
+    // Follows the first unused edge at `current`, recording its far end and its
+    // weight; false when none is left.
+    auto step = [&](std::vector<int>& labels, std::vector<double>& step_weights) {
         const int e = first_unused_edge_at(work, used, current);
-        if (e < 0) return 1;
+        if (e < 0) return false;
         used[(size_t)e] = 1;
         --remaining;
         current = other_end(work->edge[e], current);
-        walk.push_back(current);
-        weights.push_back(work->edge[e].w);
+        labels.push_back(current);
+        step_weights.push_back(work->edge[e].w);
+        return true;
+    };
+    do {
+        if (!step(walk, weights)) return 1;
     } while (current != stop_label);
 
     std::unordered_map<int, char> on_walk;
@@ -756,13 +758,7 @@ int assemble_walk(const ZEMU_graph* work, int start_label, int stop_label, std::
         std::vector<int> sub(1, current);
         std::vector<double> sub_weights(1, branch_edge.w);
         while (current != branch) {
-            const int next = first_unused_edge_at(work, used, current);
-            if (next < 0) return 1;
-            used[(size_t)next] = 1;
-            --remaining;
-            current = other_end(work->edge[next], current);
-            sub.push_back(current);
-            sub_weights.push_back(work->edge[next].w);
+            if (!step(sub, sub_weights)) return 1;
         }
         walk.insert(walk.begin() + (long)position + 1, sub.begin(), sub.end());
         weights.insert(weights.begin() + (long)position, sub_weights.begin(), sub_weights.end());

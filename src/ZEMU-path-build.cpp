@@ -240,6 +240,36 @@ void build_copies_of_path(ZEMU_cube* cube, const ZEMU_path& path, ZEMU_cellcross
     }
 }
 
+// Candidate lists of one copy search, released on scope exit.
+struct CandidateLists {
+    ZEMU_cellcross_list start, end;
+    CandidateLists() {
+        ZEMU_init_cellcross_list(&start, kCandidateCapacity);
+        ZEMU_init_cellcross_list(&end, kCandidateCapacity);
+    }
+    ~CandidateLists() {
+        ZEMU_free_cellcross_list(&start);
+        ZEMU_free_cellcross_list(&end);
+    }
+    CandidateLists(const CandidateLists&) = delete;
+    CandidateLists& operator=(const CandidateLists&) = delete;
+};
+
+// Every copy of every path of the library stored as its allpaths (taken as
+// empty). 0, or 1 when the array cannot be had.
+int store_copies(ZEMU_cube* cube, ZEMU_pathlib* pathlib) {
+    CandidateLists lists;
+    std::vector<ZEMU_allpath> copies;
+    std::vector<std::vector<int>> by_saddle(static_cast<size_t>(cube->total_saddle > 0 ? cube->total_saddle : 0));
+    for (int p = 0; p < pathlib->total_path; p++)
+        build_copies_of_path(cube, pathlib->path[p], &lists.start, &lists.end, copies, by_saddle);
+    const int count = static_cast<int>(copies.size());
+    if (zemu_kernel::resize_array(&pathlib->allpath, count) != 0) return 1;
+    if (count > 0) memcpy(pathlib->allpath, copies.data(), sizeof(ZEMU_allpath) * copies.size());
+    pathlib->total_allpath = count;
+    return 0;
+}
+
 // ---------------------------------------------------------------------------
 // Single-hop connection between minimum images
 // ---------------------------------------------------------------------------
@@ -556,28 +586,14 @@ int ZEMU_build_allpaths(ZEMU_cube* cube, ZEMU_cif*, ZEMU_pathlib* pathlib) {
         }
     }
 
-    ZEMU_cellcross_list start_list, end_list;
-    ZEMU_init_cellcross_list(&start_list, kCandidateCapacity);
-    ZEMU_init_cellcross_list(&end_list, kCandidateCapacity);
-    int result = 0;
+    // A failing array, the library's or a scratch list (std::vector), is reported here.
+    int result;
     try {
-        std::vector<ZEMU_allpath> copies;
-        std::vector<std::vector<int>> by_saddle(static_cast<size_t>(cube->total_saddle > 0 ? cube->total_saddle : 0));
-        for (int p = 0; p < pathlib->total_path; p++)
-            build_copies_of_path(cube, pathlib->path[p], &start_list, &end_list, copies, by_saddle);
-        const int count = static_cast<int>(copies.size());
-        if (zemu_kernel::resize_array(&pathlib->allpath, count) != 0) {
-            result = 1;
-        } else if (count > 0) {
-            memcpy(pathlib->allpath, copies.data(), sizeof(ZEMU_allpath) * copies.size());
-            pathlib->total_allpath = count;
-        }
+        result = store_copies(cube, pathlib);
     } catch (const std::bad_alloc&) {
         result = 1;
     }
     if (result != 0) fprintf(stderr, "Error: Memory allocation problem in ZEMU_build_allpaths()\n");
-    ZEMU_free_cellcross_list(&start_list);
-    ZEMU_free_cellcross_list(&end_list);
     return result;
 }
 

@@ -455,13 +455,9 @@ int for_each_threshold(ZEMU_cube* cube, ZEMU_pathlib* pathlib, double limit, Vis
         if (e > limit) break;
         if (!(fabs(e - last) > kEnergyTolerance && e > last)) continue;
         last = e;
-        ZEMU_cluster_list clustlist;
-        clustlist.total = 0;
-        clustlist.clust = nullptr;
-        int failed = ZEMU_analyze_network_at_energy(cube, pathlib, &clustlist, e);
-        if (!failed) visit(e, &clustlist);
-        ZEMU_free_path_clust(&clustlist);
-        if (failed) return 1;
+        zemu_kernel::ScopedClusters clustlist;
+        if (ZEMU_analyze_network_at_energy(cube, pathlib, clustlist.get(), e)) return 1;
+        visit(e, clustlist.get());
     }
     return 0;
 }

@@ -1,8 +1,10 @@
 // Text reports of the path library and of the clusters of one energy
-// threshold. Writers only format: every energy is printed in the scaled
+// threshold, and the reaction pathway file. Writers only format: every energy is printed in the scaled
 // measure, and the callers open and close the streams.
 #include "ZEMU-path.h"
 #include "ZEMU-network.h"
+#include "ZEMU-rp.h"
+#include "ZEMU-kernel.h"
 
 #include <cmath>
 #include <cstdio>
@@ -149,4 +151,118 @@ void ZEMU_printf_path(ZEMU_pathlib* pathlib, int pathindex) {
     // An index outside the library has no start minimum to show.
     if (pathindex < 0 || pathindex >= pathlib->total_path) return;
     printf("Printing path %d: %d \n", pathindex, pathlib->path[pathindex].start);
+}
+
+// ---------------------------------------------------------------------------
+// Pathway file
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// Index of the first list entry at this cell point, -1 when none.
+template <typename T>
+int stationary_point_at(const T* list, int total, ZEMU_cube_triple_index p) {
+    for (int n = 0; n < total; n++)
+        if (list[n].x == p.x && list[n].y == p.y && list[n].z == p.z) return n;
+    return -1;
+}
+
+ZEMU_cube_triple_index cell_point(ZEMU_cube* cube, ZEMU_path_triple_index p) {
+    using zemu_kernel::wrap_onto_grid;
+    return ZEMU_cube_triple_index{wrap_onto_grid(p.x, cube->a_grid), wrap_onto_grid(p.y, cube->b_grid),
+                                  wrap_onto_grid(p.z, cube->c_grid)};
+}
+
+double point_distance(ZEMU_cube* cube, ZEMU_path_triple_index a, ZEMU_path_triple_index b) {
+    return ZEMU_distance_grid(cube, a.x, a.y, a.z, b.x, b.y, b.z);
+}
+
+// Barrier of a saddle type: its first library path's saddle above its lower minimum, scaled.
+double saddle_barrier(ZEMU_cube* cube, ZEMU_pathlib* pathlib, int saddle_type) {
+    for (int k = 0; k < pathlib->total_path; k++) {
+        ZEMU_path* p = &pathlib->path[k];
+        if (p->saddle_type != saddle_type) continue;
+        double low = p->start_energy < p->end_energy ? p->start_energy : p->end_energy;
+        return ZEMU_scale_cube_energy(cube, p->saddle_energy) - ZEMU_scale_cube_energy(cube, low);
+    }
+    return 0.0;
+}
+
+}  // namespace
+
+int ZEMU_print_path(ZEMU_cube* cube, ZEMU_grid_path* path, ZEMU_pathlib* pathlib, FILE* print, int plot,
+                    double reac_coor) {
+    if (path->length < 2 || path->grid == nullptr) {
+        fprintf(stderr, "Error: Invalid input to ZEMU_print_path()\n");
+        return 1;
+    }
+    const double jump = point_distance(cube, path->grid[0], path->grid[1]) * (path->length * 0.05);
+    double x = reac_coor;
+    bool previous_minimum = false;
+    for (int i = 0; i < path->length; i++) {
+        ZEMU_cube_triple_index c = cell_point(cube, path->grid[i]);
+        double E = ZEMU_scale_cube_energy(cube, ZEMU_cube_energy(cube, c.x, c.y, c.z));
+        int m = stationary_point_at(cube->minima, cube->total_minima, c);
+        bool minimum = m >= 0;
+        if (i > 0) {
+            if (minimum && previous_minimum) {
+                x += jump;
+                fputs("NEXT\n", print);
+            } else {
+                x += point_distance(cube, path->grid[i - 1], path->grid[i]);
+            }
+        }
+        fprintf(print, "%.6f,%.6f", x, E);
+        if (minimum) {
+            char* label = nullptr;
+            ZEMU_label_minima_site(cube, &label, cube->minima[m].type);
+            fprintf(print, ",%s", label != nullptr ? label : "");
+            free(label);
+            if (plot) {
+                int color = path->color != nullptr ? path->color[i] : -1;
+                int marker = path->marker != nullptr ? path->marker[i] : -1;
+                int style = path->style != nullptr ? path->style[i] : -1;
+                fprintf(print, ",%d,%d,%d", color, marker, style);
+            }
+        } else {
+            int s = stationary_point_at(cube->saddle, cube->total_saddle, c);
+            if (s >= 0) {
+                int t = cube->saddle[s].type;
+                fprintf(print, ",s%d %.6feV", t, saddle_barrier(cube, pathlib, t));
+            }
+        }
+        fputs("\n", print);
+        previous_minimum = minimum;
+    }
+    return 0;
+}
+
+int ZEMU_print_reaction_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all,
+                                FILE* print) {
+    if (debug_flag) {
+        printf("Calling ZEMU_print_reaction_pathway \n");
+        printf("Reaction Pathways total: %d \n", rp_all->total);
+    }
+    double X = 0.0;
+    for (int r = 0; r < rp_all->total; r++) {
+        ZEMU_connect_list list;
+        list.total = rp_all->rp[r].total_path;
+        list.item = rp_all->rp[r].path;
+        ZEMU_grid_path path;
+        ZEMU_init_grid_path(&path);
+        if (ZEMU_concatenate_path(cube, pathlib, &path, &list)) {
+            ZEMU_free_grid_path(&path);
+            return 1;
+        }
+        for (int i = 0; i < path.length; i++)
+            if (path.color[i] >= 0) path.marker[i] = r;
+        ZEMU_print_path(cube, &path, pathlib, print, 1, r == 0 ? 0.0 : X + 0.5);
+        if (r + 1 < rp_all->total) fputs("NEXT\n", print);
+        X += ZEMU_path_length_in_Angstrom(cube, &path);
+        if (r > 0) X += 0.5;
+        ZEMU_free_grid_path(&path);
+    }
+    fputs("END\n", print);
+    fflush(print);
+    return 0;
 }

@@ -1,7 +1,8 @@
 // Reaction pathways: Euler walks over the migration network turned into signed
 // path references, the percolating backbone of a cluster, the pathways built at
-// rising thresholds, duplicate removal, the placement of references as one
-// continuous grid route and the pathway file writer.
+// rising thresholds and duplicate removal. Placing the references as one grid
+// route is part of the tracing (ZEMU-path-trace.cpp), the pathway file part of
+// the reports (ZEMU-path-report.cpp).
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -22,12 +23,7 @@ const double kEnergyTolerance = 1e-10;  // eV: saddle energies this close are th
 
 bool valid_path_index(ZEMU_pathlib* pathlib, int k) { return k >= 0 && k < pathlib->total_path; }
 
-// Library index named by a signed reference, -1 for 0 or one outside the library.
-int reference_path_index(ZEMU_pathlib* pathlib, int ref) {
-    if (ref == 0) return -1;
-    int k = ref > 0 ? ref - 1 : -(ref + 1);
-    return valid_path_index(pathlib, k) ? k : -1;
-}
+using zemu_kernel::reference_path_index;
 
 bool cluster_has_path(ZEMU_cluster* c, int k) {
     for (int i = 0; i < c->total_path; i++)
@@ -87,13 +83,9 @@ bool list_percolates_like(ZEMU_cluster_list* list, int top, int dimension, int r
 // Analyses the network of `library`: 1 when it percolates like the cluster
 // described, 0 when not, -1 when the analysis fails.
 int library_percolates_like(ZEMU_cube* cube, ZEMU_pathlib* library, int top, int dimension, int ribbon) {
-    ZEMU_cluster_list list;
-    list.total = 0;
-    list.clust = nullptr;
-    int failed = ZEMU_analyze_network(cube, library, &list);
-    int result = failed ? -1 : (list_percolates_like(&list, top, dimension, ribbon) ? 1 : 0);
-    ZEMU_free_path_clust(&list);
-    return result;
+    zemu_kernel::ScopedClusters list;
+    if (ZEMU_analyze_network(cube, library, list.get())) return -1;
+    return list_percolates_like(list.get(), top, dimension, ribbon) ? 1 : 0;
 }
 
 // The allpaths of `members` split into the connected pieces the network flood
@@ -166,9 +158,12 @@ int ZEMU_copy_cluster_append_rp_all(ZEMU_reaction_pathway_overall* rp_all, ZEMU_
 namespace {
 
 // Appends one reference per step of an Euler walk to the newest pathway of rp_all.
-// match(from, to, weight, &ref) updates ref for a matching path; the reference is
-// carried over from step to step on purpose, so a step that matches nothing repeats
-// the previous one (0 before the first match: a step that matched no path).
+// match(from, to, weight, &ref) updates ref for a matching path. The reference is
+// carried over from step to step, so that the pathway keeps exactly one reference
+// per step and its route stays as long as the walk and continuous: a step that
+// matches nothing repeats the previous one, which places another copy of the same
+// path type from where the route stands (0 before the first match: a step that
+// matched no path, placed as nothing).
 template <class Match>
 int append_walk_references(ZEMU_reaction_pathway_overall* rp_all, const int* walk, int walk_length,
                            const double* weight, Match match) {
@@ -291,7 +286,9 @@ int ZEMU_find_best_shortest_path(double* best_dist, int** best_path, int* length
 
 int ZEMU_append_minima_path_to_reaction_pathway(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway* rp, int* minima_path,
                                                 int pathlength) {
-    int ref = 0;  // carried over from step to step on purpose
+    // Carried over from step to step, as for the Euler walks: one reference per
+    // step keeps the joining walk and the route in step.
+    int ref = 0;
     for (int s = 0; s + 1 < pathlength; s++) {
         int from = minima_path[s], to = minima_path[s + 1];
         bool found = false;
@@ -440,24 +437,15 @@ namespace {
 
 const char kBuildAllocError[] = "Error: Memory allocation problem in ZEMU_build_reaction_pathway()\n";
 
+using ScopedGraph = zemu_kernel::Scoped<ZEMU_graph, ZEMU_init_graph, ZEMU_free_graph>;
+
 // The backbone of one cluster with its two analyses, released on scope exit.
 struct Backbone {
-    ZEMU_pathlib sym, full;
-    ZEMU_cluster_list sym_clusters, full_clusters;
-    Backbone() {
-        ZEMU_init_pathlib(&sym);
-        ZEMU_init_pathlib(&full);
-        sym_clusters.total = full_clusters.total = 0;
-        sym_clusters.clust = full_clusters.clust = nullptr;
-    }
-    ~Backbone() {
-        ZEMU_free_pathlib(&sym);
-        ZEMU_free_pathlib(&full);
-        ZEMU_free_path_clust(&sym_clusters);
-        ZEMU_free_path_clust(&full_clusters);
-    }
+    zemu_kernel::ScopedPathlib sym, full;
+    zemu_kernel::ScopedClusters sym_clusters, full_clusters;
     int reduce(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_cluster* c) {
-        return ZEMU_get_percolating_cluster_backbone(cube, pathlib, c, &sym, &sym_clusters, &full, &full_clusters, 1);
+        return ZEMU_get_percolating_cluster_backbone(cube, pathlib, c, sym.get(), sym_clusters.get(), full.get(),
+                                                     full_clusters.get(), 1);
     }
 };
 
@@ -510,11 +498,11 @@ int extend_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway
     {
         Backbone backbone;
         if (backbone.reduce(cube, pathlib, c)) return 1;
-        for (int q = 0; q < backbone.full.total_path; q++) {
+        for (int q = 0; q < backbone.full->total_path; q++) {
             for (int p = 0; p < pathlib->total_path; p++) {
                 ZEMU_path* lp = &pathlib->path[p];
                 if (lp->color >= 0 && lp->style == 1) continue;
-                if (!ZEMU_is_path_start_end_equal(lp, &backbone.full.path[q])) continue;
+                if (!ZEMU_is_path_start_end_equal(lp, &backbone.full->path[q])) continue;
                 ZEMU_color_path(lp, k, 1, -1);
                 break;
             }
@@ -586,12 +574,12 @@ int start_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_
 
     int result = 0;
     if (c->dimension == 1 && c->ribbon == 0) {
-        for (int b = 0; b < backbone.full.total_allpath; b++) {
+        for (int b = 0; b < backbone.full->total_allpath; b++) {
             for (int a = 0; a < pathlib->total_allpath; a++) {
                 if (type[a] < 0) continue;
                 ZEMU_path* p = &pathlib->path[type[a]];
                 if (p->color >= 0 || p->style >= 0) continue;
-                if (!ZEMU_is_allpath_start_end_equal(&pathlib->allpath[a], &backbone.full.allpath[b])) continue;
+                if (!ZEMU_is_allpath_start_end_equal(&pathlib->allpath[a], &backbone.full->allpath[b])) continue;
                 ZEMU_color_path(p, 1, 1, 1);
                 break;
             }
@@ -602,22 +590,22 @@ int start_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_
             p->oneD = 1;
             if (p->color < 0) ZEMU_color_path(p, 1, 0, -1);
         }
-        result = ZEMU_build_and_append_Euler_allpath_rpall(graph, pathlib, &backbone.full, rp_all);
+        result = ZEMU_build_and_append_Euler_allpath_rpall(graph, pathlib, backbone.full.get(), rp_all);
     } else {
         const int k = c->dimension == 1 ? 4 : c->dimension;
-        for (int q = 0; q < backbone.full.total_path; q++) {
+        for (int q = 0; q < backbone.full->total_path; q++) {
             for (int p = 0; p < pathlib->total_path; p++) {
                 ZEMU_path* lp = &pathlib->path[p];
                 if (lp->color >= 0 || lp->style >= 0) continue;
-                if (!ZEMU_is_path_start_end_equal(lp, &backbone.full.path[q])) continue;
+                if (!ZEMU_is_path_start_end_equal(lp, &backbone.full->path[q])) continue;
                 ZEMU_color_path(lp, k, 1, 1);
                 break;
             }
         }
         recolour_cluster(pathlib, c, k);
         ZEMU_free_graph(graph);
-        for (int q = 0; q < backbone.sym.total_path && result == 0; q++)
-            result = ZEMU_add_path_as_graph_edge(graph, &backbone.sym.path[q]);
+        for (int q = 0; q < backbone.sym->total_path && result == 0; q++)
+            result = ZEMU_add_path_as_graph_edge(graph, &backbone.sym->path[q]);
         if (result == 0) result = ZEMU_build_and_append_Euler_path_rpall(graph, pathlib, rp_all);
     }
     ZEMU_free_graph(graph);
@@ -641,79 +629,68 @@ int close_pathway(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all, 
     return result;
 }
 
+// The pathways at the threshold of saddle energy E (`last`: the highest one):
+// pathways made at lower thresholds follow their clusters, percolating clusters
+// without a pathway get one and, at the last threshold, every remaining cluster
+// is walked as it is. 0 or 1 (reported).
+int build_at_threshold(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all,
+                       const std::vector<int>& type, double E, bool last) {
+    zemu_kernel::ScopedClusters clusters;
+    if (ZEMU_analyze_network_at_energy(cube, pathlib, clusters.get(), E)) return 1;
+    ScopedGraph graph;
+    const int n = clusters->clust != nullptr ? clusters->total : 0;
+    std::vector<char> seen(static_cast<size_t>(n), 0);
+    for (int r = 0; r < rp_all->total; r++) {
+        for (int c = 0; c < n; c++) {
+            ZEMU_cluster* cl = &clusters->clust[c];
+            ZEMU_reaction_pathway* rp = &rp_all->rp[r];
+            if (!cluster_has_path(cl, rp->ID)) continue;
+            seen[c] = 1;
+            if (cl->dimension == rp->dimension && cl->ribbon == rp->ribbon)
+                recolour_cluster(pathlib, cl, cluster_colour(cl));
+            else if (extend_pathway(cube, pathlib, rp, cl, E, graph.get()))
+                return 1;
+        }
+    }
+    for (int c = 0; c < n; c++) {
+        if (seen[c] || clusters->clust[c].dimension == 0) continue;
+        if (start_pathway(cube, pathlib, rp_all, &clusters->clust[c], type, graph.get())) return 1;
+        seen[c] = 1;
+    }
+    for (int c = 0; c < n && last; c++)
+        if (!seen[c] && close_pathway(pathlib, rp_all, &clusters->clust[c], graph.get())) return 1;
+    return 0;
+}
+
+int build_pathways(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all) {
+    const std::vector<int> type = allpath_types(pathlib);
+    const int total = pathlib->total_allpath;
+    for (int i = 0; i < total; i++) {
+        if (debug_flag) printf("Building rxn pathway: allpath %d / %d\n", i, total);
+        if (i > 0 && pathlib->allpath[i].saddle_type == pathlib->allpath[i - 1].saddle_type) continue;
+        const bool last = pathlib->allpath[i].saddle_type == pathlib->allpath[total - 1].saddle_type;
+        if (build_at_threshold(cube, pathlib, rp_all, type, pathlib->allpath[i].saddle_energy, last)) return 1;
+    }
+    return ZEMU_cleanup_redundant_pathways(pathlib, rp_all);
+}
+
 }  // namespace
 
 int ZEMU_build_reaction_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all) {
     rp_all->total = 0;
     rp_all->rp = nullptr;
-    ZEMU_graph graph;
-    ZEMU_init_graph(&graph);
     ZEMU_erase_path_plot_characteristics(pathlib);
     if (debug_flag)
         printf("Calling ZEMU_build_reaction_pathway, total_allpaths = %d, total_path = %d \n", pathlib->total_allpath,
                pathlib->total_path);
-
-    std::vector<int> type;
+    // The library's own lists report their failures; a failing scratch list
+    // (std::vector) is reported here.
     try {
-        type = allpath_types(pathlib);
+        return build_pathways(cube, pathlib, rp_all);
     } catch (const std::bad_alloc&) {
         fputs(kBuildAllocError, stderr);
         return 1;
     }
-
-    const int total = pathlib->total_allpath;
-    for (int i = 0; i < total; i++) {
-        if (debug_flag) printf("Building rxn pathway: allpath %d / %d\n", i, total);
-        if (i > 0 && pathlib->allpath[i].saddle_type == pathlib->allpath[i - 1].saddle_type) continue;
-        const double E = pathlib->allpath[i].saddle_energy;
-        ZEMU_cluster_list clusters;
-        clusters.total = 0;
-        clusters.clust = nullptr;
-        if (ZEMU_analyze_network_at_energy(cube, pathlib, &clusters, E)) {
-            ZEMU_free_path_clust(&clusters);
-            return 1;
-        }
-        const int n = clusters.clust != nullptr ? clusters.total : 0;
-        const bool last = pathlib->allpath[i].saddle_type == pathlib->allpath[total - 1].saddle_type;
-        char* seen = static_cast<char*>(calloc(static_cast<size_t>(n > 0 ? n : 1), 1));
-        if (seen == nullptr) {
-            fputs(kBuildAllocError, stderr);
-            ZEMU_free_path_clust(&clusters);
-            return 1;
-        }
-
-        int result = 0;
-        // Pathways made at lower thresholds follow their clusters.
-        for (int r = 0; r < rp_all->total && result == 0; r++) {
-            for (int c = 0; c < n && result == 0; c++) {
-                ZEMU_cluster* cl = &clusters.clust[c];
-                ZEMU_reaction_pathway* rp = &rp_all->rp[r];
-                if (!cluster_has_path(cl, rp->ID)) continue;
-                seen[c] = 1;
-                if (cl->dimension == rp->dimension && cl->ribbon == rp->ribbon) {
-                    recolour_cluster(pathlib, cl, cluster_colour(cl));
-                    continue;
-                }
-                result = extend_pathway(cube, pathlib, rp, cl, E, &graph);
-            }
-        }
-        // Percolating clusters without a pathway get one.
-        for (int c = 0; c < n && result == 0; c++) {
-            if (seen[c] || clusters.clust[c].dimension == 0) continue;
-            result = start_pathway(cube, pathlib, rp_all, &clusters.clust[c], type, &graph);
-            seen[c] = 1;
-        }
-        // At the last threshold every remaining cluster is walked as it is.
-        if (last) {
-            for (int c = 0; c < n && result == 0; c++)
-                if (!seen[c]) result = close_pathway(pathlib, rp_all, &clusters.clust[c], &graph);
-        }
-        free(seen);
-        ZEMU_free_path_clust(&clusters);
-        ZEMU_free_graph(&graph);
-        if (result) return 1;
-    }
-    return ZEMU_cleanup_redundant_pathways(pathlib, rp_all);
 }
 
 // ---------------------------------------------------------------------------
@@ -802,265 +779,5 @@ int ZEMU_cleanup_redundant_pathways(ZEMU_pathlib* pathlib, ZEMU_reaction_pathway
         }
         if (!a_deleted) a++;
     }
-    return 0;
-}
-
-// ---------------------------------------------------------------------------
-// Placing references in space
-// ---------------------------------------------------------------------------
-
-namespace {
-
-ZEMU_cubeloc make_loc(int x, int y, int z) {
-    ZEMU_cubeloc l;
-    ZEMU_assign_loc(&l, x, y, z);
-    return l;
-}
-
-using zemu_kernel::minimum_image;
-
-ZEMU_cubeloc saddle_point(ZEMU_cube* cube, int s) {
-    return make_loc(cube->saddle[s].x, cube->saddle[s].y, cube->saddle[s].z);
-}
-
-ZEMU_cubeloc shifted(ZEMU_cubeloc l, int dx, int dy, int dz) { return make_loc(l.x + dx, l.y + dy, l.z + dz); }
-
-bool valid_minimum(ZEMU_cube* cube, int m) { return m >= 0 && m < cube->total_minima; }
-bool valid_saddle(ZEMU_cube* cube, int s) { return s >= 0 && s < cube->total_saddle; }
-
-// A qualifying copy: allpath z entered at its start (or at its end).
-struct Entry {
-    int z;
-    bool at_start;
-};
-
-}  // namespace
-
-int ZEMU_get_path_stationary_points(ZEMU_cube* cube, ZEMU_pathlib* pathlib, int ref, ZEMU_cubeloc* route_end,
-                                    int previous_minimum, ZEMU_cubeloc previous_saddle, ZEMU_cubeloc* entry_image,
-                                    ZEMU_cubeloc* saddle_point_out, ZEMU_cubeloc* exit_image, int* exit_minimum) {
-    int k = reference_path_index(pathlib, ref);
-    if (k < 0) return 1;
-    ZEMU_path* P = &pathlib->path[k];
-    if (!valid_minimum(cube, P->start) || !valid_minimum(cube, P->end) || !valid_saddle(cube, P->saddle)) return 1;
-    const bool forwards = ref > 0;
-
-    if (route_end != nullptr) {
-        // Copies of the type continuing from the minimum the route stands on.
-        std::vector<Entry> entries;
-        for (int pass = 0; pass < 2; pass++) {
-            if (pass == 1 && P->start_type != P->end_type) break;
-            for (int z = 0; z < pathlib->total_allpath; z++) {
-                ZEMU_allpath* ap = &pathlib->allpath[z];
-                if (ap->saddle_type != P->saddle_type || ap->start_type != P->start_type || ap->end_type != P->end_type)
-                    continue;
-                if (!valid_minimum(cube, ap->start) || !valid_minimum(cube, ap->end) || !valid_saddle(cube, ap->saddle))
-                    continue;
-                bool at_start = (pass == 0) == forwards;  // the other end on the second pass
-                if ((at_start ? ap->start : ap->end) == previous_minimum) entries.push_back(Entry{z, at_start});
-            }
-        }
-        int chosen = -1;
-        for (size_t e = 0; e < entries.size() && chosen < 0; e++) {
-            ZEMU_allpath* ap = &pathlib->allpath[entries[e].z];
-            ZEMU_cubeloc in = entries[e].at_start
-                                  ? minimum_image(cube, ap->start, ap->start_crossx, ap->start_crossy, ap->start_crossz)
-                                  : minimum_image(cube, ap->end, ap->end_crossx, ap->end_crossy, ap->end_crossz);
-            ZEMU_cubeloc s = shifted(saddle_point(cube, ap->saddle), route_end->x - in.x, route_end->y - in.y,
-                                     route_end->z - in.z);
-            if (!ZEMU_is_loc_equal(s, previous_saddle)) chosen = static_cast<int>(e);
-        }
-        if (chosen < 0 && !entries.empty()) chosen = 0;  // every copy turns back: take the first
-        if (chosen >= 0) {
-            ZEMU_allpath* ap = &pathlib->allpath[entries[chosen].z];
-            ZEMU_cubeloc s_img = minimum_image(cube, ap->start, ap->start_crossx, ap->start_crossy, ap->start_crossz);
-            ZEMU_cubeloc e_img = minimum_image(cube, ap->end, ap->end_crossx, ap->end_crossy, ap->end_crossz);
-            bool at_start = entries[chosen].at_start;
-            ZEMU_cubeloc in = at_start ? s_img : e_img;
-            ZEMU_cubeloc out = at_start ? e_img : s_img;
-            int dx = route_end->x - in.x, dy = route_end->y - in.y, dz = route_end->z - in.z;
-            *entry_image = shifted(in, dx, dy, dz);
-            *saddle_point_out = shifted(saddle_point(cube, ap->saddle), dx, dy, dz);
-            *exit_image = shifted(out, dx, dy, dz);
-            *exit_minimum = at_start ? ap->end : ap->start;
-            return 0;
-        }
-    }
-
-    // The library path itself, reversed for a backward reference.
-    ZEMU_cubeloc s_img = minimum_image(cube, P->start, P->start_p, P->start_q, P->start_r);
-    ZEMU_cubeloc e_img = minimum_image(cube, P->end, P->end_p, P->end_q, P->end_r);
-    ZEMU_cubeloc in = forwards ? s_img : e_img;
-    ZEMU_cubeloc out = forwards ? e_img : s_img;
-    int entry_min = forwards ? P->start : P->end;
-    int dx = 0, dy = 0, dz = 0;
-    if (route_end != nullptr && entry_min == previous_minimum) {
-        dx = route_end->x - in.x;
-        dy = route_end->y - in.y;
-        dz = route_end->z - in.z;
-    }
-    *entry_image = shifted(in, dx, dy, dz);
-    *saddle_point_out = shifted(saddle_point(cube, P->saddle), dx, dy, dz);
-    *exit_image = shifted(out, dx, dy, dz);
-    *exit_minimum = forwards ? P->end : P->start;
-    return 0;
-}
-
-int ZEMU_concatenate_path(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_grid_path* path, ZEMU_connect_list* input) {
-    int previous_minimum = -1;
-    ZEMU_cubeloc previous_saddle = make_loc(0, 0, 0);
-    for (int i = 0; i < input->total; i++) {
-        int ref = input->item[i];
-        // A step that matched no path (reference 0) places no piece; the route goes on from where it stands.
-        if (ref == 0) continue;
-        ZEMU_cubeloc route_end, entry, saddle, exit_img;
-        bool continuing = i > 0 && path->length > 0;
-        if (continuing) {
-            ZEMU_path_triple_index last = path->grid[path->length - 1];
-            route_end = make_loc(last.x, last.y, last.z);
-        }
-        int exit_min = -1;
-        if (ZEMU_get_path_stationary_points(cube, pathlib, ref, continuing ? &route_end : nullptr, previous_minimum,
-                                            previous_saddle, &entry, &saddle, &exit_img, &exit_min)) {
-            fprintf(stderr, "Error: Invalid input to ZEMU_concatenate_path()\n");
-            return 1;
-        }
-        ZEMU_grid_path piece;
-        ZEMU_init_grid_path(&piece);
-        if (ZEMU_build_grid_path(cube, &piece, entry, saddle, exit_img) != 0) {
-            fprintf(stderr, "Error: Unable to trace path %d\n", ref);
-            return 1;
-        }
-        ZEMU_path* P = &pathlib->path[reference_path_index(pathlib, ref)];
-        for (int j = 0; j < piece.length; j++) {
-            piece.color[j] = P->color;
-            piece.style[j] = P->style;
-            piece.marker[j] = -1;
-        }
-        if (path->length <= 0) {
-            ZEMU_free_grid_path(path);
-            *path = piece;
-        } else {
-            int joined = ZEMU_concatenate_grid_path(cube, path, &piece);
-            ZEMU_free_grid_path(&piece);
-            if (joined) return 1;
-        }
-        previous_minimum = exit_min;
-        previous_saddle = saddle;
-    }
-    return 0;
-}
-
-// ---------------------------------------------------------------------------
-// Pathway file
-// ---------------------------------------------------------------------------
-
-namespace {
-
-// Index of the first list entry at this cell point, -1 when none.
-template <typename T>
-int stationary_point_at(const T* list, int total, ZEMU_cube_triple_index p) {
-    for (int n = 0; n < total; n++)
-        if (list[n].x == p.x && list[n].y == p.y && list[n].z == p.z) return n;
-    return -1;
-}
-
-ZEMU_cube_triple_index cell_point(ZEMU_cube* cube, ZEMU_path_triple_index p) {
-    using zemu_kernel::wrap_onto_grid;
-    return ZEMU_cube_triple_index{wrap_onto_grid(p.x, cube->a_grid), wrap_onto_grid(p.y, cube->b_grid),
-                                  wrap_onto_grid(p.z, cube->c_grid)};
-}
-
-double point_distance(ZEMU_cube* cube, ZEMU_path_triple_index a, ZEMU_path_triple_index b) {
-    return ZEMU_distance_grid(cube, a.x, a.y, a.z, b.x, b.y, b.z);
-}
-
-// Barrier of a saddle type: its first library path's saddle above its lower minimum, scaled.
-double saddle_barrier(ZEMU_cube* cube, ZEMU_pathlib* pathlib, int saddle_type) {
-    for (int k = 0; k < pathlib->total_path; k++) {
-        ZEMU_path* p = &pathlib->path[k];
-        if (p->saddle_type != saddle_type) continue;
-        double low = p->start_energy < p->end_energy ? p->start_energy : p->end_energy;
-        return ZEMU_scale_cube_energy(cube, p->saddle_energy) - ZEMU_scale_cube_energy(cube, low);
-    }
-    return 0.0;
-}
-
-}  // namespace
-
-int ZEMU_print_path(ZEMU_cube* cube, ZEMU_grid_path* path, ZEMU_pathlib* pathlib, FILE* print, int plot,
-                    double reac_coor) {
-    if (path->length < 2 || path->grid == nullptr) {
-        fprintf(stderr, "Error: Invalid input to ZEMU_print_path()\n");
-        return 1;
-    }
-    const double jump = point_distance(cube, path->grid[0], path->grid[1]) * (path->length * 0.05);
-    double x = reac_coor;
-    bool previous_minimum = false;
-    for (int i = 0; i < path->length; i++) {
-        ZEMU_cube_triple_index c = cell_point(cube, path->grid[i]);
-        double E = ZEMU_scale_cube_energy(cube, ZEMU_cube_energy(cube, c.x, c.y, c.z));
-        int m = stationary_point_at(cube->minima, cube->total_minima, c);
-        bool minimum = m >= 0;
-        if (i > 0) {
-            if (minimum && previous_minimum) {
-                x += jump;
-                fputs("NEXT\n", print);
-            } else {
-                x += point_distance(cube, path->grid[i - 1], path->grid[i]);
-            }
-        }
-        fprintf(print, "%.6f,%.6f", x, E);
-        if (minimum) {
-            char* label = nullptr;
-            ZEMU_label_minima_site(cube, &label, cube->minima[m].type);
-            fprintf(print, ",%s", label != nullptr ? label : "");
-            free(label);
-            if (plot) {
-                int color = path->color != nullptr ? path->color[i] : -1;
-                int marker = path->marker != nullptr ? path->marker[i] : -1;
-                int style = path->style != nullptr ? path->style[i] : -1;
-                fprintf(print, ",%d,%d,%d", color, marker, style);
-            }
-        } else {
-            int s = stationary_point_at(cube->saddle, cube->total_saddle, c);
-            if (s >= 0) {
-                int t = cube->saddle[s].type;
-                fprintf(print, ",s%d %.6feV", t, saddle_barrier(cube, pathlib, t));
-            }
-        }
-        fputs("\n", print);
-        previous_minimum = minimum;
-    }
-    return 0;
-}
-
-int ZEMU_print_reaction_pathway(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_reaction_pathway_overall* rp_all,
-                                FILE* print) {
-    if (debug_flag) {
-        printf("Calling ZEMU_print_reaction_pathway \n");
-        printf("Reaction Pathways total: %d \n", rp_all->total);
-    }
-    double X = 0.0;
-    for (int r = 0; r < rp_all->total; r++) {
-        ZEMU_connect_list list;
-        list.total = rp_all->rp[r].total_path;
-        list.item = rp_all->rp[r].path;
-        ZEMU_grid_path path;
-        ZEMU_init_grid_path(&path);
-        if (ZEMU_concatenate_path(cube, pathlib, &path, &list)) {
-            ZEMU_free_grid_path(&path);
-            return 1;
-        }
-        for (int i = 0; i < path.length; i++)
-            if (path.color[i] >= 0) path.marker[i] = r;
-        ZEMU_print_path(cube, &path, pathlib, print, 1, r == 0 ? 0.0 : X + 0.5);
-        if (r + 1 < rp_all->total) fputs("NEXT\n", print);
-        X += ZEMU_path_length_in_Angstrom(cube, &path);
-        if (r > 0) X += 0.5;
-        ZEMU_free_grid_path(&path);
-    }
-    fputs("END\n", print);
-    fflush(print);
     return 0;
 }

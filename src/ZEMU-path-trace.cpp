@@ -1,5 +1,7 @@
 // Tracing routes over the energy grid: half paths between a minimum and a
-// saddle, loop removal, monotonicity tests and joining of grid paths.
+// saddle, loop removal, monotonicity tests, joining of grid paths and the
+// placement of a reaction pathway's references as one continuous route.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -7,6 +9,7 @@
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "ZEMU-rp.h"
 #include "ZEMU-kernel.h"
 
 namespace {
@@ -100,31 +103,16 @@ void remove_loops(std::vector<Point>& list) {
 // Resizes the four arrays of a grid path to n entries; 1 when one cannot be had
 // (those already resized keep their new size, which is harmless).
 int grow_attributes(ZEMU_grid_path* path, int n) {
-    int* color = static_cast<int*>(realloc(path->color, sizeof(int) * static_cast<size_t>(n)));
-    if (color == nullptr) return 1;
-    path->color = color;
-    int* style = static_cast<int*>(realloc(path->style, sizeof(int) * static_cast<size_t>(n)));
-    if (style == nullptr) return 1;
-    path->style = style;
-    int* marker = static_cast<int*>(realloc(path->marker, sizeof(int) * static_cast<size_t>(n)));
-    if (marker == nullptr) return 1;
-    path->marker = marker;
-    Point* grid = static_cast<Point*>(realloc(path->grid, sizeof(Point) * static_cast<size_t>(n)));
-    if (grid == nullptr) return 1;
-    path->grid = grid;
-    return 0;
+    using zemu_kernel::resize_array;
+    return resize_array(&path->color, n) || resize_array(&path->style, n) || resize_array(&path->marker, n) ||
+                   resize_array(&path->grid, n)
+               ? 1
+               : 0;
 }
 
 }  // namespace
 
-void ZEMU_init_grid_path(ZEMU_grid_path* path) {
-    path->length = 0;
-    path->saddle = 0;
-    path->color = nullptr;
-    path->style = nullptr;
-    path->marker = nullptr;
-    path->grid = nullptr;
-}
+void ZEMU_init_grid_path(ZEMU_grid_path* path) { *path = ZEMU_grid_path{}; }
 
 // ---------------------------------------------------------------------------
 // Half paths and full paths
@@ -312,12 +300,7 @@ double ZEMU_path_length_in_Angstrom(ZEMU_cube* cube, ZEMU_grid_path* path) {
 }
 
 void ZEMU_reverse_path(ZEMU_grid_path* path) {
-    int n = path->length;
-    for (int i = 0; i < n / 2; i++) {
-        Point tmp = path->grid[i];
-        path->grid[i] = path->grid[n - 1 - i];
-        path->grid[n - 1 - i] = tmp;
-    }
+    if (path->length > 1) std::reverse(path->grid, path->grid + path->length);
 }
 
 void ZEMU_free_grid_path(ZEMU_grid_path* path) {
@@ -330,4 +313,151 @@ void ZEMU_free_grid_path(ZEMU_grid_path* path) {
     path->color = nullptr;
     path->style = nullptr;
     path->marker = nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Placing references in space
+// ---------------------------------------------------------------------------
+
+namespace {
+
+ZEMU_cubeloc make_loc(int x, int y, int z) {
+    ZEMU_cubeloc l;
+    ZEMU_assign_loc(&l, x, y, z);
+    return l;
+}
+
+using zemu_kernel::minimum_image;
+using zemu_kernel::reference_path_index;
+
+ZEMU_cubeloc saddle_point(ZEMU_cube* cube, int s) {
+    return make_loc(cube->saddle[s].x, cube->saddle[s].y, cube->saddle[s].z);
+}
+
+ZEMU_cubeloc shifted(ZEMU_cubeloc l, int dx, int dy, int dz) { return make_loc(l.x + dx, l.y + dy, l.z + dz); }
+
+bool valid_minimum(ZEMU_cube* cube, int m) { return m >= 0 && m < cube->total_minima; }
+bool valid_saddle(ZEMU_cube* cube, int s) { return s >= 0 && s < cube->total_saddle; }
+
+// A qualifying copy: allpath z entered at its start (or at its end).
+struct Entry {
+    int z;
+    bool at_start;
+};
+
+}  // namespace
+
+int ZEMU_get_path_stationary_points(ZEMU_cube* cube, ZEMU_pathlib* pathlib, int ref, ZEMU_cubeloc* route_end,
+                                    int previous_minimum, ZEMU_cubeloc previous_saddle, ZEMU_cubeloc* entry_image,
+                                    ZEMU_cubeloc* saddle_point_out, ZEMU_cubeloc* exit_image, int* exit_minimum) {
+    int k = reference_path_index(pathlib, ref);
+    if (k < 0) return 1;
+    ZEMU_path* P = &pathlib->path[k];
+    if (!valid_minimum(cube, P->start) || !valid_minimum(cube, P->end) || !valid_saddle(cube, P->saddle)) return 1;
+    const bool forwards = ref > 0;
+
+    if (route_end != nullptr) {
+        // Copies of the type continuing from the minimum the route stands on.
+        std::vector<Entry> entries;
+        for (int pass = 0; pass < 2; pass++) {
+            if (pass == 1 && P->start_type != P->end_type) break;
+            for (int z = 0; z < pathlib->total_allpath; z++) {
+                ZEMU_allpath* ap = &pathlib->allpath[z];
+                if (ap->saddle_type != P->saddle_type || ap->start_type != P->start_type || ap->end_type != P->end_type)
+                    continue;
+                if (!valid_minimum(cube, ap->start) || !valid_minimum(cube, ap->end) || !valid_saddle(cube, ap->saddle))
+                    continue;
+                bool at_start = (pass == 0) == forwards;  // the other end on the second pass
+                if ((at_start ? ap->start : ap->end) == previous_minimum) entries.push_back(Entry{z, at_start});
+            }
+        }
+        int chosen = -1;
+        for (size_t e = 0; e < entries.size() && chosen < 0; e++) {
+            ZEMU_allpath* ap = &pathlib->allpath[entries[e].z];
+            ZEMU_cubeloc in = entries[e].at_start
+                                  ? minimum_image(cube, ap->start, ap->start_crossx, ap->start_crossy, ap->start_crossz)
+                                  : minimum_image(cube, ap->end, ap->end_crossx, ap->end_crossy, ap->end_crossz);
+            ZEMU_cubeloc s = shifted(saddle_point(cube, ap->saddle), route_end->x - in.x, route_end->y - in.y,
+                                     route_end->z - in.z);
+            if (!ZEMU_is_loc_equal(s, previous_saddle)) chosen = static_cast<int>(e);
+        }
+        if (chosen < 0 && !entries.empty()) chosen = 0;  // every copy turns back: take the first
+        if (chosen >= 0) {
+            ZEMU_allpath* ap = &pathlib->allpath[entries[chosen].z];
+            ZEMU_cubeloc s_img = minimum_image(cube, ap->start, ap->start_crossx, ap->start_crossy, ap->start_crossz);
+            ZEMU_cubeloc e_img = minimum_image(cube, ap->end, ap->end_crossx, ap->end_crossy, ap->end_crossz);
+            bool at_start = entries[chosen].at_start;
+            ZEMU_cubeloc in = at_start ? s_img : e_img;
+            ZEMU_cubeloc out = at_start ? e_img : s_img;
+            int dx = route_end->x - in.x, dy = route_end->y - in.y, dz = route_end->z - in.z;
+            *entry_image = shifted(in, dx, dy, dz);
+            *saddle_point_out = shifted(saddle_point(cube, ap->saddle), dx, dy, dz);
+            *exit_image = shifted(out, dx, dy, dz);
+            *exit_minimum = at_start ? ap->end : ap->start;
+            return 0;
+        }
+    }
+
+    // The library path itself, reversed for a backward reference.
+    ZEMU_cubeloc s_img = minimum_image(cube, P->start, P->start_p, P->start_q, P->start_r);
+    ZEMU_cubeloc e_img = minimum_image(cube, P->end, P->end_p, P->end_q, P->end_r);
+    ZEMU_cubeloc in = forwards ? s_img : e_img;
+    ZEMU_cubeloc out = forwards ? e_img : s_img;
+    int entry_min = forwards ? P->start : P->end;
+    int dx = 0, dy = 0, dz = 0;
+    if (route_end != nullptr && entry_min == previous_minimum) {
+        dx = route_end->x - in.x;
+        dy = route_end->y - in.y;
+        dz = route_end->z - in.z;
+    }
+    *entry_image = shifted(in, dx, dy, dz);
+    *saddle_point_out = shifted(saddle_point(cube, P->saddle), dx, dy, dz);
+    *exit_image = shifted(out, dx, dy, dz);
+    *exit_minimum = forwards ? P->end : P->start;
+    return 0;
+}
+
+int ZEMU_concatenate_path(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_grid_path* path, ZEMU_connect_list* input) {
+    int previous_minimum = -1;
+    ZEMU_cubeloc previous_saddle = make_loc(0, 0, 0);
+    for (int i = 0; i < input->total; i++) {
+        int ref = input->item[i];
+        // A step that matched no path (reference 0) places no piece; the route goes on from where it stands.
+        if (ref == 0) continue;
+        ZEMU_cubeloc route_end, entry, saddle, exit_img;
+        bool continuing = i > 0 && path->length > 0;
+        if (continuing) {
+            ZEMU_path_triple_index last = path->grid[path->length - 1];
+            route_end = make_loc(last.x, last.y, last.z);
+        }
+        int exit_min = -1;
+        if (ZEMU_get_path_stationary_points(cube, pathlib, ref, continuing ? &route_end : nullptr, previous_minimum,
+                                            previous_saddle, &entry, &saddle, &exit_img, &exit_min)) {
+            fprintf(stderr, "Error: Invalid input to ZEMU_concatenate_path()\n");
+            return 1;
+        }
+        ZEMU_grid_path piece;
+        ZEMU_init_grid_path(&piece);
+        if (ZEMU_build_grid_path(cube, &piece, entry, saddle, exit_img) != 0) {
+            fprintf(stderr, "Error: Unable to trace path %d\n", ref);
+            return 1;
+        }
+        ZEMU_path* P = &pathlib->path[reference_path_index(pathlib, ref)];
+        for (int j = 0; j < piece.length; j++) {
+            piece.color[j] = P->color;
+            piece.style[j] = P->style;
+            piece.marker[j] = -1;
+        }
+        if (path->length <= 0) {
+            ZEMU_free_grid_path(path);
+            *path = piece;
+        } else {
+            int joined = ZEMU_concatenate_grid_path(cube, path, &piece);
+            ZEMU_free_grid_path(&piece);
+            if (joined) return 1;
+        }
+        previous_minimum = exit_min;
+        previous_saddle = saddle;
+    }
+    return 0;
 }

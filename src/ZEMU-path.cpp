@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cmath>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -103,10 +104,7 @@ void ZEMU_append_cellcross_list(ZEMU_cellcross_list* cclist, int point, ZEMU_cel
 void ZEMU_free_cellcross_list(ZEMU_cellcross_list* cclist) {
     free(cclist->points);
     free(cclist->list);
-    cclist->points = nullptr;
-    cclist->list = nullptr;
-    cclist->len = 0;
-    cclist->alloc = 0;
+    *cclist = ZEMU_cellcross_list{};
 }
 
 void ZEMU_init_allpath_list(ZEMU_allpath_list* aplist, int initial_size) {
@@ -130,15 +128,12 @@ void ZEMU_append_allpath_list(ZEMU_allpath_list* aplist, ZEMU_allpath allpath) {
 
 void ZEMU_free_allpath_list(ZEMU_allpath_list* aplist) {
     free(aplist->allpath);
-    aplist->allpath = nullptr;
-    aplist->len = 0;
-    aplist->alloc = 0;
+    *aplist = ZEMU_allpath_list{};
 }
 
 void ZEMU_free_connect_list(ZEMU_connect_list* list) {
-    list->total = 0;
     free(list->item);
-    list->item = nullptr;
+    *list = ZEMU_connect_list{};
 }
 
 // ---------------------------------------------------------------------------
@@ -146,23 +141,16 @@ void ZEMU_free_connect_list(ZEMU_connect_list* list) {
 // ---------------------------------------------------------------------------
 
 void ZEMU_init_pathlib(ZEMU_pathlib* pathlib) {
-    pathlib->pathlib = 0;
-    pathlib->total_path = 0;
-    pathlib->path = nullptr;
-    pathlib->total_allpath = 0;
-    pathlib->allpath = nullptr;
-    pathlib->oneD = 999.0;
-    pathlib->twoD = 999.0;
-    pathlib->threeD = 999.0;
+    *pathlib = ZEMU_pathlib{};
+    pathlib->oneD = pathlib->twoD = pathlib->threeD = 999.0;
 }
 
+// The flag and the activation energies stay as they were.
 void ZEMU_free_pathlib(ZEMU_pathlib* pathlib) {
     free(pathlib->path);
     free(pathlib->allpath);
-    pathlib->path = nullptr;
-    pathlib->allpath = nullptr;
-    pathlib->total_path = 0;
-    pathlib->total_allpath = 0;
+    pathlib->path = nullptr, pathlib->allpath = nullptr;
+    pathlib->total_path = pathlib->total_allpath = 0;
 }
 
 int ZEMU_copy_pathlib(ZEMU_pathlib* source, ZEMU_pathlib* target) {
@@ -186,15 +174,8 @@ int ZEMU_copy_pathlib(ZEMU_pathlib* source, ZEMU_pathlib* target) {
 // ---------------------------------------------------------------------------
 
 void ZEMU_init_cluster(ZEMU_cluster* clust) {
+    *clust = ZEMU_cluster{};
     clust->mul = 1;
-    clust->dimension = 0;
-    clust->ribbon = 0;
-    clust->ID = 0;
-    clust->total_path = 0;
-    clust->path = nullptr;
-    clust->minimum = 0.0;
-    clust->maximum = 0.0;
-    for (int v = 0; v < 3; v++) clust->vector[v] = ZEMU_path_triple_index{0, 0, 0};
 }
 
 int ZEMU_copy_cluster(ZEMU_cluster* source, ZEMU_cluster* target) {
@@ -227,13 +208,23 @@ int ZEMU_alloc_path_clust(ZEMU_cluster_list* list) {
     return 0;
 }
 
-void ZEMU_free_path_clust(ZEMU_cluster_list* list) {
-    if (list->clust != nullptr) {
-        for (int i = 0; i < list->total; i++) {
-            free(list->clust[i].path);
-            list->clust[i].path = nullptr;
-        }
+namespace {
+
+// Releases the `path` array of each of the `total` records (none when null).
+template <typename Record>
+void free_record_paths(Record* records, int total) {
+    for (int i = 0; records != nullptr && i < total; i++) {
+        free(records[i].path);
+        records[i].path = nullptr;
     }
+}
+
+}  // namespace
+
+void ZEMU_init_path_clust(ZEMU_cluster_list* list) { *list = ZEMU_cluster_list{}; }
+
+void ZEMU_free_path_clust(ZEMU_cluster_list* list) {
+    free_record_paths(list->clust, list->total);
     free(list->clust);
     list->clust = nullptr;
 }
@@ -247,15 +238,9 @@ int ZEMU_append_path_to_reaction_pathway(ZEMU_reaction_pathway* rp, int n) {
 }
 
 void ZEMU_free_reaction_pathway(ZEMU_reaction_pathway_overall* rp_all) {
-    if (rp_all->rp != nullptr) {
-        for (int i = 0; i < rp_all->total; i++) {
-            free(rp_all->rp[i].path);
-            rp_all->rp[i].path = nullptr;
-        }
-    }
+    free_record_paths(rp_all->rp, rp_all->total);
     free(rp_all->rp);
-    rp_all->rp = nullptr;
-    rp_all->total = 0;
+    *rp_all = ZEMU_reaction_pathway_overall{};
 }
 
 // ---------------------------------------------------------------------------
@@ -363,12 +348,7 @@ void ZEMU_insert_pathlib_allpath(ZEMU_pathlib* pathlib, ZEMU_allpath allpath) {
 }
 
 void ZEMU_reverse_pathlib_allpath(ZEMU_pathlib* pathlib) {
-    int n = pathlib->total_allpath;
-    for (int i = 0; i < n / 2; i++) {
-        ZEMU_allpath tmp = pathlib->allpath[i];
-        pathlib->allpath[i] = pathlib->allpath[n - 1 - i];
-        pathlib->allpath[n - 1 - i] = tmp;
-    }
+    if (pathlib->total_allpath > 1) std::reverse(pathlib->allpath, pathlib->allpath + pathlib->total_allpath);
 }
 
 namespace {
@@ -499,7 +479,10 @@ double ZEMU_find_loc_distance_celledge(ZEMU_cube* cube, ZEMU_cubeloc loc) {
     if (d <= best) best = d;
     printf("%.3f \n", best);
 
-    // The c face is chosen against the a count on purpose; the face itself lies at c_grid.
+    // The c face is chosen by comparing with the a count, not the c count: the
+    // distances measured so far were taken that way and must stay comparable
+    // (on grids with as many points along a as along c the two agree). The
+    // face itself lies at c_grid.
     face = cell;
     face.z = 2 * cell.z > cube->a_grid ? cube->c_grid : 0;
     d = ZEMU_find_loc_distance(cube, cell, face);

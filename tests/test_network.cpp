@@ -1,22 +1,21 @@
-// Percolation analysis: lattice vectors between images, dimensions, clusters of
-// hand-made path libraries, the threshold scan and the activation energies.
+// Percolation analysis: the clusters of hand-made path libraries, with their
+// dimensions, ribbons, multiplicities and lattice vectors.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "ZEMU-path.h"
+#include "ZEMU-kernel.h"
 #include "ZEMU-network.h"
 #include "fixtures.h"
 
 namespace {
 
-typedef ZEMU_path_triple_index V;
-
 // The first n vectors as "[x,y,z] [x,y,z] ...".
-std::string vecs(const V* v, int n) {
+std::string vecs(const ZEMU_path_triple_index* v, int n) {
     std::string text;
     char one[64];
     for (int i = 0; i < n; i++) {
@@ -26,327 +25,115 @@ std::string vecs(const V* v, int n) {
     return text;
 }
 
-// A hop of a minimum to its own image in cell (dx, dy, dz) over a saddle type.
-struct Hop {
-    int type;
-    double saddle_energy;
-    int dx, dy, dz;
-};
+// A minimum (grid point, type, energy) and a hop from minimum `start` in the home
+// cell to the image of `end` in cell (dx, dy, dz) over a saddle type.
+struct Min { int x, y, z, type; double e; };
+struct Row { int start, end, type; double e; int dx, dy, dz; };
 
-// A small hand-made landscape: a cubic cell of n steps per axis (1 Angstrom per
-// step), minima placed by hand, and a path library whose allpaths join chosen
-// minima images.
-struct Network {
-    ZEMU_cube cube;
-    ZEMU_pathlib lib;
+// A cubic cell of n steps per axis (1 Angstrom each), minima placed by hand
+// and a path library whose allpaths join chosen minima images.
+struct Network : fx::Field {
+    zemu_kernel::ScopedPathlib library;
+    ZEMU_pathlib& lib = *library.get();
 
-    explicit Network(int n = 10) {
-        ZEMU_init_cube(&cube);
-        cube.a_grid = cube.b_grid = cube.c_grid = n;
-        cube.a_x = cube.b_y = cube.c_z = 1.0;
-        ZEMU_calc_cell_parameter(&cube);
-        ZEMU_init_pathlib(&lib);
-    }
-    ~Network() {
-        ZEMU_free_pathlib(&lib);
-        ZEMU_free_cube(&cube);
-    }
-
-    int minimum(int x, int y, int z, int type, double e = 0.0) {
-        EXPECT_EQ(0, ZEMU_add_cube_minima_point(&cube, x, y, z, x, y, z, e, type));
-        return cube.total_minima - 1;
-    }
-
-    // Distinct path of the given types (minimum types from the two minima).
-    void path(int start, int end, int saddle_type, double saddle_energy) {
-        ZEMU_path p;
-        ZEMU_init_path(&p);
-        p.start = start;
-        p.end = end;
-        p.start_type = cube.minima[start].type;
-        p.end_type = cube.minima[end].type;
-        p.saddle_type = saddle_type;
-        p.start_energy = cube.minima[start].e;
-        p.end_energy = cube.minima[end].e;
-        p.saddle_energy = saddle_energy;
-        lib.path = static_cast<ZEMU_path*>(realloc(lib.path, sizeof(ZEMU_path) * (lib.total_path + 1)));
-        lib.path[lib.total_path++] = p;
-    }
-
-    // Hop from `start` in the home cell to the image of `end` in cell (dx, dy, dz).
-    void hop(int start, int end, int saddle_type, double saddle_energy, int dx, int dy, int dz) {
-        ZEMU_allpath ap;
-        ZEMU_assign_allpath(&ap, start, end, lib.total_allpath, cube.minima[start].type, cube.minima[end].type,
-                            saddle_type, 1.0, 0, 0, 0, dx, dy, dz, cube.minima[start].e, cube.minima[end].e,
-                            saddle_energy);
-        lib.allpath =
-            static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (lib.total_allpath + 1)));
-        lib.allpath[lib.total_allpath++] = ap;
-    }
-
-    // One minimum of type 1 at (x, y, z) with hops to its own images; each saddle
-    // type gets one path, at the energy of its first hop.
-    int loops(V at, double e, const std::vector<Hop>& hops) {
-        int m = minimum(at.x, at.y, at.z, 1, e);
-        std::vector<int> pathed;
-        for (const Hop& h : hops) {
-            bool known = false;
-            for (int t : pathed) known = known || t == h.type;
-            if (!known) {
-                path(m, m, h.type, h.saddle_energy);
-                pathed.push_back(h.type);
+    Network(const std::vector<Min>& minima, const std::vector<Row>& hops) : fx::Field(10, 10, 10) {
+        for (const Min& m : minima)
+            EXPECT_EQ(0, ZEMU_add_cube_minima_point(&cube, m.x, m.y, m.z, m.x, m.y, m.z, m.e, m.type));
+        std::vector<int> pathed;  // each saddle type gets one path at its first hop
+        for (const Row& h : hops) {
+            const ZEMU_minima &s = cube.minima[h.start], &e = cube.minima[h.end];
+            if (std::find(pathed.begin(), pathed.end(), h.type) == pathed.end()) {
+                lib.path = static_cast<ZEMU_path*>(realloc(lib.path, sizeof(ZEMU_path) * (lib.total_path + 1)));
+                ZEMU_path& p = lib.path[lib.total_path++];
+                ZEMU_init_path(&p);
+                p.start = h.start, p.end = h.end, p.saddle_type = h.type, p.saddle_energy = h.e;
+                p.start_type = s.type, p.end_type = e.type, p.start_energy = s.e, p.end_energy = e.e;
             }
-            hop(m, m, h.type, h.saddle_energy, h.dx, h.dy, h.dz);
+            pathed.push_back(h.type);
+            const int n = lib.total_allpath++;
+            lib.allpath = static_cast<ZEMU_allpath*>(realloc(lib.allpath, sizeof(ZEMU_allpath) * (n + 1)));
+            ZEMU_assign_allpath(&lib.allpath[n], h.start, h.end, n, s.type, e.type, h.type, 1.0, 0, 0, 0, h.dx, h.dy,
+                                h.dz, s.e, e.e, h.e);
         }
-        return m;
     }
 };
 
 // Owns the clusters of one analysis.
-struct Clusters {
-    ZEMU_cluster_list list{0, nullptr};
-    ~Clusters() { ZEMU_free_path_clust(&list); }
-    ZEMU_cluster& operator[](int c) { return list.clust[c]; }
+struct Clusters : zemu_kernel::ScopedClusters {
+    ZEMU_cluster& operator[](int c) { return get()->clust[c]; }
 };
 
-typedef std::vector<int> Ints;
-
-Ints cluster_paths(const ZEMU_cluster& c) { return Ints(c.path, c.path + c.total_path); }
-// Dimension, ribbon flag, multiplicity and ID of a cluster.
-Ints shape(const ZEMU_cluster& c) { return {c.dimension, c.ribbon, c.mul, c.ID}; }
-
-std::string scan_text(Network& net, double threshold) {
-    return fx::written(
-        [&](FILE* f) { EXPECT_EQ(0, ZEMU_analyze_network_at_saddles(&net.cube, &net.lib, f, threshold)); });
-}
-
-int count_of(const std::string& text, const std::string& word) {
-    int n = 0;
-    for (size_t at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) n++;
-    return n;
-}
-
-const std::string kScanHeader =
-    "---------------------------------------------------------------------\r\n"
-    "  Summary of pathway characteristics at different energy thresholds  \r\n"
-    "---------------------------------------------------------------------\r\n\r\n";
-
-// ---------------------------------------------------------------------------
-
-TEST(LatticeVectors, WholeCellDifferencesOfOneGridPointEachAreNewUpToSign) {
-    Network net;
-    std::vector<V> sites = {{0, 0, 0}, {10, 0, 0}, {5, 0, 0}, {20, 0, 0}, {3, 4, 5}, {3, -6, 5}};
-    int n = 0;
-    V* vec = nullptr;
-    ASSERT_EQ(0, ZEMU_generate_path_vectors(&net.cube, static_cast<int>(sites.size()), sites.data(), &n, &vec));
-    // Pairs in order: (0,1) -> (-10,0,0); (0,3) -> (-20,0,0); (1,3) repeats (-10,0,0); (4,5) -> (0,10,0).
-    EXPECT_EQ(vecs(vec, n), "[-10,0,0] [-20,0,0] [0,10,0]");
-    free(vec);
-
-    // A vector already in the list, or its negative, is not repeated.
-    sites = {{0, 0, 0}, {10, 0, 0}, {0, 0, 10}};
-    n = 1;
-    vec = static_cast<V*>(malloc(sizeof(V)));
-    vec[0] = V{10, 0, 0};
-    ASSERT_EQ(0, ZEMU_generate_path_vectors(&net.cube, 3, sites.data(), &n, &vec));
-    EXPECT_EQ(vecs(vec, n), "[10,0,0] [0,0,-10] [10,0,-10]");
-    free(vec);
-}
-
-TEST(Dimension, FirstNonParallelPairAndFirstNonCoplanarTripleInListOrder) {
-    Network net;
-    int dim = -1;
-    V span[3];
-    // Parallel vectors of different length stay one-dimensional with the last vector.
-    V line[3] = {{10, 0, 0}, {0, 0, 0}, {-20, 0, 0}};
-    ZEMU_generate_path_dimension(&net.cube, 3, line, &dim, span);
-    EXPECT_EQ(1, dim);
-    EXPECT_EQ(vecs(span, 2), "[-20,0,0] [0,0,0]");
-    ZEMU_generate_path_dimension(&net.cube, 1, &line[1], &dim, span);
-    EXPECT_EQ(0, dim);
-
-    V plane[4] = {{10, 0, 0}, {20, 0, 0}, {0, 10, 0}, {10, 10, 0}};
-    ZEMU_generate_path_dimension(&net.cube, 4, plane, &dim, span);
-    EXPECT_EQ(2, dim);
-    EXPECT_EQ(vecs(span, 3), "[10,0,0] [0,10,0] [0,0,0]");
-
-    V space[5] = {{10, 0, 0}, {0, 10, 0}, {10, 10, 0}, {0, 0, -20}, {0, 0, 10}};
-    ZEMU_generate_path_dimension(&net.cube, 5, space, &dim, span);
-    EXPECT_EQ(3, dim);
-    EXPECT_EQ(vecs(span, 3), "[10,0,0] [0,10,0] [0,0,-20]");
-}
-
-TEST(NetworkClusters, ChainAlongAIsOneDimensionalAndItsSingleSiteIsABottleneck) {
-    Network net;
-    net.loops({2, 3, 4}, 0.1, {{1, 0.6, 1, 0, 0}});
+// Each cluster as "dimension ribbon multiplicity top-path [paths] vectors minimum-maximum".
+std::string clusters_of(Network& net, double energy = -1.0) {
     Clusters c;
-    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
-    ASSERT_EQ(1, c.list.total);
-    EXPECT_EQ(shape(c[0]), (Ints{1, 0, 1, 0}));
-    EXPECT_EQ(vecs(c[0].vector, 1), "[10,0,0]");
-    EXPECT_DOUBLE_EQ(0.1, c[0].minimum);
-    EXPECT_DOUBLE_EQ(0.6, c[0].maximum);
-    EXPECT_EQ(Ints({0}), cluster_paths(c[0]));
+    int failed = energy < 0 ? ZEMU_analyze_network(&net.cube, &net.lib, c.get())
+                            : ZEMU_analyze_network_at_energy(&net.cube, &net.lib, c.get(), energy);
+    if (failed) return "failed";
+    std::string text;
+    char head[128];
+    for (int k = 0; k < c->total; k++) {
+        snprintf(head, sizeof head, "%s%dD r%d x%d top %d [", k ? " | " : "", c[k].dimension, c[k].ribbon, c[k].mul,
+                 c[k].ID);
+        text += head;
+        for (int p = 0; p < c[k].total_path; p++) text += (p ? "," : "") + std::to_string(c[k].path[p]);
+        snprintf(head, sizeof head, "] %.1f-%.1f ", c[k].minimum, c[k].maximum);
+        text += head + vecs(c[k].vector, 3);
+    }
+    return text;
 }
 
-TEST(NetworkClusters, CrossLinkedParallelChainsFormARibbonAndAnOpenChainDoesNot) {
-    Network net;
-    int a = net.minimum(0, 0, 0, 1, 0.0);
-    int b = net.minimum(0, 5, 0, 2, 0.2);
-    net.path(a, a, 1, 0.3);
-    net.path(b, b, 2, 0.4);
-    net.path(a, b, 3, 0.5);
-    net.hop(a, a, 1, 0.3, 1, 0, 0);
-    net.hop(b, b, 2, 0.4, -1, 0, 0);
-    net.hop(a, b, 3, 0.5, 0, 0, 0);
-    Clusters linked;
-    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &linked.list));
-    ASSERT_EQ(1, linked.list.total);
-    EXPECT_EQ(shape(linked[0]), (Ints{1, 1, 1, 2}));
-    EXPECT_EQ(vecs(linked[0].vector, 2), "[10,0,0] [0,0,0]");
-    EXPECT_EQ(Ints({0, 2, 1}), cluster_paths(linked[0]));  // order of discovery
-
-    // Below the link, each chain is its own cluster with a bottleneck site.
-    Clusters apart;
-    ASSERT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &apart.list, 0.4));
-    ASSERT_EQ(2, apart.list.total);
-    EXPECT_EQ(0, apart[0].ribbon);
-    EXPECT_EQ(0, apart[1].ribbon);
-    EXPECT_DOUBLE_EQ(0.2, apart[1].minimum);
-}
-
-TEST(NetworkClusters, HopsOfOneMinimumAlongAAndBSpanAPlane) {
-    Network net;
-    net.loops({1, 1, 1}, 0.0, {{1, 0.3, 1, 0, 0}, {1, 0.3, 0, 1, 0}});
-    Clusters c;
-    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
-    ASSERT_EQ(1, c.list.total);
-    EXPECT_EQ(2, c[0].dimension);
-    // Sites p, p+a and (the second hop placed with its end on p) p-b.
-    EXPECT_EQ(vecs(c[0].vector, 2), "[10,0,0] [0,10,0]");
-    EXPECT_EQ(0, c[0].ribbon);
-}
-
-TEST(NetworkClusters, EquivalentClustersMergeAndCollectNonParallelVectors) {
-    Network net;
-    int a = net.minimum(0, 0, 0, 1);
-    int a2 = net.minimum(5, 0, 5, 1);
-    int a3 = net.minimum(0, 5, 5, 1);
-    int a4 = net.minimum(5, 5, 0, 1);
-    net.path(a, a, 1, 0.3);
-    net.hop(a, a, 1, 0.3, 1, 0, 0);
-    net.hop(a2, a2, 1, 0.3, 0, 1, 0);
-    net.hop(a3, a3, 1, 0.3, 0, 0, 1);
-    net.hop(a4, a4, 1, 0.3, 1, 0, 0);
-    Clusters c;
-    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
-    ASSERT_EQ(1, c.list.total);
-    EXPECT_EQ(4, c[0].mul);
-    EXPECT_EQ(1, c[0].dimension);
-    // Oriented before merging; the parallel fourth chain changes nothing.
-    EXPECT_EQ(vecs(c[0].vector, 3), "[10,0,0] [0,10,0] [0,0,10]");
-}
-
-TEST(NetworkClusters, MovedClustersKeepTheRibbonOfTheirNewPosition) {
-    Network net;
-    int a = net.minimum(0, 0, 0, 1);
-    int a2 = net.minimum(5, 0, 5, 1);
-    int c = net.minimum(2, 2, 8, 2);
-    int d = net.minimum(2, 7, 8, 3);
-    net.path(a, a, 1, 0.2);
-    net.path(c, c, 2, 0.3);
-    net.path(d, d, 3, 0.3);
-    net.path(c, d, 4, 0.4);
-    net.hop(a, a, 1, 0.2, 1, 0, 0);
-    net.hop(a2, a2, 1, 0.2, 0, 1, 0);
-    net.hop(c, c, 2, 0.3, 1, 0, 0);
-    net.hop(d, d, 3, 0.3, 1, 0, 0);
-    net.hop(c, d, 4, 0.4, 0, 0, 0);
-    Clusters list;
-    ASSERT_EQ(0, ZEMU_analyze_network(&net.cube, &net.lib, &list.list));
-    ASSERT_EQ(2, list.list.total);
-    EXPECT_EQ(2, list[0].mul);
-    EXPECT_EQ(vecs(&list[0].vector[1], 1), "[0,10,0]");
-    // The cross-linked pair of chains moved down onto the absorbed chain's place
-    // and carries that place's ribbon 0 (its own test gave 1).
-    EXPECT_EQ(Ints({1, 3, 2}), cluster_paths(list[1]));
-    EXPECT_EQ(shape(list[1]), (Ints{1, 0, 1, 3}));
-    EXPECT_DOUBLE_EQ(0.4, list[1].maximum);
-}
-
-TEST(NetworkClusters, UnknownMinimumIndexIsRefused) {
-    Network net;
-    net.loops({0, 0, 0}, 0.0, {{1, 0.3, 1, 0, 0}});
-    net.lib.allpath[0].end = 7;
-    Clusters c;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(1, ZEMU_analyze_network(&net.cube, &net.lib, &c.list));
-    EXPECT_EQ("Error: Invalid input to ZEMU_analyze_network()\n", testing::internal::GetCapturedStderr());
-}
-
-TEST(NetworkAtEnergy, OnlyLeadingAllpathsWithinToleranceTakePart) {
-    Network net;
-    net.loops({0, 0, 0}, 0.0, {{1, 0.3, 1, 0, 0}, {2, 0.5, 0, 1, 0}});
-    Clusters none;
-    none.list.total = 7;  // untouched when no allpath qualifies
-    EXPECT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &none.list, 0.29));
-    EXPECT_EQ(7, none.list.total);
-    none.list.total = 0;
-
-    Clusters low;
-    ASSERT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, &low.list, 0.5 - 1e-11));
-    ASSERT_EQ(1, low.list.total);
-    EXPECT_EQ(2, low[0].dimension);
-}
-
-TEST(ThresholdScan, EqualSaddleEnergiesGiveOneBlockAndTheLimitStopsTheScan) {
-    Network empty;
-    EXPECT_EQ(kScanHeader, scan_text(empty, 999.0));  // an empty library: the header alone
-
-    Network net;
-    net.loops({0, 0, 0}, 0.0,
-              {{1, 0.3, 1, 0, 0}, {1, 0.3 + 1e-12, 0, 1, 0}, {1, 0.3, 0, 0, 1}, {2, 0.7, 1, 1, 0}});
-    std::string all = scan_text(net, 999.0);
-    EXPECT_EQ(2, count_of(all, "Threshold energy"));
-    EXPECT_NE(std::string::npos, all.find(" Threshold energy: 0.300000 eV\r\n"));
-    EXPECT_NE(std::string::npos, all.find(" Threshold energy: 0.700000 eV\r\n"));
-    EXPECT_EQ(1, count_of(scan_text(net, 0.5), "Threshold energy"));
-}
-
-TEST(ThresholdScan, ThresholdsArePrintedInTheScaledMeasure) {
-    Network net;
-    char expr[] = "2*E";
-    ASSERT_EQ(0, ZEMU_parse_energy_scaling(&net.cube, expr));
-    net.cube.scaling = 1;
-    net.loops({0, 0, 0}, 0.0, {{1, 0.25, 1, 0, 0}});
-    EXPECT_NE(std::string::npos, scan_text(net, 999.0).find(" Threshold energy: 0.500000 eV\r\n"));
-}
-
-TEST(ActivationEnergy, EachDimensionTakesTheLowestBarrierThatOpensIt) {
+TEST(NetworkClusters, DimensionRibbonsMultiplicityAndVectorsOfHandMadeNetworks) {
     const struct {
         const char* what;
-        double minimum;
-        std::vector<Hop> hops;
-        double one, two, three;
+        std::vector<Min> minima;
+        std::vector<Row> hops;
+        std::string clusters;
     } cases[] = {
-        {"empty library keeps no barrier", 0.0, {}, 999.0, 999.0, 999.0},
-        {"3-D at the lowest threshold sets all three",
-         0.1,
-         {{1, 0.4, 1, 0, 0}, {1, 0.4, 0, 1, 0}, {1, 0.4, 0, 0, 1}},
-         0.3,
-         0.3,
-         0.3},
-        {"one barrier per dimension", 0.0, {{1, 0.2, 1, 0, 0}, {2, 0.5, 0, 1, 0}}, 0.2, 0.5, 999.0},
+        // One chain along a: its single site is a bottleneck, no ribbon.
+        {"chain", {{2, 3, 4, 1, 0.1}}, {{0, 0, 1, 0.6, 1, 0, 0}},
+         "1D r0 x1 top 0 [0] 0.1-0.6 [10,0,0] [0,0,0] [0,0,0]"},
+        // Sites p, p+a and (the second hop placed with its end on p) p-b.
+        {"plane", {{2, 3, 4, 1, 0.1}}, {{0, 0, 1, 0.6, 1, 0, 0}, {0, 0, 1, 0.6, 0, 1, 0}},
+         "2D r0 x1 top 0 [0] 0.1-0.6 [10,0,0] [0,10,0] [0,0,0]"},
+        // Two parallel chains linked once: a ribbon; paths in order of discovery.
+        {"linked chains", {{0, 0, 0, 1, 0.0}, {0, 5, 0, 2, 0.2}},
+         {{0, 0, 1, 0.3, 1, 0, 0}, {1, 1, 2, 0.4, -1, 0, 0}, {0, 1, 3, 0.5, 0, 0, 0}},
+         "1D r1 x1 top 2 [0,2,1] 0.0-0.5 [10,0,0] [0,0,0] [0,0,0]"},
+        // Four equivalent chains merge, oriented first; the parallel fourth adds nothing.
+        {"equivalent chains", {{0, 0, 0, 1, 0.0}, {5, 0, 5, 1, 0.0}, {0, 5, 5, 1, 0.0}, {5, 5, 0, 1, 0.0}},
+         {{0, 0, 1, 0.3, 1, 0, 0}, {1, 1, 1, 0.3, 0, 1, 0}, {2, 2, 1, 0.3, 0, 0, 1}, {3, 3, 1, 0.3, 1, 0, 0}},
+         "1D r0 x4 top 0 [0] 0.0-0.3 [10,0,0] [0,10,0] [0,0,10]"},
+        // The linked pair of chains moves down onto the place of the absorbed
+        // second chain of type 1 and carries that place's ribbon 0 (its own test gave 1).
+        {"moved cluster", {{0, 0, 0, 1, 0.0}, {5, 0, 5, 1, 0.0}, {2, 2, 8, 2, 0.0}, {2, 7, 8, 3, 0.0}},
+         {{0, 0, 1, 0.2, 1, 0, 0}, {1, 1, 1, 0.2, 0, 1, 0}, {2, 2, 2, 0.3, 1, 0, 0}, {3, 3, 3, 0.3, 1, 0, 0},
+          {2, 3, 4, 0.4, 0, 0, 0}},
+         "1D r0 x2 top 0 [0] 0.0-0.2 [10,0,0] [0,10,0] [0,0,0] | "
+         "1D r0 x1 top 3 [1,3,2] 0.0-0.4 [10,0,0] [0,0,0] [0,0,0]"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        Network net;
-        if (!c.hops.empty()) net.loops({0, 0, 0}, c.minimum, c.hops);
-        ASSERT_EQ(0, ZEMU_calc_activation_energy(&net.cube, &net.lib));
-        EXPECT_NEAR(c.one, net.lib.oneD, 1e-12);
-        EXPECT_NEAR(c.two, net.lib.twoD, 1e-12);
-        EXPECT_NEAR(c.three, net.lib.threeD, 1e-12);
+        Network net(c.minima, c.hops);
+        EXPECT_EQ(clusters_of(net), c.clusters);
+        // Below the link the two chains are clusters of their own, without ribbon.
+        if (std::string(c.what) == "linked chains") {
+            EXPECT_EQ(clusters_of(net, 0.4), "1D r0 x1 top 0 [0] 0.0-0.3 [10,0,0] [0,0,0] [0,0,0] | "
+                                             "1D r0 x1 top 1 [1] 0.2-0.4 [10,0,0] [0,0,0] [0,0,0]");
+        }
     }
+}
+
+TEST(NetworkAtEnergy, OnlyLeadingAllpathsWithinToleranceTakePartAndUnknownMinimaAreRefused) {
+    Network net({{0, 0, 0, 1, 0.0}}, {{0, 0, 1, 0.3, 1, 0, 0}, {0, 0, 2, 0.5, 0, 1, 0}});
+    Clusters none;
+    none->total = 7;  // untouched when no allpath qualifies
+    EXPECT_EQ(0, ZEMU_analyze_network_at_energy(&net.cube, &net.lib, none.get(), 0.29));
+    EXPECT_EQ(7, none->total);
+    none->total = 0;
+    EXPECT_EQ(clusters_of(net, 0.5 - 1e-11).substr(0, 2), "2D");
+    net.lib.allpath[0].end = 7;
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(clusters_of(net), "failed"); }),
+              "Error: Invalid input to ZEMU_analyze_network()\n");
 }
 
 }  // namespace

@@ -1,45 +1,27 @@
+// Grid routes: half paths traced between a minimum and a saddle, their
+// irreducibility, joins, reversal and length.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
-#include <string>
 #include <vector>
 
-#include "ZEMU-path.h"
+#include "fixtures.h"
 
 namespace {
 
 using Points = std::vector<std::vector<int>>;
 
-// A cubic grid of n^3 points, 1 Angstrom per step, every energy `background`.
-// The landscapes below carve a channel along +x through a high background, so
-// the traced routes are predictable point by point.
-struct TraceGrid {
-    ZEMU_cube cube;
-    explicit TraceGrid(int n, double background = 10.0) {
-        memset(&cube, 0, sizeof(cube));
-        ZEMU_init_cube(&cube);
-        cube.a_grid = cube.b_grid = cube.c_grid = n;
-        cube.a_x = cube.b_y = cube.c_z = 1.0;
-        ZEMU_calc_cell_parameter(&cube);
-        EXPECT_EQ(ZEMU_alloc_cube_energy(&cube), 0);
-        for (int i = 0; i < n; i++)
-            for (int j = 0; j < n; j++)
-                for (int k = 0; k < n; k++) cube.energy[i][j][k] = background;
-    }
-    ~TraceGrid() { ZEMU_free_cube(&cube); }
-    void set(int x, int y, int z, double e) { cube.energy[x][y][z] = e; }
-    // Energies of the points (x, 0, 0), x = 0, 1, ...
-    void set_axis(const std::vector<double>& e) {
+// A cubic grid of n^3 points, 1 Angstrom per step, every energy `background`;
+// the landscapes below carve a channel along +x, so that the traced routes
+// are predictable point by point.
+struct TraceGrid : fx::Grid {
+    explicit TraceGrid(int n, double background = 10.0) : fx::Grid(n, n, n, background, 1.0) {}
+    void set_axis(const std::vector<double>& e) {  // energies of (x, 0, 0), x = 0, 1, ...
         for (size_t x = 0; x < e.size(); x++) set(static_cast<int>(x), 0, 0, e[x]);
     }
 };
 
-ZEMU_cubeloc loc(int x, int y, int z) {
-    ZEMU_cubeloc l;
-    ZEMU_assign_loc(&l, x, y, z);
-    return l;
-}
+ZEMU_cubeloc loc(int x, int y, int z) { return ZEMU_cubeloc{x, y, z}; }
 
 Points points_of(const ZEMU_grid_path& p) {
     Points out;
@@ -56,12 +38,10 @@ Points axis_points(int from, int to) {
 // A hand-made path of the points (0,0,0) .. (n-1,0,0); saddle index refreshed.
 struct AxisPath {
     std::vector<ZEMU_path_triple_index> pts;
-    ZEMU_grid_path path;
+    ZEMU_grid_path path{};
     AxisPath(ZEMU_cube* cube, int n) : pts(n) {
         for (int i = 0; i < n; i++) pts[i] = ZEMU_path_triple_index{i, 0, 0};
-        ZEMU_init_grid_path(&path);
-        path.length = n;
-        path.grid = pts.data();
+        path.length = n, path.grid = pts.data();
         ZEMU_refresh_path_saddle(cube, &path);
     }
 };
@@ -70,41 +50,27 @@ struct AxisPath {
 ZEMU_grid_path owned_path(const Points& pts, int a) {
     ZEMU_grid_path p;
     ZEMU_init_grid_path(&p);
-    int n = static_cast<int>(pts.size());
-    p.length = n;
-    p.grid = static_cast<ZEMU_path_triple_index*>(malloc(sizeof(ZEMU_path_triple_index) * n));
-    p.color = static_cast<int*>(malloc(sizeof(int) * n));
-    p.style = static_cast<int*>(malloc(sizeof(int) * n));
-    p.marker = static_cast<int*>(malloc(sizeof(int) * n));
-    for (int i = 0; i < n; i++) {
+    p.length = static_cast<int>(pts.size());
+    for (int** q : {&p.color, &p.style, &p.marker}) *q = static_cast<int*>(malloc(sizeof(int) * pts.size()));
+    p.grid = static_cast<ZEMU_path_triple_index*>(malloc(sizeof(ZEMU_path_triple_index) * pts.size()));
+    for (int i = 0; i < p.length; i++) {
         p.grid[i] = ZEMU_path_triple_index{pts[i][0], pts[i][1], pts[i][2]};
-        p.color[i] = a;
-        p.style[i] = a + 100;
-        p.marker[i] = a + 200;
+        p.color[i] = a, p.style[i] = a + 100, p.marker[i] = a + 200;
     }
     return p;
 }
 
-struct Point {
-    int x, y, z;
-    double e;
-};
+struct Point { int x, y, z; double e; };
 
 }  // namespace
 
 // Half paths traced from (from,0,0) to (to,0,0); a failed trace leaves the
 // path untouched. Checked points are all plot-attribute free (-1).
 TEST(HalfGridPath, TracedPointsSaddleAndRefusals) {
-    struct Case {
-        const char* what;
-        int n;
-        double background;
-        std::vector<double> axis;
-        std::vector<Point> extra;
-        int from, to, rc;
-        Points expected;
-        int saddle;  // -1: not checked
-    } cases[] = {
+    // Grid size, background, energies along the axis and elsewhere; ends, result,
+    // points traced and saddle index (-1: not checked).
+    struct Case { const char* what; int n; double background; std::vector<double> axis; std::vector<Point> extra;
+                  int from, to, rc; Points expected; int saddle; } cases[] = {
         {"neighbouring ends give just the two points", 8, 10.0, {0.0, 1.0}, {}, 0, 1, 0, axis_points(0, 1), 1},
         {"neighbouring ends of equal energy are trimmed to one point", 8, 10.0, {2.0, 2.0}, {}, 0, 1, 0,
          axis_points(1, 1), -1},
@@ -124,10 +90,6 @@ TEST(HalfGridPath, TracedPointsSaddleAndRefusals) {
          {{1, 1, 1, 1.0}, {1, 1, 0, 1.1}}, 0, 6, 0, axis_points(0, 6), -1},
         {"detour over ridges (4 of 7 steps climb) is rejected", 12, 10.0, {0.0, 1.0, 0.5, 1.0, 0.5, 1.0, 0.5, 2.0},
          {}, 0, 7, -1, {}, -1},
-        {"three quarters of steps climbing is enough", 12, 10.0, {0.0, 1.0, 2.0, 1.5, 3.0, 4.0, 3.5, 5.0, 6.0}, {}, 0,
-         8, 0, axis_points(0, 8), 8},
-        {"five of eight climbing is not", 12, 10.0, {0.0, 1.0, 2.0, 1.5, 3.0, 4.0, 3.5, 5.0, 4.5}, {}, 0, 8, -1, {},
-         -1},
         {"leading plateau is trimmed", 12, 10.0, {1.0, 1.0, 1.0, 0.5, 0.2, 0.0}, {}, 0, 5, 0, axis_points(2, 5), 0},
         // From the image of (6,0,0) one cell down, -2 .. 2 along a.
         {"unwrapped ends read energies through the periodic cell", 8, 10.0, {0.0, 0.3, 0.6},
@@ -141,13 +103,13 @@ TEST(HalfGridPath, TracedPointsSaddleAndRefusals) {
         ZEMU_grid_path p;
         ZEMU_init_grid_path(&p);
         if (c.rc != 0) p.length = 12345;
-        testing::internal::CaptureStderr();
-        int rc = ZEMU_build_half_grid_path(&g.cube, &p, loc(c.from, 0, 0), loc(c.to, 0, 0));
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), c.rc == 1 ? "Error: ZEMU_MAX_PATH_LENGTH exceeded\n" : "");
+        int rc = 0;
+        auto trace = [&] { rc = ZEMU_build_half_grid_path(&g.cube, &p, loc(c.from, 0, 0), loc(c.to, 0, 0)); };
+        EXPECT_EQ(fx::stderr_of(trace),
+                  c.rc == 1 ? "Error: ZEMU_MAX_PATH_LENGTH exceeded\n" : "");
         ASSERT_EQ(rc, c.rc);
         if (rc != 0) {
-            EXPECT_EQ(p.length, 12345);
-            EXPECT_EQ(p.grid, nullptr);
+            EXPECT_TRUE(p.length == 12345 && p.grid == nullptr);
             continue;
         }
         EXPECT_EQ(points_of(p), c.expected);
@@ -161,18 +123,12 @@ TEST(HalfGridPath, TracedPointsSaddleAndRefusals) {
 // Hand-made paths along the axis. A half path of fewer than 6 points passes
 // whatever its shape; a full path skips its first step and counts flat steps.
 TEST(PathIrreducibility, ShareOfStepsTowardsTheTop) {
-    struct Case {
-        const char* what;
-        std::vector<double> axis;
-        int saddle, half, full;  // -1: not checked
-    } cases[] = {
+    struct Case { const char* what; std::vector<double> axis; int saddle, half, full; } cases[] = {  // -1: not checked
         {"short half path of any shape", {0.0, 2.0, 0.0, 2.0, 1.0}, -1, 1, -1},
-        {"descending half path with one flat step of six", {5.0, 4.0, 4.0, 3.0, 2.0, 1.0, 0.0}, -1, 1, -1},
         {"descending half path with two flat steps (4/6)", {5.0, 4.0, 4.0, 3.0, 3.0, 1.0, 0.0}, -1, 0, -1},
         {"half path with equal ends climbs to the last point (4/5)", {1.0, 2.0, 3.0, 4.0, 5.0, 1.0}, -1, 1, -1},
         {"full path 3 of 4 counted, the first climb skipped", {0.0, 1.0, 2.0, 3.0, 2.0}, 3, 1, 0},
         {"full path 5 of 6 with two flat steps", {0.5, 0.0, 1.0, 3.0, 2.0, 2.0, 2.0}, 3, -1, 1},
-        {"full path 4 of 5 with the flat step uphill", {0.0, 1.0, 1.0, 3.0, 2.0, 1.0}, 3, -1, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -191,79 +147,39 @@ TEST(GridPathJoin, SharedPointIsKeptOnceWithSecondPathsAttributesAndSeparatePoin
     ZEMU_grid_path one = owned_path(axis_points(0, 2), 1), two = owned_path(axis_points(2, 4), 2);
     ASSERT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 0);
     EXPECT_EQ(points_of(one), axis_points(0, 4));
-    EXPECT_EQ(one.color[1], 1);
-    EXPECT_EQ(one.color[2], 2);
-    EXPECT_EQ(one.style[2], 102);
-    EXPECT_EQ(one.marker[2], 202);
-    EXPECT_EQ(one.saddle, 3);
+    EXPECT_EQ((std::vector<int>{one.color[1], one.color[2], one.style[2], one.marker[2], one.saddle}),
+              (std::vector<int>{1, 2, 102, 202, 3}));
     EXPECT_EQ(two.length, 3);  // the second path is left to its owner
     ZEMU_free_grid_path(&one);
     ZEMU_free_grid_path(&two);
 
-    one = owned_path({{0, 0, 0}}, 1);
-    two = owned_path({{5, 5, 5}, {6, 5, 5}}, 2);
-    ASSERT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 0);
-    EXPECT_EQ(points_of(one), (Points{{0, 0, 0}, {5, 5, 5}, {6, 5, 5}}));
-    ZEMU_free_grid_path(&one);
-    ZEMU_free_grid_path(&two);
-}
-
-TEST(GridPathJoin, RefusesEmptyAndOverlongJoins) {
-    TraceGrid g(8, 0.0);
+    // Empty and overlong joins are refused, the first path kept as it was.
     ZEMU_grid_path empty;
     ZEMU_init_grid_path(&empty);
-    ZEMU_grid_path one = owned_path(axis_points(0, 599), 1);
-    ZEMU_grid_path two = owned_path(axis_points(599, 1098), 2);  // 500 points, one shared
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &empty), 1);
-    EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &empty, &one), 1);
-    EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    one = owned_path(axis_points(0, 599), 1);
+    two = owned_path(axis_points(599, 1098), 2);  // 500 points, one shared
+    EXPECT_EQ(fx::stderr_of([&] {
+                  EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &empty), 1);
+                  EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &empty, &one), 1);
+                  EXPECT_EQ(ZEMU_concatenate_grid_path(&g.cube, &one, &two), 1);
+              }),
               "Error: Invalid input to ZEMU_concatenate_grid_path\n"
               "Error: Invalid input to ZEMU_concatenate_grid_path\n"
               "Error: ZEMU_MAX_PATH_LENGTH exceeed\n");
     EXPECT_EQ(one.length, 600);
-    EXPECT_EQ(one.color[599], 1);
     ZEMU_free_grid_path(&one);
     ZEMU_free_grid_path(&two);
 }
 
-TEST(GridPath, MinimumSaddleMinimumJoinsBothHalvesAndAFailingHalfIsReported) {
-    TraceGrid g(12);
-    g.set_axis({0.0, 1.0, 2.0, 3.0, 2.0, 1.0, 0.0});
-    ZEMU_grid_path p;
-    ZEMU_init_grid_path(&p);
-    ASSERT_EQ(ZEMU_build_grid_path(&g.cube, &p, loc(0, 0, 0), loc(3, 0, 0), loc(6, 0, 0)), 0);
-    EXPECT_EQ(points_of(p), axis_points(0, 6));
-    EXPECT_EQ(p.saddle, 3);
-    EXPECT_DOUBLE_EQ(ZEMU_path_length_in_Angstrom(&g.cube, &p), 6.0);
-    EXPECT_EQ(ZEMU_path_is_irreducible(&g.cube, &p), 1);
-    ZEMU_free_grid_path(&p);
-
-    // The second half climbs on too few steps: -1 as it came, nothing kept.
-    g.set_axis({0.0, 1.0, 2.0, 3.0, 1.0, 2.0, 1.0, 2.0, 1.0, 2.5});
-    EXPECT_EQ(ZEMU_build_grid_path(&g.cube, &p, loc(0, 0, 0), loc(3, 0, 0), loc(9, 0, 0)), -1);
-    EXPECT_EQ(p.length, 0);
-    EXPECT_EQ(p.grid, nullptr);
-}
-
-TEST(GridPath, ReverseMovesOnlyThePoints) {
-    ZEMU_grid_path p = owned_path(axis_points(0, 4), 7);
-    p.color[0] = 1;
-    p.saddle = 1;
-    ZEMU_reverse_path(&p);
-    EXPECT_EQ(points_of(p), (Points{{4, 0, 0}, {3, 0, 0}, {2, 0, 0}, {1, 0, 0}, {0, 0, 0}}));
-    EXPECT_EQ(p.color[0], 1);
-    EXPECT_EQ(p.saddle, 1);
-    ZEMU_free_grid_path(&p);
-}
-
-TEST(GridPath, LengthIsZeroBelowTwoPointsAndFollowsUnwrappedSteps) {
+TEST(GridPath, ReverseMovesOnlyThePointsAndLengthFollowsUnwrappedSteps) {
     TraceGrid g(8);
-    ZEMU_grid_path p = owned_path({{7, 0, 0}}, 0);
-    EXPECT_DOUBLE_EQ(ZEMU_path_length_in_Angstrom(&g.cube, &p), 0.0);
-    ZEMU_free_grid_path(&p);
-    p = owned_path({{7, 0, 0}, {8, 1, 0}, {9, 1, 0}}, 0);
+    ZEMU_grid_path p = owned_path({{7, 0, 0}, {8, 1, 0}, {9, 1, 0}}, 0);
+    p.color[0] = 1;
+    ZEMU_reverse_path(&p);
+    EXPECT_EQ(points_of(p), (Points{{9, 1, 0}, {8, 1, 0}, {7, 0, 0}}));
+    EXPECT_EQ(p.color[0], 1);
     EXPECT_DOUBLE_EQ(ZEMU_path_length_in_Angstrom(&g.cube, &p), 1.0 + std::sqrt(2.0));
+    p.length = 1;
+    EXPECT_DOUBLE_EQ(ZEMU_path_length_in_Angstrom(&g.cube, &p), 0.0);
     ZEMU_free_grid_path(&p);
 }
