@@ -1,7 +1,6 @@
 // Fixtures shared by the tests: output capture, working directories, grids,
 // structures and graphs built in memory, the synthetic landscapes with their
-// expected report sections, the command-mode session and the bundled examples
-// loaded through the library.
+// report frames, and the command-mode session.
 #ifndef ZEMU_TESTS_FIXTURES_H
 #define ZEMU_TESTS_FIXTURES_H
 
@@ -216,8 +215,6 @@ const char kSaddleFrame[] =
     "-----------------------------------------------------------------\r\n\r\n";
 const char kMinimaColumns[] =
     "    Index   Grid coor.    True grid coor.     Frac. coor.         Occ.    Ion type\r\n";
-const char kSaddleColumns[] =
-    "    Index   Grid coor.    True grid coor.     Frac. coor.         True frac. coor.\r\n";
 
 // The two total lines of a report section ("minima" or "saddle") and the blank line after them.
 inline std::string totals(const std::string& what, int points, int types) {
@@ -292,30 +289,6 @@ const std::vector<std::string> kP1bar = {"x,y,z", "-x,-y,-z"};
 inline Profile wells_p() { return combine(1.0, kCos2, 0.1, kCos1); }
 inline std::string wells_cube(int n = 8, const char* step = "1.000000", const char* eol = "\n") {
     return cube_text(wells_p(), combine(-0.5, kCos2, 0.2, kCos1), combine(-0.4, kCos2, 0.1, kCos1), n, step, eol);
-}
-
-// The minima section of "wells": labels per type, occ1 ends the rows of the lowest type.
-inline std::string wells_minima(const char* l1, const char* occ1, const char* l2, const char* l3, const char* l4) {
-    char buf[4096];
-    snprintf(buf, sizeof buf,
-             "Minima type: %s (Energy: 0.000000 eV)\r\n%s"
-             "        0     2   4   4     2.0   4.0   4.0   0.250 0.500 0.500   %s"
-             "        1     6   4   4     6.0   4.0   4.0   0.750 0.500 0.500   %s"
-             "Multiplicity: 2\r\n\r\n"
-             "Minima type: %s (Energy: 0.200000 eV)\r\n%s"
-             "        2     6   4   0     6.0   4.0   0.0   0.750 0.500 0.000   \r\n"
-             "        3     2   4   0     2.0   4.0   0.0   0.250 0.500 0.000   \r\n"
-             "Multiplicity: 2\r\n\r\n"
-             "Minima type: %s (Energy: 0.400000 eV)\r\n%s"
-             "        4     2   0   4     2.0   0.0   4.0   0.250 0.000 0.500   \r\n"
-             "        5     6   0   4     6.0   0.0   4.0   0.750 0.000 0.500   \r\n"
-             "Multiplicity: 2\r\n\r\n"
-             "Minima type: %s (Energy: 0.600000 eV)\r\n%s"
-             "        6     2   0   0     2.0   0.0   0.0   0.250 0.000 0.000   \r\n"
-             "        7     6   0   0     6.0   0.0   0.0   0.750 0.000 0.000   \r\n"
-             "Multiplicity: 2\r\n\r\n",
-             l1, kMinimaColumns, occ1, occ1, l2, kMinimaColumns, l3, kMinimaColumns, l4, kMinimaColumns);
-    return kMinimaFrame + totals("minima", 8, 4) + buf;
 }
 
 
@@ -409,64 +382,6 @@ inline std::string command_output(const std::string& out) {
 
 inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-
-// A bundled example loaded through the site analysis (and, when asked, its path
-// library), inside a working directory that sees the project's bin/.
-struct Example {
-    InDir wd{true};
-    std::string cube_file, cif_file;
-    ZEMU_cube cube;
-    ZEMU_cif cif;
-    ZEMU_pathlib lib;
-
-    Example() {
-        ZEMU_init_cube(&cube);
-        EXPECT_EQ(ZEMU_init_cif(&cif), 0);
-        ZEMU_init_fastgen(&cif);
-        ZEMU_init_pathlib(&lib);
-    }
-    ~Example() {
-        ZEMU_free_pathlib(&lib);
-        ZEMU_free_cube(&cube);
-        ZEMU_free_cif(&cif);
-    }
-    Example(const Example&) = delete;
-    Example& operator=(const Example&) = delete;
-
-    void load(const std::string& name, const char* ion, bool paths = false) {
-        cube_file = zemu_test::source_file("examples/" + name + "/landscape.cube");
-        cif_file = zemu_test::source_file("examples/" + name + "/structure.cif");
-        cif.ion = 1;
-        snprintf(cif.probe_type, sizeof cif.probe_type, "%s", ion);
-        char identity[] = "E";
-        cube.scaling = 1;
-        cube.cube = 1;
-        cif.cif = 1;
-        ASSERT_EQ(ZEMU_parse_energy_scaling(&cube, identity), 0);
-        ASSERT_EQ(ZEMU_load_cube(&cube_file[0], &cube), 0);
-        ASSERT_EQ(ZEMU_process_cube(&cube), 0);
-        ASSERT_EQ(ZEMU_load_cif(&cif_file[0], &cif), 0);
-        ZEMU_prepare_fastgen_symop(&cif, &cube);
-        ZEMU_asymmetric_unit asym;
-        ZEMU_init_asymmetric_unit(&asym);
-        int found = ZEMU_find_asymmetric_unit(&cube, &cif, &asym);
-        if (found == 0)
-            found = cif.diff_neigh ? ZEMU_find_stationary_points2(&cube, &cif)
-                                   : ZEMU_find_stationary_points(&cube, &cif, &asym);
-        ZEMU_free_asymmetric_unit(&asym);
-        ASSERT_EQ(found, 0);
-        ASSERT_EQ(ZEMU_group_saddle_by_symmetry(&cube, &cif), 0);
-        ASSERT_EQ(ZEMU_group_minima_by_symmetry(&cube, &cif), 0);
-        ASSERT_EQ(ZEMU_assign_ion_to_sites(&cube, &cif), 0);
-        ZEMU_assign_interstitial_labels(&cube, &cif);
-        if (!paths) return;
-        testing::internal::CaptureStderr();  // saddle types without minima are warned about
-        int built = ZEMU_build_path(&cube, &cif, &lib) || ZEMU_build_allpaths(&cube, &cif, &lib) ||
-                    ZEMU_filter_redundant_path(&cube, &lib);
-        testing::internal::GetCapturedStderr();
-        ASSERT_EQ(built, 0);
-    }
-};
 
 }  // namespace fx
 
