@@ -253,18 +253,18 @@ bool candidate_states(const std::vector<std::string>& elements, const std::vecto
 // elements on several sites.
 std::vector<Unknown> search_unknowns(const std::vector<std::string>& unknown_elements,
                                      const std::vector<ZEMU_import_site>& sites,
-                                     std::map<std::string, std::vector<int>>& candidates, bool per_site) {
+                                     const std::map<std::string, std::vector<int>>& candidates, bool per_site) {
     std::vector<Unknown> unknowns;
     for (const std::string& el : unknown_elements) {
         std::vector<size_t> idx;
         for (size_t i = 0; i < sites.size(); i++)
             if (sites[i].element == el) idx.push_back(i);
         if (!per_site || idx.size() == 1) {
-            Unknown u{idx, 0.0, candidates[el]};
+            Unknown u{idx, 0.0, candidates.at(el)};
             for (size_t i : idx) u.weight += sites[i].occ * sites[i].mul;
             unknowns.push_back(u);
         } else {
-            for (size_t i : idx) unknowns.push_back(Unknown{{i}, sites[i].occ * sites[i].mul, candidates[el]});
+            for (size_t i : idx) unknowns.push_back(Unknown{{i}, sites[i].occ * sites[i].mul, candidates.at(el)});
         }
     }
     return unknowns;
@@ -273,10 +273,10 @@ std::vector<Unknown> search_unknowns(const std::vector<std::string>& unknown_ele
 // " (nearest: ... leaves ... e per formula unit)" for the assignment per element leaving
 // the least charge; empty when there is none to name.
 std::string nearest_miss(const std::vector<std::string>& unknown_elements, const std::vector<ZEMU_import_site>& sites,
-                         std::map<std::string, std::vector<int>>& candidates, double fixed_charge, int z) {
+                         const std::map<std::string, std::vector<int>>& candidates, double fixed_charge, int z) {
     std::vector<Unknown> per_element;
     for (const std::string& el : unknown_elements) {
-        Unknown u{{}, 0.0, candidates[el]};
+        Unknown u{{}, 0.0, candidates.at(el)};
         for (size_t i = 0; i < sites.size(); i++)
             if (sites[i].element == el) u.weight += sites[i].occ * sites[i].mul;
         per_element.push_back(u);
