@@ -134,6 +134,284 @@ bool closest(const std::vector<Unknown>& unknowns, double fixed_charge, std::vec
     return ok && !best.empty();
 }
 
+// Elements of the sites in order of first appearance.
+std::vector<std::string> site_elements(const std::vector<ZEMU_import_site>& sites) {
+    std::vector<std::string> elements;
+    for (const ZEMU_import_site& s : sites)
+        if (std::find(elements.begin(), elements.end(), s.element) == elements.end()) elements.push_back(s.element);
+    return elements;
+}
+
+// Drops the file's states when all are zero: they carry no information (files written without states).
+void drop_zero_states(std::vector<ZEMU_import_site>& sites, ZEMU_import_report* report) {
+    bool any_declared = false, all_zero = true;
+    for (const ZEMU_import_site& s : sites)
+        if (s.has_ox) {
+            any_declared = true;
+            if (s.ox != 0.0) all_zero = false;
+        }
+    if (any_declared && all_zero) {
+        report->warnings.push_back("the file gives every oxidation state as 0; they are assigned instead");
+        for (ZEMU_import_site& s : sites) s.has_ox = 0;
+    }
+}
+
+// Sets the state of element el on its sites (with unset_only, on those without one).
+void set_element_state(std::vector<ZEMU_import_site>& sites, const std::string& el, double ox, bool unset_only) {
+    for (ZEMU_import_site& s : sites)
+        if (s.element == el && !(unset_only && s.has_ox)) {
+            s.has_ox = 1;
+            s.ox = ox;
+        }
+}
+
+// Source of each element's states ("given", "file" or "assigned"), setting the given ones and
+// spreading a single state from the file over the element's other sites; the elements left
+// to assign go to unknown_elements.
+std::map<std::string, std::string> state_sources(const std::vector<std::string>& elements,
+                                                 const std::map<std::string, double>& given,
+                                                 std::vector<ZEMU_import_site>& sites,
+                                                 std::vector<std::string>& unknown_elements) {
+    std::map<std::string, std::string> source;
+    for (const std::string& el : elements) {
+        auto g = given.find(el);
+        if (g != given.end()) {
+            set_element_state(sites, el, g->second, false);
+            source[el] = "given";
+            continue;
+        }
+        std::set<double> declared;
+        bool all = true;
+        for (const ZEMU_import_site& s : sites)
+            if (s.element == el) {
+                if (s.has_ox) declared.insert(s.ox);
+                else all = false;
+            }
+        if (!all && declared.size() == 1) {
+            set_element_state(sites, el, *declared.begin(), true);
+            all = true;
+        }
+        if (all) {
+            source[el] = "file";
+        } else {
+            source[el] = "assigned";
+            unknown_elements.push_back(el);
+        }
+    }
+    return source;
+}
+
+// Cell charge of the states kept as they are (given or from the file).
+double kept_charge(const std::vector<ZEMU_import_site>& sites, const std::map<std::string, std::string>& source) {
+    double charge = 0.0;
+    for (const ZEMU_import_site& s : sites)
+        if (s.has_ox && source.at(s.element) != "assigned") charge += s.occ * s.mul * s.ox;
+    return charge;
+}
+
+// Candidate states of each element to assign, in the order tried; false with report->error
+// set when the table knows none for some.
+bool candidate_states(const std::vector<std::string>& elements, const std::vector<std::string>& unknown_elements,
+                      std::map<std::string, std::vector<int>>& candidates, ZEMU_import_report* report) {
+    // Sign of each unknown element: anion when the table knows it only as one or when
+    // it is the most electronegative element present; either when the table allows.
+    std::string most_negative;
+    double highest = -1.0;
+    for (const std::string& el : elements) {
+        const double en = ZEMU_data_electronegativity(el.c_str());
+        if (en > highest) {
+            highest = en;
+            most_negative = el;
+        }
+    }
+    std::vector<std::string> unknown_states;
+    for (const std::string& el : unknown_elements) {
+        std::set<int> cation, anion;
+        table_states(el, cation, anion);
+        std::vector<int> c;
+        // The most electronegative element is an anion; another element the table knows
+        // both ways (Cl in Li3OCl or in a perchlorate, S in a sulfide or a sulfate) may be
+        // either, cation first, and the charge balance and the GII decide.
+        if (!anion.empty() && (cation.empty() || el == most_negative)) {
+            c.assign(anion.rbegin(), anion.rend());  // -1 before -2
+        } else {
+            c.assign(cation.begin(), cation.end());
+            if (el != "H") c.insert(c.end(), anion.rbegin(), anion.rend());  // hydride only as above
+        }
+        if (c.empty()) unknown_states.push_back(el);
+        candidates[el] = c;
+    }
+    if (!unknown_states.empty()) {
+        report->error = "no oxidation states known for " + join(unknown_states) + "; give them with --oxi (e.g. --oxi " +
+                        unknown_states[0] + "=N)";
+        return false;
+    }
+    return true;
+}
+
+// The unknowns of the search: one per element, or with per_site one per site for
+// elements on several sites.
+std::vector<Unknown> search_unknowns(const std::vector<std::string>& unknown_elements,
+                                     const std::vector<ZEMU_import_site>& sites,
+                                     const std::map<std::string, std::vector<int>>& candidates, bool per_site) {
+    std::vector<Unknown> unknowns;
+    for (const std::string& el : unknown_elements) {
+        std::vector<size_t> idx;
+        for (size_t i = 0; i < sites.size(); i++)
+            if (sites[i].element == el) idx.push_back(i);
+        if (!per_site || idx.size() == 1) {
+            Unknown u{idx, 0.0, candidates.at(el)};
+            for (size_t i : idx) u.weight += sites[i].occ * sites[i].mul;
+            unknowns.push_back(u);
+        } else {
+            for (size_t i : idx) unknowns.push_back(Unknown{{i}, sites[i].occ * sites[i].mul, candidates.at(el)});
+        }
+    }
+    return unknowns;
+}
+
+// " (nearest: ... leaves ... e per formula unit)" for the assignment per element leaving
+// the least charge; empty when there is none to name.
+std::string nearest_miss(const std::vector<std::string>& unknown_elements, const std::vector<ZEMU_import_site>& sites,
+                         const std::map<std::string, std::vector<int>>& candidates, double fixed_charge, int z) {
+    std::vector<Unknown> per_element;
+    for (const std::string& el : unknown_elements) {
+        Unknown u{{}, 0.0, candidates.at(el)};
+        for (size_t i = 0; i < sites.size(); i++)
+            if (sites[i].element == el) u.weight += sites[i].occ * sites[i].mul;
+        per_element.push_back(u);
+    }
+    std::vector<int> best;
+    double charge = 0.0;
+    std::string nearest;
+    if (closest(per_element, fixed_charge, best, &charge)) {
+        char text[64];
+        snprintf(text, sizeof text, "%+.3f", charge / (z > 0 ? z : 1));
+        nearest = " (nearest:";
+        for (size_t k = 0; k < best.size(); k++)
+            nearest += " " + unknown_elements[k] + (best[k] > 0 ? "+" : "") + std::to_string(best[k]);
+        nearest += std::string(" leaves ") + text + " e per formula unit)";
+    }
+    return nearest;
+}
+
+// Mixed valence spreads over as few and as close states as it can: assignments are put
+// in order of their spread (sum over elements of highest minus lowest state), stably.
+void sort_by_spread(std::vector<std::vector<int>>& found, const std::vector<Unknown>& unknowns,
+                    const std::vector<ZEMU_import_site>& sites) {
+    std::vector<std::pair<int, size_t>> order;
+    for (size_t f = 0; f < found.size(); f++) {
+        std::map<std::string, std::pair<int, int>> range;
+        for (size_t k = 0; k < unknowns.size(); k++) {
+            const std::string& el = sites[unknowns[k].sites[0]].element;
+            auto it = range.find(el);
+            if (it == range.end())
+                range[el] = {found[f][k], found[f][k]};
+            else
+                it->second = {std::min(it->second.first, found[f][k]), std::max(it->second.second, found[f][k])};
+        }
+        int spread = 0;
+        for (const auto& r : range) spread += r.second.second - r.second.first;
+        order.push_back({spread, f});
+    }
+    std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::vector<int>> sorted;
+    for (const auto& o : order) sorted.push_back(found[o.second]);
+    found.swap(sorted);
+}
+
+// Sets the sites of each unknown to its state in the assignment.
+void apply_assignment(std::vector<ZEMU_import_site>& sites, const std::vector<Unknown>& unknowns,
+                      const std::vector<int>& assignment) {
+    for (size_t k = 0; k < unknowns.size(); k++)
+        for (size_t i : unknowns[k].sites) {
+            sites[i].ox = assignment[k];
+            sites[i].has_ox = 1;
+        }
+}
+
+// Index in found of the assignment with the lowest global instability index (the first
+// when none can be computed or there is only one); false with report->error set when the
+// record cannot be built.
+bool lowest_gii(ZEMU_cif* cif, std::vector<ZEMU_import_site>& sites, const std::vector<Unknown>& unknowns,
+                const std::vector<std::vector<int>>& found, size_t* pick, ZEMU_import_report* report) {
+    *pick = 0;
+    double pick_gii = -1.0;
+    for (size_t f = 0; f < found.size(); f++) {
+        apply_assignment(sites, unknowns, found[f]);
+        if (found.size() == 1) break;
+        if (ZEMU_import_build_record(cif, sites)) {
+            report->error = "out of memory";
+            return false;
+        }
+        const double gii = ZEMU_import_gii(cif);
+        if (gii >= 0.0 && (pick_gii < 0.0 || gii < pick_gii)) {
+            *pick = f;
+            pick_gii = gii;
+        }
+    }
+    return true;
+}
+
+// Assigns the states of unknown_elements: the charge-balanced assignment, first per element,
+// then per site, of least spread and lowest GII. 0 on success; 1 with report->error set.
+int assign_unknown(ZEMU_cif* cif, std::vector<ZEMU_import_site>& sites, const std::vector<std::string>& elements,
+                   const std::vector<std::string>& unknown_elements, double fixed_charge, double tolerance, int z,
+                   ZEMU_import_report* report) {
+    std::map<std::string, std::vector<int>> candidates;
+    if (!candidate_states(elements, unknown_elements, candidates, report)) return 1;
+    std::vector<std::vector<int>> found;
+    std::vector<Unknown> unknowns;
+    bool complete = true;
+    // First one state per element, then one per site for elements on several sites.
+    for (int pass = 0; pass < 2 && found.empty(); pass++) {
+        unknowns = search_unknowns(unknown_elements, sites, candidates, pass == 1);
+        if (pass == 1 && unknowns.size() == unknown_elements.size()) break;
+        complete = balanced(unknowns, fixed_charge, tolerance, found) && complete;
+    }
+    if (found.empty()) {
+        if (!complete) {
+            report->error = "too many oxidation-state combinations of " + join(unknown_elements) +
+                            " to try; give them with --oxi";
+            return 1;
+        }
+        // Name the nearest miss: partial occupancies that do not add up are the usual cause.
+        report->error = "no oxidation states of " + join(unknown_elements) + " balance the cell charge" +
+                        nearest_miss(unknown_elements, sites, candidates, fixed_charge, z) + "; give them with --oxi";
+        return 1;
+    }
+    sort_by_spread(found, unknowns, sites);
+    if (found.size() > kMaxEvaluated) {
+        report->warnings.push_back(std::to_string(found.size()) + " charge-balanced assignments; the first " +
+                                   std::to_string(kMaxEvaluated) + " are compared");
+        found.resize(kMaxEvaluated);
+    }
+    size_t pick = 0;
+    if (!lowest_gii(cif, sites, unknowns, found, &pick, report)) return 1;
+    apply_assignment(sites, unknowns, found[pick]);
+    return 0;
+}
+
+// The states per element and the overall source into report.
+void report_states(const std::vector<std::string>& elements, const std::vector<ZEMU_import_site>& sites,
+                   const std::map<std::string, std::string>& source, ZEMU_import_report* report) {
+    report->states.clear();
+    bool any_assigned = false, any_given = false;
+    for (const std::string& el : elements) {
+        ZEMU_import_oxidation o;
+        o.element = el;
+        std::set<double> st;
+        for (const ZEMU_import_site& s : sites)
+            if (s.element == el) st.insert(s.ox);
+        for (double v : st) o.states.push_back((int)std::lround(v));
+        o.source = source.at(el);
+        any_assigned = any_assigned || o.source == "assigned";
+        any_given = any_given || o.source == "given";
+        report->states.push_back(o);
+    }
+    report->oxidation = any_assigned ? "assigned" : (any_given ? "given" : "file");
+}
+
 }  // namespace
 
 double ZEMU_import_gii(ZEMU_cif* cif) {
@@ -156,65 +434,15 @@ int ZEMU_import_assign_oxidation(ZEMU_cif* cif, std::vector<ZEMU_import_site>& s
         report->error = "--oxi: cannot read '" + bad + "' (expected element=state, e.g. Fe=2)";
         return 1;
     }
-    std::vector<std::string> elements;
-    for (const ZEMU_import_site& s : sites)
-        if (std::find(elements.begin(), elements.end(), s.element) == elements.end()) elements.push_back(s.element);
+    const std::vector<std::string> elements = site_elements(sites);
     for (const auto& g : given)
         if (std::find(elements.begin(), elements.end(), g.first) == elements.end())
             report->warnings.push_back("--oxi: " + g.first + " is not in the structure");
+    drop_zero_states(sites, report);
 
-    // States all zero carry no information (files written without states).
-    bool any_declared = false, all_zero = true;
-    for (const ZEMU_import_site& s : sites)
-        if (s.has_ox) {
-            any_declared = true;
-            if (s.ox != 0.0) all_zero = false;
-        }
-    if (any_declared && all_zero) {
-        report->warnings.push_back("the file gives every oxidation state as 0; they are assigned instead");
-        for (ZEMU_import_site& s : sites) s.has_ox = 0;
-    }
-
-    std::map<std::string, std::string> source;
     std::vector<std::string> unknown_elements;
-    for (const std::string& el : elements) {
-        auto g = given.find(el);
-        if (g != given.end()) {
-            for (ZEMU_import_site& s : sites)
-                if (s.element == el) {
-                    s.has_ox = 1;
-                    s.ox = g->second;
-                }
-            source[el] = "given";
-            continue;
-        }
-        std::set<double> declared;
-        bool all = true;
-        for (const ZEMU_import_site& s : sites)
-            if (s.element == el) {
-                if (s.has_ox) declared.insert(s.ox);
-                else all = false;
-            }
-        if (!all && declared.size() == 1) {
-            for (ZEMU_import_site& s : sites)
-                if (s.element == el && !s.has_ox) {
-                    s.has_ox = 1;
-                    s.ox = *declared.begin();
-                }
-            all = true;
-        }
-        if (all) {
-            source[el] = "file";
-        } else {
-            source[el] = "assigned";
-            unknown_elements.push_back(el);
-        }
-    }
-
-    double fixed_charge = 0.0;
-    for (const ZEMU_import_site& s : sites)
-        if (s.has_ox && source[s.element] != "assigned") fixed_charge += s.occ * s.mul * s.ox;
-
+    const std::map<std::string, std::string> source = state_sources(elements, given, sites, unknown_elements);
+    const double fixed_charge = kept_charge(sites, source);
     if (elements.size() == 1 && unknown_elements.size() == 1) {
         // A single element: the neutral state is the only one.
         for (ZEMU_import_site& s : sites) {
@@ -223,165 +451,13 @@ int ZEMU_import_assign_oxidation(ZEMU_cif* cif, std::vector<ZEMU_import_site>& s
         }
         report->warnings.push_back("a single element: oxidation state 0");
     } else if (!unknown_elements.empty()) {
-        // Sign of each unknown element: anion when the table knows it only as one or when
-        // it is the most electronegative element present; either when the table allows.
-        std::string most_negative;
-        double highest = -1.0;
-        for (const std::string& el : elements) {
-            const double en = ZEMU_data_electronegativity(el.c_str());
-            if (en > highest) {
-                highest = en;
-                most_negative = el;
-            }
-        }
-        std::map<std::string, std::vector<int>> candidates;
-        std::vector<std::string> unknown_states;
-        for (const std::string& el : unknown_elements) {
-            std::set<int> cation, anion;
-            table_states(el, cation, anion);
-            std::vector<int> c;
-            // The most electronegative element is an anion; another element the table knows
-            // both ways (Cl in Li3OCl or in a perchlorate, S in a sulfide or a sulfate) may be
-            // either, cation first, and the charge balance and the GII decide.
-            if (!anion.empty() && (cation.empty() || el == most_negative)) {
-                c.assign(anion.rbegin(), anion.rend());  // -1 before -2
-            } else {
-                c.assign(cation.begin(), cation.end());
-                if (el != "H") c.insert(c.end(), anion.rbegin(), anion.rend());  // hydride only as above
-            }
-            if (c.empty()) unknown_states.push_back(el);
-            candidates[el] = c;
-        }
-        if (!unknown_states.empty()) {
-            report->error = "no oxidation states known for " + join(unknown_states) + "; give them with --oxi (e.g. --oxi " +
-                            unknown_states[0] + "=N)";
-            return 1;
-        }
-        std::vector<std::vector<int>> found;
-        std::vector<Unknown> unknowns;
-        bool complete = true;
-        // First one state per element, then one per site for elements on several sites.
-        for (int pass = 0; pass < 2 && found.empty(); pass++) {
-            unknowns.clear();
-            for (const std::string& el : unknown_elements) {
-                std::vector<size_t> idx;
-                for (size_t i = 0; i < sites.size(); i++)
-                    if (sites[i].element == el) idx.push_back(i);
-                if (pass == 0 || idx.size() == 1) {
-                    Unknown u{idx, 0.0, candidates[el]};
-                    for (size_t i : idx) u.weight += sites[i].occ * sites[i].mul;
-                    unknowns.push_back(u);
-                } else {
-                    for (size_t i : idx) unknowns.push_back(Unknown{{i}, sites[i].occ * sites[i].mul, candidates[el]});
-                }
-            }
-            if (pass == 1 && unknowns.size() == unknown_elements.size()) break;
-            complete = balanced(unknowns, fixed_charge, tolerance, found) && complete;
-        }
-        if (found.empty()) {
-            if (!complete) {
-                report->error = "too many oxidation-state combinations of " + join(unknown_elements) +
-                                " to try; give them with --oxi";
-                return 1;
-            }
-            // Name the nearest miss: partial occupancies that do not add up are the usual cause.
-            std::vector<Unknown> per_element;
-            for (const std::string& el : unknown_elements) {
-                Unknown u{{}, 0.0, candidates[el]};
-                for (size_t i = 0; i < sites.size(); i++)
-                    if (sites[i].element == el) u.weight += sites[i].occ * sites[i].mul;
-                per_element.push_back(u);
-            }
-            std::vector<int> best;
-            double charge = 0.0;
-            std::string nearest;
-            if (closest(per_element, fixed_charge, best, &charge)) {
-                char text[64];
-                snprintf(text, sizeof text, "%+.3f", charge / (z > 0 ? z : 1));
-                nearest = " (nearest:";
-                for (size_t k = 0; k < best.size(); k++)
-                    nearest += " " + unknown_elements[k] + (best[k] > 0 ? "+" : "") + std::to_string(best[k]);
-                nearest += std::string(" leaves ") + text + " e per formula unit)";
-            }
-            report->error = "no oxidation states of " + join(unknown_elements) + " balance the cell charge" + nearest +
-                            "; give them with --oxi";
-            return 1;
-        }
-        // Mixed valence spreads over as few and as close states as it can: assignments are
-        // compared in order of their spread (sum over elements of highest minus lowest state).
-        {
-            std::vector<std::pair<int, size_t>> order;
-            for (size_t f = 0; f < found.size(); f++) {
-                std::map<std::string, std::pair<int, int>> range;
-                for (size_t k = 0; k < unknowns.size(); k++) {
-                    const std::string& el = sites[unknowns[k].sites[0]].element;
-                    auto it = range.find(el);
-                    if (it == range.end())
-                        range[el] = {found[f][k], found[f][k]};
-                    else
-                        it->second = {std::min(it->second.first, found[f][k]), std::max(it->second.second, found[f][k])};
-                }
-                int spread = 0;
-                for (const auto& r : range) spread += r.second.second - r.second.first;
-                order.push_back({spread, f});
-            }
-            std::stable_sort(order.begin(), order.end(),
-                             [](const auto& a, const auto& b) { return a.first < b.first; });
-            std::vector<std::vector<int>> sorted;
-            for (const auto& o : order) sorted.push_back(found[o.second]);
-            found.swap(sorted);
-        }
-        if (found.size() > kMaxEvaluated) {
-            report->warnings.push_back(std::to_string(found.size()) + " charge-balanced assignments; the first " +
-                                       std::to_string(kMaxEvaluated) + " are compared");
-            found.resize(kMaxEvaluated);
-        }
-        // The balanced assignment with the lowest global instability index.
-        size_t pick = 0;
-        double pick_gii = -1.0;
-        for (size_t f = 0; f < found.size(); f++) {
-            for (size_t k = 0; k < unknowns.size(); k++)
-                for (size_t i : unknowns[k].sites) {
-                    sites[i].ox = found[f][k];
-                    sites[i].has_ox = 1;
-                }
-            if (found.size() == 1) break;
-            if (ZEMU_import_build_record(cif, sites)) {
-                report->error = "out of memory";
-                return 1;
-            }
-            const double gii = ZEMU_import_gii(cif);
-            if (gii >= 0.0 && (pick_gii < 0.0 || gii < pick_gii)) {
-                pick = f;
-                pick_gii = gii;
-            }
-        }
-        for (size_t k = 0; k < unknowns.size(); k++)
-            for (size_t i : unknowns[k].sites) {
-                sites[i].ox = found[pick][k];
-                sites[i].has_ox = 1;
-            }
+        if (assign_unknown(cif, sites, elements, unknown_elements, fixed_charge, tolerance, z, report)) return 1;
     } else if (std::fabs(fixed_charge) >= tolerance) {
         // The file's own states win; the charge they leave is worth a note.
         char text[96];
         snprintf(text, sizeof text, "%+.3f e per cell", fixed_charge);
         report->warnings.push_back(std::string("the oxidation states leave a charge of ") + text);
     }
-
-    report->states.clear();
-    bool any_assigned = false, any_given = false;
-    for (const std::string& el : elements) {
-        ZEMU_import_oxidation o;
-        o.element = el;
-        std::set<double> st;
-        for (const ZEMU_import_site& s : sites)
-            if (s.element == el) st.insert(s.ox);
-        for (double v : st) o.states.push_back((int)std::lround(v));
-        o.source = source[el];
-        any_assigned = any_assigned || o.source == "assigned";
-        any_given = any_given || o.source == "given";
-        report->states.push_back(o);
-    }
-    report->oxidation = any_assigned ? "assigned" : (any_given ? "given" : "file");
+    report_states(elements, sites, source, report);
     return 0;
 }

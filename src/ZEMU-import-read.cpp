@@ -1,5 +1,6 @@
 // Structure import: the CIF document (gemmi's parser), the data block, the cell,
 // the structure record and the entry points.
+#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -89,6 +90,28 @@ bool has_moments(cif::Block& block) {
     return has_tag(block, "_atom_site_moment.label") || has_tag(block, "_atom_site_moment_label");
 }
 
+// The block read: the first with fractional atom sites; refused when there is none.
+cif::Block& site_block(cif::Document& doc) {
+    for (cif::Block& b : doc.blocks)
+        if (has_fractional_sites(b)) return b;
+    for (cif::Block& b : doc.blocks)
+        if (has_tag(b, "_atom_site_Cartn_x") || has_tag(b, "_atom_site.Cartn_x"))
+            refuse("data_" + b.name + " gives Cartesian coordinates only; fractional coordinates are needed");
+    refuse(doc.blocks.empty() ? "no data block" : "no atom sites with fractional coordinates in any data block");
+}
+
+// Notes on the block read (repeated tags, other blocks, magnetic moments); a modulated
+// structure is refused.
+void check_block(const cif::Document& doc, cif::Block& block, ZEMU_import_report* report) {
+    check_duplicates(block, report);
+    if (doc.blocks.size() > 1)
+        report->warnings.push_back("the file holds " + std::to_string(doc.blocks.size()) + " data blocks; data_" +
+                                   block.name + " is read");
+    if (has_moments(block) && !is_magnetic_ops(block)) report->warnings.push_back("magnetic moments are ignored");
+    if (const std::string* v = find_value(block, {"_cell_modulation_dimension"}))
+        if (cif::as_number(*v, 0.0) > 0.0) refuse("modulated (incommensurate) structure: its average structure is not read");
+}
+
 // ---------------------------------------------------------------------------
 // Cell
 // ---------------------------------------------------------------------------
@@ -107,6 +130,54 @@ double as_written6(double v) {
     char text[64];
     snprintf(text, sizeof text, "%.6f", v);
     return atof(text);
+}
+
+// Cell lengths (Angstrom) and angles (degrees) a, b, c, alpha, beta, gamma of the block;
+// refused when they make no cell or one too thin.
+std::array<double, 6> read_cell(cif::Block& block) {
+    const double a = cell_value(block, "_cell_length_a"), b = cell_value(block, "_cell_length_b"),
+                 c = cell_value(block, "_cell_length_c");
+    const double al = cell_value(block, "_cell_angle_alpha"), be = cell_value(block, "_cell_angle_beta"),
+                 ga = cell_value(block, "_cell_angle_gamma");
+    const double ca = std::cos(al * kPi / 180.0), cb = std::cos(be * kPi / 180.0), cg = std::cos(ga * kPi / 180.0);
+    const double v2 = 1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg;
+    if (al >= 180.0 || be >= 180.0 || ga >= 180.0 || !(v2 > 1e-6)) refuse("cell angles do not make a cell");
+    // Every atom lies at least one interplanar spacing from its own images: a spacing
+    // below kMinSpacing is no crystal (and would make the neighbour searches endless).
+    const double cell_volume = a * b * c * std::sqrt(v2);
+    const double spacing[3] = {cell_volume / (b * c * std::sqrt(1.0 - ca * ca)),
+                               cell_volume / (a * c * std::sqrt(1.0 - cb * cb)),
+                               cell_volume / (a * b * std::sqrt(1.0 - cg * cg))};
+    for (int i = 0; i < 3; i++)
+        if (!(spacing[i] >= kMinSpacing)) {
+            char text[160];
+            snprintf(text, sizeof text, "cell too thin: the lattice planes across %c are %.4g A apart (atoms would "
+                     "sit that close to their own images)", "abc"[i], spacing[i]);
+            refuse(text);
+        }
+    return {a, b, c, al, be, ga};
+}
+
+// The record's cell and volume (the file's own when it gives one), as the structure
+// reader gives them back.
+void record_cell(const std::array<double, 6>& p, cif::Block& block, ZEMU_cif* record) {
+    record->a = as_written6(p[0]);
+    record->b = as_written6(p[1]);
+    record->c = as_written6(p[2]);
+    record->alpha = as_written6(p[3]);
+    record->beta = as_written6(p[4]);
+    record->gamma = as_written6(p[5]);
+    double volume = record->a * record->b * record->c *
+                    std::sqrt(1.0 - std::pow(std::cos(record->alpha * kPi / 180.0), 2) -
+                              std::pow(std::cos(record->beta * kPi / 180.0), 2) -
+                              std::pow(std::cos(record->gamma * kPi / 180.0), 2) +
+                              2.0 * std::cos(record->alpha * kPi / 180.0) * std::cos(record->beta * kPi / 180.0) *
+                                  std::cos(record->gamma * kPi / 180.0));
+    if (const std::string* v = find_value(block, {"_cell_volume"})) {
+        const double fv = cif::as_number(*v);
+        if (std::isfinite(fv) && fv > 0.0) volume = fv;
+    }
+    record->volume = as_written6(volume);
 }
 
 // ---------------------------------------------------------------------------
@@ -128,74 +199,8 @@ std::string record_symbol(const std::string& hm) {
     return out.substr(0, sizeof(((ZEMU_cif*)nullptr)->spacegroup_HM) - 1);
 }
 
-int import_document(cif::Document& doc, const ZEMU_import_options* options, ZEMU_cif* record,
-                    ZEMU_import_report* report) {
-    report->block_count = (int)doc.blocks.size();
-    cif::Block* block = nullptr;
-    for (cif::Block& b : doc.blocks)
-        if (has_fractional_sites(b)) {
-            block = &b;
-            break;
-        }
-    if (!block) {
-        for (cif::Block& b : doc.blocks)
-            if (has_tag(b, "_atom_site_Cartn_x") || has_tag(b, "_atom_site.Cartn_x"))
-                refuse("data_" + b.name + " gives Cartesian coordinates only; fractional coordinates are needed");
-        refuse(doc.blocks.empty() ? "no data block" : "no atom sites with fractional coordinates in any data block");
-    }
-    report->block = block->name;
-    check_duplicates(*block, report);
-    if (doc.blocks.size() > 1)
-        report->warnings.push_back("the file holds " + std::to_string(doc.blocks.size()) + " data blocks; data_" +
-                                   block->name + " is read");
-    if (has_moments(*block) && !is_magnetic_ops(*block)) report->warnings.push_back("magnetic moments are ignored");
-    if (const std::string* v = find_value(*block, {"_cell_modulation_dimension"}))
-        if (cif::as_number(*v, 0.0) > 0.0) refuse("modulated (incommensurate) structure: its average structure is not read");
-
-    const double a = cell_value(*block, "_cell_length_a"), b = cell_value(*block, "_cell_length_b"),
-                 c = cell_value(*block, "_cell_length_c");
-    const double al = cell_value(*block, "_cell_angle_alpha"), be = cell_value(*block, "_cell_angle_beta"),
-                 ga = cell_value(*block, "_cell_angle_gamma");
-    const double ca = std::cos(al * kPi / 180.0), cb = std::cos(be * kPi / 180.0), cg = std::cos(ga * kPi / 180.0);
-    const double v2 = 1.0 - ca * ca - cb * cb - cg * cg + 2.0 * ca * cb * cg;
-    if (al >= 180.0 || be >= 180.0 || ga >= 180.0 || !(v2 > 1e-6)) refuse("cell angles do not make a cell");
-    // Every atom lies at least one interplanar spacing from its own images: a spacing
-    // below kMinSpacing is no crystal (and would make the neighbour searches endless).
-    const double cell_volume = a * b * c * std::sqrt(v2);
-    const double spacing[3] = {cell_volume / (b * c * std::sqrt(1.0 - ca * ca)),
-                               cell_volume / (a * c * std::sqrt(1.0 - cb * cb)),
-                               cell_volume / (a * b * std::sqrt(1.0 - cg * cg))};
-    for (int i = 0; i < 3; i++)
-        if (!(spacing[i] >= kMinSpacing)) {
-            char text[160];
-            snprintf(text, sizeof text, "cell too thin: the lattice planes across %c are %.4g A apart (atoms would "
-                     "sit that close to their own images)", "abc"[i], spacing[i]);
-            refuse(text);
-        }
-    const gemmi::UnitCell cell(a, b, c, al, be, ga);
-
-    Symmetry sym;
-    read_symmetry(*block, al, ga, sym, report);
-    report->symmetry_source = sym.source;
-
-    // The record's cell and operations, as the structure reader gives them back.
-    record->a = as_written6(a);
-    record->b = as_written6(b);
-    record->c = as_written6(c);
-    record->alpha = as_written6(al);
-    record->beta = as_written6(be);
-    record->gamma = as_written6(ga);
-    double volume = record->a * record->b * record->c *
-                    std::sqrt(1.0 - std::pow(std::cos(record->alpha * kPi / 180.0), 2) -
-                              std::pow(std::cos(record->beta * kPi / 180.0), 2) -
-                              std::pow(std::cos(record->gamma * kPi / 180.0), 2) +
-                              2.0 * std::cos(record->alpha * kPi / 180.0) * std::cos(record->beta * kPi / 180.0) *
-                                  std::cos(record->gamma * kPi / 180.0));
-    if (const std::string* v = find_value(*block, {"_cell_volume"})) {
-        const double fv = cif::as_number(*v);
-        if (std::isfinite(fv) && fv > 0.0) volume = fv;
-    }
-    record->volume = as_written6(volume);
+// The record's space group and operations; the group the operations form into report.
+void record_symmetry(const Symmetry& sym, ZEMU_cif* record, ZEMU_import_report* report) {
     const gemmi::GroupOps gops = gemmi::split_centering_vectors(sym.ops);
     const gemmi::SpaceGroup* found = gemmi::find_spacegroup_by_ops(gops);
     report->spacegroup = found ? found->xhm() : (sym.file_hm.empty() ? std::string("unknown") : sym.file_hm);
@@ -203,23 +208,50 @@ int import_document(cif::Document& doc, const ZEMU_import_options* options, ZEMU
     const std::string hm = !sym.file_hm.empty() ? sym.file_hm : (found ? found->hm : std::string());
     snprintf(record->spacegroup_HM, sizeof record->spacegroup_HM, "%s", record_symbol(hm).c_str());
     record->int_tab_cryst_no = sym.file_number > 0 ? sym.file_number : (found ? found->number : 0);
-    if (const std::string* v = find_value(*block, {"_database_code_ICSD"})) {
-        std::string code;
-        for (char ch : cif::as_string(*v))
-            if (!std::isspace((unsigned char)ch) && ch != '\'' && ch != '"') code += ch;
-        if (!cif::is_null(*v)) snprintf(record->ICSD, sizeof record->ICSD, "%s", code.c_str());
-    }
-    if (const std::string* v = find_value(*block, {"_cell_formula_units_Z"})) {
-        const double fz = cif::as_number(*v);
-        if (fz >= 1.0 && fz < 1e6) record->z = (int)fz;
-    }
     ZEMU_free_cif_symop(record);
     record->symop_no = (int)sym.texts.size();
     if (ZEMU_alloc_cif_symop(record)) refuse("out of memory");
     for (size_t k = 0; k < sym.texts.size(); k++)
         snprintf(record->symop[k], ZEMU_CIF_SYMOP_SIZE, "%s", sym.texts[k].c_str());
+}
 
-    std::vector<ZEMU_import_site> sites = read_sites(*block, cell, sym, record, report);
+// ---------------------------------------------------------------------------
+// Document
+// ---------------------------------------------------------------------------
+
+// The record's database code and Z, when the file gives them.
+void record_codes(cif::Block& block, ZEMU_cif* record) {
+    if (const std::string* v = find_value(block, {"_database_code_ICSD"})) {
+        std::string code;
+        for (char ch : cif::as_string(*v))
+            if (!std::isspace((unsigned char)ch) && ch != '\'' && ch != '"') code += ch;
+        if (!cif::is_null(*v)) snprintf(record->ICSD, sizeof record->ICSD, "%s", code.c_str());
+    }
+    if (const std::string* v = find_value(block, {"_cell_formula_units_Z"})) {
+        const double fz = cif::as_number(*v);
+        if (fz >= 1.0 && fz < 1e6) record->z = (int)fz;
+    }
+}
+
+// The document's structure (block, cell, symmetry, sites, oxidation states) into record and
+// report. 0 on success; 1 with report->error set; other refusals are thrown.
+int import_document(cif::Document& doc, const ZEMU_import_options* options, ZEMU_cif* record,
+                    ZEMU_import_report* report) {
+    report->block_count = (int)doc.blocks.size();
+    cif::Block& block = site_block(doc);
+    report->block = block.name;
+    check_block(doc, block, report);
+    const std::array<double, 6> p = read_cell(block);
+    const gemmi::UnitCell cell(p[0], p[1], p[2], p[3], p[4], p[5]);
+
+    Symmetry sym;
+    read_symmetry(block, p[3], p[5], sym, report);
+    report->symmetry_source = sym.source;
+    record_cell(p, block, record);
+    record_symmetry(sym, record, report);
+    record_codes(block, record);
+
+    std::vector<ZEMU_import_site> sites = read_sites(block, cell, sym, record, report);
     formula(sites, record->z, report);
     if (ZEMU_import_assign_oxidation(record, sites, options ? options->oxi : std::string(), report->z, report))
         return 1;

@@ -93,72 +93,96 @@ bool charge_of(const std::string& symbol, const std::string& element, double* ox
     return false;
 }
 
-std::vector<FileSite> read_file_sites(cif::Block& block, ZEMU_import_report* report) {
-    cif::Table table = block.find("_atom_site_", {"fract_x", "fract_y", "fract_z", "?label", "?type_symbol",
-                                                  "?occupancy", "?symmetry_multiplicity",
-                                                  "?site_symmetry_multiplicity", "?calc_flag"});
-    if (!table.ok()) refuse("the atom-site loop lacks _atom_site_fract_y or _atom_site_fract_z");
-    const int line = table.loop_item ? table.loop_item->line_number : -1;
+// Oxidation states of the type loop, by type symbol.
+std::map<std::string, double> type_states(cif::Block& block) {
     std::map<std::string, double> type_ox;
     for (auto row : block.find("_atom_type_", {"symbol", "oxidation_number"}))
         if (!cif::is_null(row[1])) {
             const double v = cif::as_number(row[1]);
             if (std::isfinite(v)) type_ox[row.str(0)] = v;
         }
+    return type_ox;
+}
+
+// Fractional coordinates of a row; "." (some database exports write it for 0) is read
+// as 0 and sets *dot. Refused when missing, invalid or too far out.
+gemmi::Fractional row_position(const cif::Table::Row& row, const std::string& name, int line, bool* dot) {
+    auto coordinate = [dot](const std::string& v) {
+        if (v == ".") {
+            *dot = true;
+            return 0.0;
+        }
+        return cif::as_number(v);
+    };
+    const double x = coordinate(row[0]), y = coordinate(row[1]), z = coordinate(row[2]);
+    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || std::fabs(x) > kMaxCoordinate ||
+        std::fabs(y) > kMaxCoordinate || std::fabs(z) > kMaxCoordinate)
+        refuse("site " + name + ": missing or invalid fractional coordinates" + at_line(line));
+    return gemmi::Fractional(x, y, z);
+}
+
+// Multiplicity the row gives (the later of its two tags); 0 when none. Refused when invalid.
+int row_multiplicity(const cif::Table::Row& row, const std::string& name, int line) {
+    int mul = 0;
+    for (int col : {6, 7})
+        if (row.has2(col)) {
+            const double m = cif::as_number(row[col]);
+            if (!(m >= 1.0 && m <= ZEMU_MAX_SYMOP * 8 && m == std::floor(m)))
+                refuse("site " + name + ": invalid multiplicity '" + row.str(col) + "'" + at_line(line));
+            mul = (int)m;
+        }
+    return mul;
+}
+
+// Site of row n of the atom-site loop (at line) into s; false for a dummy atom or an
+// empty site (noted). The name of a site with "." coordinates goes to dotted.
+bool read_row(const cif::Table::Row& row, int n, int line, const std::map<std::string, double>& type_ox, FileSite& s,
+              std::vector<std::string>& dotted, ZEMU_import_report* report) {
+    s.label = row.has2(3) ? row.str(3) : std::string();
+    s.type_symbol = row.has2(4) ? row.str(4) : s.label;
+    const std::string name = s.label.empty() ? "row " + std::to_string(n) : s.label;
+    if (row.has2(8) && row.str(8) == "dum") return false;  // dummy atom
+    s.element = element_of(s.type_symbol);
+    if (s.element.empty() || !row.has2(4)) s.element = element_of_label(s.label);
+    if (s.element.empty())
+        refuse("site " + name + ": no element in type symbol '" + s.type_symbol + "'" + at_line(line));
+    bool dot = false;
+    s.pos = row_position(row, name, line, &dot);
+    if (dot) dotted.push_back(name);
+    s.occ = row.has2(5) ? cif::as_number(row[5]) : 1.0;
+    if (!std::isfinite(s.occ) || s.occ < 0.0 || s.occ > 1.0 + 1e-3)
+        refuse("site " + name + ": invalid occupancy '" + row.str(5) + "'" + at_line(line));
+    if (s.occ == 0.0) {
+        report->warnings.push_back("site " + name + " has occupancy 0 and is left out");
+        return false;
+    }
+    s.file_mul = row_multiplicity(row, name, line);
+    s.has_ox = false;
+    s.ox = 0.0;
+    auto t = type_ox.find(s.type_symbol);
+    if (t != type_ox.end()) {
+        s.has_ox = true;
+        s.ox = t->second;
+    } else {
+        s.has_ox = charge_of(s.type_symbol, s.element, &s.ox);
+    }
+    return true;
+}
+
+// The rows of the atom-site loop; refused when it lacks coordinates or holds no site.
+std::vector<FileSite> read_file_sites(cif::Block& block, ZEMU_import_report* report) {
+    cif::Table table = block.find("_atom_site_", {"fract_x", "fract_y", "fract_z", "?label", "?type_symbol",
+                                                  "?occupancy", "?symmetry_multiplicity",
+                                                  "?site_symmetry_multiplicity", "?calc_flag"});
+    if (!table.ok()) refuse("the atom-site loop lacks _atom_site_fract_y or _atom_site_fract_z");
+    const int line = table.loop_item ? table.loop_item->line_number : -1;
+    const std::map<std::string, double> type_ox = type_states(block);
     std::vector<FileSite> sites;
     std::vector<std::string> dotted;
     int n = 0;
     for (auto row : table) {
-        n++;
         FileSite s;
-        s.label = row.has2(3) ? row.str(3) : std::string();
-        s.type_symbol = row.has2(4) ? row.str(4) : s.label;
-        const std::string name = s.label.empty() ? "row " + std::to_string(n) : s.label;
-        if (row.has2(8) && row.str(8) == "dum") continue;  // dummy atom
-        s.element = element_of(s.type_symbol);
-        if (s.element.empty() || !row.has2(4)) s.element = element_of_label(s.label);
-        if (s.element.empty())
-            refuse("site " + name + ": no element in type symbol '" + s.type_symbol + "'" + at_line(line));
-        // Some database exports write "." for a zero coordinate.
-        bool dot = false;
-        auto coordinate = [&dot](const std::string& v) {
-            if (v == ".") {
-                dot = true;
-                return 0.0;
-            }
-            return cif::as_number(v);
-        };
-        const double x = coordinate(row[0]), y = coordinate(row[1]), z = coordinate(row[2]);
-        if (dot) dotted.push_back(name);
-        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || std::fabs(x) > kMaxCoordinate ||
-            std::fabs(y) > kMaxCoordinate || std::fabs(z) > kMaxCoordinate)
-            refuse("site " + name + ": missing or invalid fractional coordinates" + at_line(line));
-        s.pos = gemmi::Fractional(x, y, z);
-        s.occ = row.has2(5) ? cif::as_number(row[5]) : 1.0;
-        if (!std::isfinite(s.occ) || s.occ < 0.0 || s.occ > 1.0 + 1e-3)
-            refuse("site " + name + ": invalid occupancy '" + row.str(5) + "'" + at_line(line));
-        if (s.occ == 0.0) {
-            report->warnings.push_back("site " + name + " has occupancy 0 and is left out");
-            continue;
-        }
-        s.file_mul = 0;
-        for (int col : {6, 7})
-            if (row.has2(col)) {
-                const double m = cif::as_number(row[col]);
-                if (!(m >= 1.0 && m <= ZEMU_MAX_SYMOP * 8 && m == std::floor(m)))
-                    refuse("site " + name + ": invalid multiplicity '" + row.str(col) + "'" + at_line(line));
-                s.file_mul = (int)m;
-            }
-        s.has_ox = false;
-        s.ox = 0.0;
-        auto t = type_ox.find(s.type_symbol);
-        if (t != type_ox.end()) {
-            s.has_ox = true;
-            s.ox = t->second;
-        } else {
-            s.has_ox = charge_of(s.type_symbol, s.element, &s.ox);
-        }
-        sites.push_back(s);
+        if (read_row(row, ++n, line, type_ox, s, dotted, report)) sites.push_back(s);
     }
     if (sites.empty()) refuse("no atom sites" + at_line(line));
     if (!dotted.empty())
@@ -239,6 +263,74 @@ std::string unique_label(const std::string& label, const std::string& element, s
     return cand;
 }
 
+// Whether p (wrapped into the cell) lies on one of the images.
+bool on_images(const std::vector<gemmi::Fractional>& ims, const gemmi::Fractional& p, const gemmi::UnitCell& cell) {
+    for (const gemmi::Fractional& im : ims)
+        if (cell.distance_sq(im, p) < kSameAtom * kSameAtom) return true;
+    return false;
+}
+
+// Whether a listed site is a symmetric copy of a kept one: same element and occupancy,
+// on one of its images.
+bool copy_of_kept(const FileSite& fs, const std::vector<ZEMU_import_site>& sites,
+                  const std::vector<std::vector<gemmi::Fractional>>& kept_images, const gemmi::UnitCell& cell) {
+    const gemmi::Fractional wrapped = fs.pos.wrap_to_unit();
+    for (size_t k = 0; k < sites.size(); k++) {
+        if (sites[k].element == fs.element && std::fabs(sites[k].occ - fs.occ) <= 1e-3 &&
+            on_images(kept_images[k], wrapped, cell))
+            return true;
+    }
+    return false;
+}
+
+// Images of the site at *pos, the count the structure reader agrees with: when it does
+// not, the site is moved onto its special position (noted) and refused if that does not
+// settle it. The multiplicity the file gives is checked against them.
+std::vector<gemmi::Fractional> site_images(const FileSite& fs, const std::string& name, const gemmi::UnitCell& cell,
+                                           const Symmetry& sym, ZEMU_cif* record, gemmi::Fractional* pos,
+                                           ZEMU_import_report* report) {
+    std::vector<gemmi::Fractional> ims = images(cell, sym.ops, *pos);
+    int counted = reader_copies(record, pos->x, pos->y, pos->z);
+    if (counted != (int)ims.size()) {
+        *pos = on_special_position(cell, sym.ops, *pos);
+        ims = images(cell, sym.ops, *pos);
+        counted = reader_copies(record, pos->x, pos->y, pos->z);
+        if (counted != (int)ims.size())
+            refuse("site " + name + ": its symmetric copies cannot be told apart (" + std::to_string(ims.size()) +
+                   " atoms within " + std::to_string(kSameAtom) + " A, " + std::to_string(counted) +
+                   " by coordinates)");
+        report->warnings.push_back("site " + name + " moved onto its special position");
+    }
+    // Some refinement programs write the order of the site symmetry under this tag
+    // (1 on a general position): that is accepted as well.
+    if (fs.file_mul > 0 && fs.file_mul != (int)ims.size() && fs.file_mul * ims.size() != sym.ops.size())
+        refuse("site " + name + ": the file gives multiplicity " + std::to_string(fs.file_mul) + " but " +
+               std::to_string(ims.size()) + " distinct images are found");
+    return ims;
+}
+
+// Atoms of different sites on one spot must share it: refused when their occupancies
+// add up to more than 1.
+void check_shared_positions(const std::vector<ZEMU_import_site>& sites,
+                            const std::vector<std::vector<gemmi::Fractional>>& kept_images,
+                            const gemmi::UnitCell& cell) {
+    for (size_t i = 0; i < sites.size(); i++) {
+        double occ = sites[i].occ;
+        std::string names = sites[i].label;
+        const gemmi::Fractional p = gemmi::Fractional(sites[i].x, sites[i].y, sites[i].z).wrap_to_unit();
+        for (size_t j = 0; j < sites.size(); j++)
+            if (j != i && on_images(kept_images[j], p, cell)) {
+                occ += sites[j].occ;
+                names += ", " + sites[j].label;
+            }
+        if (occ > 1.0 + 0.01) {
+            char text[32];
+            snprintf(text, sizeof text, "%.3f", occ);
+            refuse("sites " + names + " occupy one position with total occupancy " + text);
+        }
+    }
+}
+
 }  // namespace
 
 std::vector<ZEMU_import_site> read_sites(cif::Block& block, const gemmi::UnitCell& cell, const Symmetry& sym,
@@ -250,39 +342,13 @@ std::vector<ZEMU_import_site> read_sites(cif::Block& block, const gemmi::UnitCel
     int merged = 0;
     long cell_atoms = 0;
     for (const FileSite& fs : file_sites) {
-        const std::string name = fs.label.empty() ? fs.type_symbol : fs.label;
-        const gemmi::Fractional wrapped = fs.pos.wrap_to_unit();
-        bool copy = false;
-        for (size_t k = 0; k < sites.size() && !copy; k++) {
-            if (sites[k].element != fs.element || std::fabs(sites[k].occ - fs.occ) > 1e-3) continue;
-            for (const gemmi::Fractional& im : kept_images[k])
-                if (cell.distance_sq(im, wrapped) < kSameAtom * kSameAtom) {
-                    copy = true;
-                    break;
-                }
-        }
-        if (copy) {
+        if (copy_of_kept(fs, sites, kept_images, cell)) {
             merged++;
             continue;
         }
+        const std::string name = fs.label.empty() ? fs.type_symbol : fs.label;
         gemmi::Fractional pos = fs.pos;
-        std::vector<gemmi::Fractional> ims = images(cell, sym.ops, pos);
-        int counted = reader_copies(record, pos.x, pos.y, pos.z);
-        if (counted != (int)ims.size()) {
-            pos = on_special_position(cell, sym.ops, pos);
-            ims = images(cell, sym.ops, pos);
-            counted = reader_copies(record, pos.x, pos.y, pos.z);
-            if (counted != (int)ims.size())
-                refuse("site " + name + ": its symmetric copies cannot be told apart (" + std::to_string(ims.size()) +
-                       " atoms within " + std::to_string(kSameAtom) + " A, " + std::to_string(counted) +
-                       " by coordinates)");
-            report->warnings.push_back("site " + name + " moved onto its special position");
-        }
-        // Some refinement programs write the order of the site symmetry under this tag
-        // (1 on a general position): that is accepted as well.
-        if (fs.file_mul > 0 && fs.file_mul != (int)ims.size() && fs.file_mul * ims.size() != sym.ops.size())
-            refuse("site " + name + ": the file gives multiplicity " + std::to_string(fs.file_mul) + " but " +
-                   std::to_string(ims.size()) + " distinct images are found");
+        std::vector<gemmi::Fractional> ims = site_images(fs, name, cell, sym, record, &pos, report);
         cell_atoms += (long)ims.size();
         if (cell_atoms > kMaxCellAtoms) refuse("more than " + std::to_string(kMaxCellAtoms) + " atoms in the cell");
         ZEMU_import_site s;
@@ -300,28 +366,7 @@ std::vector<ZEMU_import_site> read_sites(cif::Block& block, const gemmi::UnitCel
     }
     if (merged > 0)
         report->warnings.push_back(std::to_string(merged) + " listed atoms are symmetric copies of earlier sites and merged");
-
-    // Atoms of different sites on one spot must share it.
-    for (size_t i = 0; i < sites.size(); i++) {
-        double occ = sites[i].occ;
-        std::string names = sites[i].label;
-        for (size_t j = 0; j < sites.size(); j++) {
-            if (j == i) continue;
-            const gemmi::Fractional p(sites[i].x, sites[i].y, sites[i].z);
-            for (const gemmi::Fractional& im : kept_images[j])
-                if (cell.distance_sq(im, p.wrap_to_unit()) < kSameAtom * kSameAtom) {
-                    occ += sites[j].occ;
-                    names += ", " + sites[j].label;
-                    break;
-                }
-        }
-        if (occ > 1.0 + 0.01) {
-            char text[32];
-            snprintf(text, sizeof text, "%.3f", occ);
-            refuse("sites " + names + " occupy one position with total occupancy " + text);
-        }
-    }
-
+    check_shared_positions(sites, kept_images, cell);
     return sites;
 }
 
