@@ -27,6 +27,7 @@ constexpr double kNoBarrier = 999.0;        // activation energy of a dimension 
 constexpr double kEdgeWeight = 1.0;         // cluster graph: only reachability matters
 
 const char* const kNetworkAllocError = "Error: Memory allocation problem in ZEMU_analyze_network()\n";
+const char* const kVectorsAllocError = "Error: Memory allocation problem in ZEMU_generate_path_vectors()\n";
 
 // ---------------------------------------------------------------------------
 // Vector arithmetic in whole cells
@@ -86,6 +87,8 @@ struct TripleEqual {
     }
 };
 
+typedef std::unordered_set<ZEMU_path_triple_index, TripleHash, TripleEqual> TripleSet;
+
 // One representative of {v, -v}: the lexicographically larger one.
 ZEMU_path_triple_index sign_free(const ZEMU_path_triple_index& v) {
     ZEMU_path_triple_index n{-v.x, -v.y, -v.z};
@@ -94,9 +97,70 @@ ZEMU_path_triple_index sign_free(const ZEMU_path_triple_index& v) {
     return v.z >= n.z ? v : n;
 }
 
-int wrap(int p, int n) {
-    int r = p % n;
-    return r < 0 ? r + n : r;
+// Rank (0 to 3) of a set of cell vectors.
+int rank_of(const std::vector<CellVector>& cells) {
+    int rank = 0;
+    CellVector basis[2];
+    for (const CellVector& c : cells) {
+        if (rank == 0 && !is_zero(c)) basis[rank++] = c;
+        else if (rank == 1 && spans_plane(basis[0], c)) basis[rank++] = c;
+        else if (rank == 2 && fabs(triple(basis[0], basis[1], c)) >= kVectorTolerance) return 3;
+    }
+    return rank;
+}
+
+// The first pair i < j (in scan order) of vectors that spans a plane; false when none.
+bool first_spanning_pair(const std::vector<CellVector>& cells, int first[2]) {
+    const int n = static_cast<int>(cells.size());
+    for (int i = 0; i < n; i++) {
+        for (int j = i + 1; j < n; j++) {
+            if (!spans_plane(cells[static_cast<size_t>(i)], cells[static_cast<size_t>(j)])) continue;
+            first[0] = i, first[1] = j;
+            return true;
+        }
+    }
+    return false;
+}
+
+// The first triple i < j < k (in scan order) of vectors that spans space; false when none.
+bool first_spanning_triple(const std::vector<CellVector>& cells, int first[3]) {
+    const int n = static_cast<int>(cells.size());
+    for (int i = 0; i < n; i++) {
+        for (int j = i + 1; j < n; j++) {
+            const CellVector& p = cells[static_cast<size_t>(i)];
+            const CellVector& q = cells[static_cast<size_t>(j)];
+            if (!spans_plane(p, q)) continue;
+            for (int k = j + 1; k < n; k++) {
+                if (fabs(triple(p, q, cells[static_cast<size_t>(k)])) < kVectorTolerance) continue;
+                first[0] = i, first[1] = j, first[2] = k;
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+// Appends d to the vector list when it is a lattice vector (non-zero, whole
+// cells) not yet known up to its sign. 0, or 1 when memory runs out.
+int add_new_lattice_vector(ZEMU_cube* cube, const ZEMU_path_triple_index& d, TripleSet& known, int* listvecnum,
+                           ZEMU_path_triple_index** listvec) {
+    if (is_zero_vector(d)) return 0;
+    if (d.x % cube->a_grid != 0 || d.y % cube->b_grid != 0 || d.z % cube->c_grid != 0) return 0;
+    if (!known.insert(sign_free(d)).second) return 0;
+    if (zemu_kernel::resize_array(listvec, *listvecnum + 1)) {
+        fputs(kVectorsAllocError, stderr);
+        return 1;
+    }
+    (*listvec)[*listvecnum] = d;
+    (*listvecnum)++;
+    return 0;
+}
+
+// Grid point of p wrapped into the home cell (every count above 0).
+ZEMU_path_triple_index home_point(ZEMU_cube* cube, const ZEMU_path_triple_index& p) {
+    using zemu_kernel::wrap_onto_grid;
+    return ZEMU_path_triple_index{wrap_onto_grid(p.x, cube->a_grid), wrap_onto_grid(p.y, cube->b_grid),
+                                  wrap_onto_grid(p.z, cube->c_grid)};
 }
 
 // ---------------------------------------------------------------------------
@@ -117,6 +181,9 @@ struct SiteKeyEqual {
         return p.minimum == q.minimum && same_point(p.pos, q.pos);
     }
 };
+
+// A graph released on scope exit.
+using ScopedGraph = zemu_kernel::Scoped<ZEMU_graph, ZEMU_init_graph, ZEMU_free_graph>;
 
 // Allpath indices by the minima they touch (an allpath appears under its start
 // and under its end minimum).
@@ -194,64 +261,74 @@ int dimension_of_sites(ZEMU_cube* cube, std::vector<ZEMU_path_triple_index>& pos
     return dimension;
 }
 
+// Position of each site's vertex in the reduced graph; -1 for a site it lacks.
+void locate_vertices(const ZEMU_graph& reduced, std::vector<int>& vertex_position) {
+    const int nsite = static_cast<int>(vertex_position.size());
+    std::fill(vertex_position.begin(), vertex_position.end(), -1);
+    for (int i = 0; i < reduced.total_vertice; i++) {
+        int label = reduced.vert[i].a;
+        if (label >= 0 && label < nsite && vertex_position[static_cast<size_t>(label)] < 0)
+            vertex_position[static_cast<size_t>(label)] = i;
+    }
+}
+
+// Places site u and every later unplaced site that one search from u reaches
+// in the reduced graph, their positions in `part`. 0 or 1.
+int gather_part(ZEMU_graph* reduced, const std::vector<int>& vertex_position,
+                const std::vector<ZEMU_path_triple_index>& pos, int u, std::vector<char>& placed,
+                std::vector<ZEMU_path_triple_index>& part) {
+    const int nsite = static_cast<int>(pos.size());
+    placed[static_cast<size_t>(u)] = 1;
+    part.assign(1, pos[static_cast<size_t>(u)]);
+    int target = -1;
+    for (int w = u + 1; w < nsite && target < 0; w++)
+        if (!placed[static_cast<size_t>(w)] && vertex_position[static_cast<size_t>(w)] >= 0) target = w;
+    if (target < 0 || vertex_position[static_cast<size_t>(u)] < 0) return 0;
+    // One search from u settles every site it can reach; the vertices keep
+    // their distances (-1 when not reached).
+    double dist = -1.0;
+    int* route = nullptr;
+    int route_length = -1;
+    if (ZEMU_find_shortest_path(reduced, u, target, &dist, &route, &route_length)) return 1;
+    for (int w = target; w < nsite; w++) {
+        if (placed[static_cast<size_t>(w)]) continue;
+        int k = vertex_position[static_cast<size_t>(w)];
+        if (k < 0 || reduced->vert[k].dist < 0.0) continue;
+        placed[static_cast<size_t>(w)] = 1;
+        part.push_back(pos[static_cast<size_t>(w)]);
+    }
+    return 0;
+}
+
+// 1 when some part of the cluster graph without site v is still a 1-D chain,
+// 0 when none is; -1 on failure.
+int chain_survives_removal(ZEMU_cube* cube, ZEMU_graph* graph, const std::vector<ZEMU_path_triple_index>& pos,
+                           int v) {
+    const int nsite = static_cast<int>(pos.size());
+    ScopedGraph reduced;
+    if (ZEMU_copy_graph(graph, reduced.get()) || ZEMU_delete_vertice(reduced.get(), v)) return -1;
+    std::vector<int> vertex_position(static_cast<size_t>(nsite));
+    locate_vertices(*reduced.get(), vertex_position);
+    std::vector<char> placed(static_cast<size_t>(nsite), 0);
+    placed[static_cast<size_t>(v)] = 1;
+    std::vector<ZEMU_path_triple_index> part;
+    for (int u = 0; u < nsite; u++) {
+        if (placed[static_cast<size_t>(u)]) continue;
+        if (gather_part(reduced.get(), vertex_position, pos, u, placed, part)) return -1;
+        int dimension = dimension_of_sites(cube, part, nullptr);
+        if (dimension < 0) return -1;
+        if (dimension == 1) return 1;
+    }
+    return 0;
+}
+
 // 1 when the 1-D chain of the cluster graph keeps a 1-D part after the removal
 // of any single site, 0 when some site is a bottleneck; -1 on failure.
 int ribbon_test(ZEMU_cube* cube, ZEMU_graph* graph, const std::vector<ZEMU_path_triple_index>& pos) {
     const int nsite = static_cast<int>(pos.size());
-    std::vector<char> placed;
-    std::vector<int> vertex_position(static_cast<size_t>(nsite));
-    std::vector<ZEMU_path_triple_index> part;
     for (int v = 0; v < nsite; v++) {
-        ZEMU_graph reduced;
-        ZEMU_init_graph(&reduced);
-        if (ZEMU_copy_graph(graph, &reduced) || ZEMU_delete_vertice(&reduced, v)) {
-            ZEMU_free_graph(&reduced);
-            return -1;
-        }
-        std::fill(vertex_position.begin(), vertex_position.end(), -1);
-        for (int i = 0; i < reduced.total_vertice; i++) {
-            int label = reduced.vert[i].a;
-            if (label >= 0 && label < nsite && vertex_position[static_cast<size_t>(label)] < 0)
-                vertex_position[static_cast<size_t>(label)] = i;
-        }
-
-        placed.assign(static_cast<size_t>(nsite), 0);
-        placed[static_cast<size_t>(v)] = 1;
-        bool still_chain = false;
-        for (int u = 0; u < nsite && !still_chain; u++) {
-            if (placed[static_cast<size_t>(u)]) continue;
-            placed[static_cast<size_t>(u)] = 1;
-            part.assign(1, pos[static_cast<size_t>(u)]);
-            int target = -1;
-            for (int w = u + 1; w < nsite && target < 0; w++)
-                if (!placed[static_cast<size_t>(w)] && vertex_position[static_cast<size_t>(w)] >= 0) target = w;
-            if (target >= 0 && vertex_position[static_cast<size_t>(u)] >= 0) {
-                // One search from u settles every site it can reach; the
-                // vertices keep their distances (-1 when not reached).
-                double dist = -1.0;
-                int* route = nullptr;
-                int route_length = -1;
-                if (ZEMU_find_shortest_path(&reduced, u, target, &dist, &route, &route_length)) {
-                    ZEMU_free_graph(&reduced);
-                    return -1;
-                }
-                for (int w = target; w < nsite; w++) {
-                    if (placed[static_cast<size_t>(w)]) continue;
-                    int k = vertex_position[static_cast<size_t>(w)];
-                    if (k < 0 || reduced.vert[k].dist < 0.0) continue;
-                    placed[static_cast<size_t>(w)] = 1;
-                    part.push_back(pos[static_cast<size_t>(w)]);
-                }
-            }
-            int dimension = dimension_of_sites(cube, part, nullptr);
-            if (dimension < 0) {
-                ZEMU_free_graph(&reduced);
-                return -1;
-            }
-            if (dimension == 1) still_chain = true;
-        }
-        ZEMU_free_graph(&reduced);
-        if (!still_chain) return 0;
+        int survives = chain_survives_removal(cube, graph, pos, v);
+        if (survives <= 0) return survives;
     }
     return 1;
 }
@@ -267,18 +344,15 @@ int append_cluster(ZEMU_cluster_list* clustlist) {
     return 0;
 }
 
-// Floods the cluster seeded by allpath `seed` into the last cluster of the
-// list: path list, dimension, vectors and ribbon. 0 or 1.
-int flood_cluster(ZEMU_cube* cube, ZEMU_pathlib* pathlib, const AllpathsByMinimum& by_minimum,
-                  std::vector<char>& used, int seed, ZEMU_cluster* clust) {
-    std::vector<int> paths;
-    std::vector<char> in_cluster(static_cast<size_t>(pathlib->total_path), 0);
-    Flood flood;
-    ZEMU_graph graph;
-    ZEMU_init_graph(&graph);
+// Path types met by a cluster, each once, in the order first met.
+struct PathSet {
+    std::vector<int> paths;        // path indices
+    std::vector<char> in_cluster;  // per path of the library: 1 once in `paths`
 
-    // Records allpath j's path type in the cluster (each once); 0 or 1.
-    auto take_path = [&](int j) {
+    explicit PathSet(int total_path) : in_cluster(static_cast<size_t>(total_path), 0) {}
+
+    // Records allpath j's path type; 0, or 1 when it has none.
+    int take(ZEMU_pathlib* pathlib, int j) {
         int p = ZEMU_get_allpath_to_path_index(pathlib, j);
         if (p < 0) return 1;
         if (!in_cluster[static_cast<size_t>(p)]) {
@@ -286,77 +360,128 @@ int flood_cluster(ZEMU_cube* cube, ZEMU_pathlib* pathlib, const AllpathsByMinimu
             paths.push_back(p);
         }
         return 0;
-    };
+    }
+};
 
-    int failed = 0;
+// The cluster graph under construction: its sites, their edges and the path
+// types of the allpaths taken so far.
+struct ClusterFlood {
+    Flood sites;
+    ScopedGraph graph;
+    PathSet taken;
+
+    explicit ClusterFlood(int total_path) : taken(total_path) {}
+};
+
+// Grid images of an allpath's minima: the start at home, the end across the
+// allpath's cell crossing.
+void allpath_images(ZEMU_cube* cube, ZEMU_allpath* ap, ZEMU_path_triple_index* start_image,
+                    ZEMU_path_triple_index* end_image) {
+    *start_image = minimum_point(cube, ap->start);
+    *end_image = add(minimum_point(cube, ap->end), crossing_steps(cube, ap));
+}
+
+// Shifts both images by the step that brings the end on minimum `site_minimum`
+// onto `site`. A separate test per end: for a hop between two images of one
+// minimum the end's shift, applied last, is the one that stands.
+void align_images(const ZEMU_allpath* ap, int site_minimum, const ZEMU_path_triple_index& site,
+                  ZEMU_path_triple_index* start_image, ZEMU_path_triple_index* end_image) {
+    if (site_minimum == ap->start) {
+        ZEMU_path_triple_index shift = subtract(site, *start_image);
+        *start_image = add(*start_image, shift);
+        *end_image = add(*end_image, shift);
+    }
+    if (site_minimum == ap->end) {
+        ZEMU_path_triple_index shift = subtract(site, *end_image);
+        *start_image = add(*start_image, shift);
+        *end_image = add(*end_image, shift);
+    }
+}
+
+// Starts the cluster with allpath `seed`: both its ends as new sites and the
+// edge between them. 0 or 1.
+int seed_cluster(ZEMU_cube* cube, ZEMU_pathlib* pathlib, const AllpathsByMinimum& by_minimum,
+                 std::vector<char>& used, int seed, ClusterFlood& cluster) {
     used[static_cast<size_t>(seed)] = 1;
-    if (take_path(seed)) {
-        failed = 1;
-    } else {
-        ZEMU_allpath* ap = &pathlib->allpath[seed];
-        int s0 = place_site(flood, by_minimum, used, ap->start, minimum_point(cube, ap->start), true);
-        int s1 = place_site(flood, by_minimum, used, ap->end,
-                            add(minimum_point(cube, ap->end), crossing_steps(cube, ap)), true);
-        failed = ZEMU_add_edge(&graph, s0, s1, kEdgeWeight);
-    }
+    if (cluster.taken.take(pathlib, seed)) return 1;
+    ZEMU_allpath* ap = &pathlib->allpath[seed];
+    ZEMU_path_triple_index start_image, end_image;
+    allpath_images(cube, ap, &start_image, &end_image);
+    int s0 = place_site(cluster.sites, by_minimum, used, ap->start, start_image, true);
+    int s1 = place_site(cluster.sites, by_minimum, used, ap->end, end_image, true);
+    return ZEMU_add_edge(cluster.graph.get(), s0, s1, kEdgeWeight);
+}
 
+// The smallest unused candidate allpath, taken off the queue; -1 when none is left.
+int next_candidate(Flood& flood, const std::vector<char>& used) {
+    while (!flood.candidates.empty() && used[static_cast<size_t>(flood.candidates.top())]) flood.candidates.pop();
+    if (flood.candidates.empty()) return -1;
+    int j = flood.candidates.top();
+    flood.candidates.pop();
+    return j;
+}
+
+// Joins allpath j to the cluster at the images that meet the first site of its
+// minima: its ends as sites (new ones appended) and the edge between them. 0 or 1.
+int join_allpath(ZEMU_cube* cube, ZEMU_pathlib* pathlib, const AllpathsByMinimum& by_minimum,
+                 std::vector<char>& used, int j, ClusterFlood& cluster) {
+    used[static_cast<size_t>(j)] = 1;
+    if (cluster.taken.take(pathlib, j)) return 1;
+    Flood& flood = cluster.sites;
+    ZEMU_allpath* ap = &pathlib->allpath[j];
+    int matched = first_site_of(flood, ap->start, ap->end);
+    ZEMU_path_triple_index start_image, end_image;
+    allpath_images(cube, ap, &start_image, &end_image);
+    align_images(ap, flood.minimum[static_cast<size_t>(matched)], flood.pos[static_cast<size_t>(matched)],
+                 &start_image, &end_image);
+    int sa = place_site(flood, by_minimum, used, ap->start, start_image, false);
+    int sb = place_site(flood, by_minimum, used, ap->end, end_image, false);
+    return ZEMU_add_edge(cluster.graph.get(), sa, sb, kEdgeWeight);
+}
+
+// Dimension and spanning vectors of the flooded cluster, and the ribbon test of
+// a 1-D one. 0 or 1.
+int characterise_cluster(ZEMU_cube* cube, ClusterFlood& cluster, ZEMU_cluster* clust) {
+    if (ZEMU_build_vert_from_edge(cluster.graph.get())) return 1;
+    clust->dimension = dimension_of_sites(cube, cluster.sites.pos, clust->vector);
+    if (clust->dimension < 0) {
+        clust->dimension = 0;
+        return 1;
+    }
+    if (clust->dimension == 1) {
+        int ribbon = ribbon_test(cube, cluster.graph.get(), cluster.sites.pos);
+        if (ribbon < 0) return 1;
+        clust->ribbon = ribbon;
+    }
+    return 0;
+}
+
+// Hands the cluster a copy of its path list (none when empty). 0 or 1.
+int store_paths(const std::vector<int>& paths, ZEMU_cluster* clust) {
+    if (paths.empty()) return 0;
+    clust->path = static_cast<int*>(malloc(sizeof(int) * paths.size()));
+    if (clust->path == nullptr) {
+        fputs(kNetworkAllocError, stderr);
+        return 1;
+    }
+    memcpy(clust->path, paths.data(), sizeof(int) * paths.size());
+    clust->total_path = static_cast<int>(paths.size());
+    return 0;
+}
+
+// Floods the cluster seeded by allpath `seed` into the last cluster of the
+// list: path list, dimension, vectors and ribbon. 0 or 1.
+int flood_cluster(ZEMU_cube* cube, ZEMU_pathlib* pathlib, const AllpathsByMinimum& by_minimum,
+                  std::vector<char>& used, int seed, ZEMU_cluster* clust) {
+    ClusterFlood cluster(pathlib->total_path);
+    int failed = seed_cluster(cube, pathlib, by_minimum, used, seed, cluster);
     while (!failed) {
-        while (!flood.candidates.empty() && used[static_cast<size_t>(flood.candidates.top())])
-            flood.candidates.pop();
-        if (flood.candidates.empty()) break;
-        int j = flood.candidates.top();
-        flood.candidates.pop();
-        used[static_cast<size_t>(j)] = 1;
-        if (take_path(j)) {
-            failed = 1;
-            break;
-        }
-        ZEMU_allpath* ap = &pathlib->allpath[j];
-        int matched = first_site_of(flood, ap->start, ap->end);
-        ZEMU_path_triple_index start_image = minimum_point(cube, ap->start);
-        ZEMU_path_triple_index end_image = add(minimum_point(cube, ap->end), crossing_steps(cube, ap));
-        const ZEMU_path_triple_index site = flood.pos[static_cast<size_t>(matched)];
-        const int site_minimum = flood.minimum[static_cast<size_t>(matched)];
-        if (site_minimum == ap->start) {
-            ZEMU_path_triple_index shift = subtract(site, start_image);
-            start_image = add(start_image, shift);
-            end_image = add(end_image, shift);
-        }
-        // A separate test: for a hop between two images of one minimum this shift is the one that stands.
-        if (site_minimum == ap->end) {
-            ZEMU_path_triple_index shift = subtract(site, end_image);
-            start_image = add(start_image, shift);
-            end_image = add(end_image, shift);
-        }
-        int sa = place_site(flood, by_minimum, used, ap->start, start_image, false);
-        int sb = place_site(flood, by_minimum, used, ap->end, end_image, false);
-        failed = ZEMU_add_edge(&graph, sa, sb, kEdgeWeight);
+        int j = next_candidate(cluster.sites, used);
+        if (j < 0) break;
+        failed = join_allpath(cube, pathlib, by_minimum, used, j, cluster);
     }
-
-    if (!failed) failed = ZEMU_build_vert_from_edge(&graph);
-    if (!failed) {
-        clust->dimension = dimension_of_sites(cube, flood.pos, clust->vector);
-        if (clust->dimension < 0) {
-            clust->dimension = 0;
-            failed = 1;
-        }
-    }
-    if (!failed && clust->dimension == 1) {
-        int ribbon = ribbon_test(cube, &graph, flood.pos);
-        if (ribbon < 0) failed = 1;
-        else clust->ribbon = ribbon;
-    }
-    ZEMU_free_graph(&graph);
-
-    if (!paths.empty()) {
-        clust->path = static_cast<int*>(malloc(sizeof(int) * paths.size()));
-        if (clust->path == nullptr) {
-            fputs(kNetworkAllocError, stderr);
-            return 1;
-        }
-        memcpy(clust->path, paths.data(), sizeof(int) * paths.size());
-        clust->total_path = static_cast<int>(paths.size());
-    }
+    if (!failed) failed = characterise_cluster(cube, cluster, clust);
+    if (store_paths(cluster.taken.paths, clust)) return 1;
     return failed;
 }
 
@@ -479,39 +604,24 @@ int ZEMU_generate_path_vectors(ZEMU_cube* cube, int listnum, ZEMU_path_triple_in
         std::vector<const std::vector<int>*> group_of(static_cast<size_t>(listnum));
         std::vector<int> rank_in_group(static_cast<size_t>(listnum));
         for (int i = 0; i < listnum; i++) {
-            const ZEMU_path_triple_index& p = listcoor[i];
-            ZEMU_path_triple_index cell{wrap(p.x, cube->a_grid), wrap(p.y, cube->b_grid), wrap(p.z, cube->c_grid)};
-            std::vector<int>& members = groups[cell];
+            std::vector<int>& members = groups[home_point(cube, listcoor[i])];
             rank_in_group[static_cast<size_t>(i)] = static_cast<int>(members.size());
             members.push_back(i);
         }
-        for (int i = 0; i < listnum; i++) {
-            const ZEMU_path_triple_index& p = listcoor[i];
-            ZEMU_path_triple_index cell{wrap(p.x, cube->a_grid), wrap(p.y, cube->b_grid), wrap(p.z, cube->c_grid)};
-            group_of[static_cast<size_t>(i)] = &groups[cell];
-        }
+        for (int i = 0; i < listnum; i++) group_of[static_cast<size_t>(i)] = &groups[home_point(cube, listcoor[i])];
 
-        std::unordered_set<ZEMU_path_triple_index, TripleHash, TripleEqual> known;
+        TripleSet known;
         for (int v = 0; v < *listvecnum; v++) known.insert(sign_free((*listvec)[v]));
 
         for (int i = 0; i < listnum; i++) {
             const std::vector<int>& members = *group_of[static_cast<size_t>(i)];
             for (size_t r = static_cast<size_t>(rank_in_group[static_cast<size_t>(i)]) + 1; r < members.size(); r++) {
-                int j = members[r];
-                ZEMU_path_triple_index d = subtract(listcoor[i], listcoor[j]);
-                if (is_zero_vector(d)) continue;
-                if (d.x % cube->a_grid != 0 || d.y % cube->b_grid != 0 || d.z % cube->c_grid != 0) continue;
-                if (!known.insert(sign_free(d)).second) continue;
-                if (zemu_kernel::resize_array(listvec, *listvecnum + 1)) {
-                    fputs("Error: Memory allocation problem in ZEMU_generate_path_vectors()\n", stderr);
-                    return 1;
-                }
-                (*listvec)[*listvecnum] = d;
-                (*listvecnum)++;
+                ZEMU_path_triple_index d = subtract(listcoor[i], listcoor[members[r]]);
+                if (add_new_lattice_vector(cube, d, known, listvecnum, listvec)) return 1;
             }
         }
     } catch (const std::bad_alloc&) {
-        fputs("Error: Memory allocation problem in ZEMU_generate_path_vectors()\n", stderr);
+        fputs(kVectorsAllocError, stderr);
         return 1;
     }
     return 0;
@@ -528,45 +638,17 @@ void ZEMU_generate_path_dimension(ZEMU_cube* cube, int listvecnum, ZEMU_path_tri
 
     // Rank of the whole set first, so that a flat set skips the cubic triple
     // search (lattice vectors are whole cells: their products are whole numbers).
-    int rank = 0;
-    CellVector basis[2];
-    for (const CellVector& c : cells) {
-        if (rank == 0 && !is_zero(c)) basis[rank++] = c;
-        else if (rank == 1 && spans_plane(basis[0], c)) basis[rank++] = c;
-        else if (rank == 2 && fabs(triple(basis[0], basis[1], c)) >= kVectorTolerance) {
-            rank = 3;
-            break;
-        }
+    const int rank = rank_of(cells);
+    int first[3];
+    if (rank == 3 && listvecnum >= 3 && first_spanning_triple(cells, first)) {
+        *dimension = 3;
+        for (int v = 0; v < 3; v++) spanning_vectors[v] = listvec[first[v]];
+        return;
     }
-
-    if (rank == 3 && listvecnum >= 3) {
-        for (int i = 0; i < listvecnum; i++) {
-            for (int j = i + 1; j < listvecnum; j++) {
-                if (!spans_plane(cells[static_cast<size_t>(i)], cells[static_cast<size_t>(j)])) continue;
-                for (int k = j + 1; k < listvecnum; k++) {
-                    if (fabs(triple(cells[static_cast<size_t>(i)], cells[static_cast<size_t>(j)],
-                                    cells[static_cast<size_t>(k)])) >= kVectorTolerance) {
-                        *dimension = 3;
-                        spanning_vectors[0] = listvec[i];
-                        spanning_vectors[1] = listvec[j];
-                        spanning_vectors[2] = listvec[k];
-                        return;
-                    }
-                }
-            }
-        }
-    }
-    if (rank >= 2 && listvecnum >= 2) {
-        for (int i = 0; i < listvecnum; i++) {
-            for (int j = i + 1; j < listvecnum; j++) {
-                if (spans_plane(cells[static_cast<size_t>(i)], cells[static_cast<size_t>(j)])) {
-                    *dimension = 2;
-                    spanning_vectors[0] = listvec[i];
-                    spanning_vectors[1] = listvec[j];
-                    return;
-                }
-            }
-        }
+    if (rank >= 2 && listvecnum >= 2 && first_spanning_pair(cells, first)) {
+        *dimension = 2;
+        for (int v = 0; v < 2; v++) spanning_vectors[v] = listvec[first[v]];
+        return;
     }
     // Collinear: every non-zero vector in turn, so the last one stands.
     for (int i = 0; i < listvecnum; i++) {

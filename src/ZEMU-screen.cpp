@@ -96,6 +96,69 @@ void print_summary(const std::vector<ZEMU_screen_row>& rows, size_t skipped, dou
                 r->formula.c_str(), r->formula.empty() ? "" : ")");
 }
 
+// Drops the files inside `keep`: the structures kept by an earlier run are not
+// candidates themselves. A folder that cannot be resolved drops nothing.
+void drop_kept_structures(const std::string& keep, std::vector<std::string>* files) {
+    std::error_code ec;
+    const std::filesystem::path kept = std::filesystem::weakly_canonical(keep, ec);
+    if (ec) return;
+    std::vector<std::string> candidates;
+    for (const std::string& f : *files) {
+        std::filesystem::path p = std::filesystem::weakly_canonical(f, ec);
+        auto mismatch = std::mismatch(kept.begin(), kept.end(), p.begin(), p.end());
+        if (ec || mismatch.first != kept.end()) candidates.push_back(f);
+    }
+    files->swap(candidates);
+}
+
+// Drops the files the result file `output` already lists, counting them in
+// *skipped. 0, or 1 with *error when the file cannot be read.
+int drop_done_structures(const std::string& output, std::vector<std::string>* files, size_t* skipped,
+                         std::string* error) {
+    std::set<std::string> done;
+    if (ZEMU_screen_read_done(output, &done, error)) return 1;
+    std::vector<std::string> left;
+    for (const std::string& f : *files)
+        if (done.count(f) == 0) left.push_back(f);
+    *skipped = files->size() - left.size();
+    files->swap(left);
+    return 0;
+}
+
+// The result stream (standard output when no file is named; a resumed file is
+// appended to), the CSV header written when asked. nullptr with the message
+// on stderr when the file does not open.
+FILE* open_results(const ZEMU_screen_options& options, bool header) {
+    FILE* out = stdout;
+    if (!options.output.empty()) {
+        out = fopen(options.output.c_str(), options.resume ? "a" : "w");
+        if (out == nullptr) {
+            fprintf(stderr, "Error: %s: %s\n", options.output.c_str(), strerror(errno));
+            return nullptr;
+        }
+    }
+    if (header) {
+        fputs(ZEMU_screen_csv_header().c_str(), out);
+        fflush(out);
+    }
+    return out;
+}
+
+// Screens the files, each row written to `out` (a JSON line or a CSV line) and
+// flushed as it arrives, then kept in *rows and shown by the progress. The
+// workers' status; *write_failed set when a row could not be written.
+int run_and_write(const std::vector<std::string>& files, const ZEMU_screen_options& options,
+                  const ZEMU_screen_job& job, FILE* out, bool jsonl, std::vector<ZEMU_screen_row>* rows,
+                  bool* write_failed) {
+    Progress progress(options.progress, files.size());
+    return ZEMU_screen_run_workers(files, options, job, [&](const ZEMU_screen_row& row) {
+        std::string line = jsonl ? ZEMU_screen_json_line(row) : ZEMU_screen_csv_line(row);
+        if (fputs(line.c_str(), out) < 0 || fflush(out) != 0) *write_failed = true;
+        rows->push_back(row);
+        progress.done(row);
+    });
+}
+
 }  // namespace
 
 int ZEMU_screen_batch(const std::vector<std::string>& inputs, const ZEMU_screen_options& options,
@@ -107,20 +170,7 @@ int ZEMU_screen_batch(const std::vector<std::string>& inputs, const ZEMU_screen_
         fprintf(stderr, "Error: %s\n", error.c_str());
         return 1;
     }
-    if (!options.keep.empty()) {
-        // the structures kept by an earlier run are not candidates themselves
-        std::error_code ec;
-        const std::filesystem::path kept = std::filesystem::weakly_canonical(options.keep, ec);
-        if (!ec) {
-            std::vector<std::string> candidates;
-            for (const std::string& f : files) {
-                std::filesystem::path p = std::filesystem::weakly_canonical(f, ec);
-                auto mismatch = std::mismatch(kept.begin(), kept.end(), p.begin(), p.end());
-                if (ec || mismatch.first != kept.end()) candidates.push_back(f);
-            }
-            files.swap(candidates);
-        }
-    }
+    if (!options.keep.empty()) drop_kept_structures(options.keep, &files);
     files = ZEMU_screen_take_shard(files, options.shard_k, options.shard_n);
 
     const bool to_file = !options.output.empty();
@@ -128,43 +178,20 @@ int ZEMU_screen_batch(const std::vector<std::string>& inputs, const ZEMU_screen_
     size_t skipped = 0;
     bool header = !jsonl;
     if (options.resume && to_file) {
-        std::set<std::string> done;
-        if (ZEMU_screen_read_done(options.output, &done, &error)) {
+        if (drop_done_structures(options.output, &files, &skipped, &error)) {
             fprintf(stderr, "Error: %s\n", error.c_str());
             return 1;
         }
-        std::vector<std::string> left;
-        for (const std::string& f : files)
-            if (done.count(f) == 0) left.push_back(f);
-        skipped = files.size() - left.size();
-        files.swap(left);
         std::error_code ec;
         if (std::filesystem::exists(options.output, ec) && std::filesystem::file_size(options.output, ec) > 0)
             header = false;
     }
 
-    FILE* out = stdout;
-    if (to_file) {
-        out = fopen(options.output.c_str(), options.resume ? "a" : "w");
-        if (out == nullptr) {
-            fprintf(stderr, "Error: %s: %s\n", options.output.c_str(), strerror(errno));
-            return 1;
-        }
-    }
-    if (header) {
-        fputs(ZEMU_screen_csv_header().c_str(), out);
-        fflush(out);
-    }
-
-    Progress progress(options.progress, files.size());
+    FILE* out = open_results(options, header);
+    if (out == nullptr) return 1;
     std::vector<ZEMU_screen_row> rows;
     bool write_failed = false;
-    int status = ZEMU_screen_run_workers(files, options, job, [&](const ZEMU_screen_row& row) {
-        std::string line = jsonl ? ZEMU_screen_json_line(row) : ZEMU_screen_csv_line(row);
-        if (fputs(line.c_str(), out) < 0 || fflush(out) != 0) write_failed = true;
-        rows.push_back(row);
-        progress.done(row);
-    });
+    int status = run_and_write(files, options, job, out, jsonl, &rows, &write_failed);
     if (to_file && fclose(out) != 0) write_failed = true;
     if (write_failed) {
         fprintf(stderr, "Error: %s: %s\n", to_file ? options.output.c_str() : "standard output",

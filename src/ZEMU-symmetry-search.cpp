@@ -20,6 +20,9 @@ const double kLowEnergyWindow = 5.0;
 const int kSmoothShell = 5;
 const double kSmoothSigma = 0.15;
 const double kSqrtTwoPi = 2.5066282746310002;
+// Offsets per axis, and the kernel position of the offset (0, 0, 0).
+const int kSmoothWidth = 2 * kSmoothShell + 1;
+const int kSmoothCentre = (kSmoothShell * kSmoothWidth + kSmoothShell) * kSmoothWidth + kSmoothShell;
 
 // Appends (x, y, z) to a point array of *total entries; 0, or 1 with the array
 // as it was and a message when memory runs out.
@@ -36,6 +39,169 @@ int append_point(ZEMU_xyz_int** array, int* total, int* cap, int x, int y, int z
 void empty_stationary_points(ZEMU_cube* cube) {
     ZEMU_free_cube_stationary_points(cube);
     ZEMU_init_cube_stationary_points(cube);
+}
+
+// ---------------------------------------------------------------------------
+// Smoothing steps
+// ---------------------------------------------------------------------------
+
+// The smoothing kernel and the periodic index tables of one grid.
+struct SmoothingKernel {
+    std::vector<double> weight;  // per offset (a outermost, c innermost), then one trailing 0
+    double normalization = 0.0;  // sum of the weights
+    std::vector<int> wrap_a, wrap_b, wrap_c;  // per axis: wrapped index of (index + offset + kSmoothShell)
+};
+
+// Gaussian weights of the kernel offsets and their sum. 0; 1 when memory runs out.
+int set_kernel_weights(ZEMU_cube* cube, SmoothingKernel* kernel) {
+    const int kernel_size = kSmoothWidth * kSmoothWidth * kSmoothWidth;
+    try {
+        kernel->weight.assign((size_t)kernel_size + 1, 0.0);  // the trailing 0 serves the shifted reading
+    } catch (...) {
+        return 1;
+    }
+    const double prefactor = 1.0 / std::pow(kSmoothSigma * kSqrtTwoPi, 3);
+    const double denominator = 2.0 * kSmoothSigma * kSmoothSigma;
+    int n = 0;
+    for (int i = -kSmoothShell; i <= kSmoothShell; i++)
+        for (int j = -kSmoothShell; j <= kSmoothShell; j++)
+            for (int k = -kSmoothShell; k <= kSmoothShell; k++) {
+                // The exponent takes the distance itself, not its square.
+                const double d = ZEMU_distance_grid(cube, 0, 0, 0, i, j, k);
+                kernel->weight[n] = prefactor * std::exp(-d / denominator);
+                kernel->normalization += kernel->weight[n];
+                n++;
+            }
+    return 0;
+}
+
+// Wrapped index of (index + offset) on an axis of `count` points: the kernel
+// reaches further than one cell on grids of up to five points, so the table
+// reduces by full modulo.
+std::vector<int> wrap_table(int count) {
+    std::vector<int> table((size_t)count + 2 * kSmoothShell);
+    for (int v = 0; v < (int)table.size(); v++) table[v] = ((v - kSmoothShell) % count + count) % count;
+    return table;
+}
+
+// Kernel-weighted sum of the energies around every image, one accumulator over
+// all images; offset n takes weight n + 1.
+double kernel_sum(const ZEMU_cube* cube, const SmoothingKernel& kernel, const ZEMU_symcopies& copies) {
+    double accumulator = 0.0;
+    for (int m = 0; m < copies.total; m++) {
+        const int x = copies.copy[m].x, y = copies.copy[m].y, z = copies.copy[m].z;
+        int position = 0;
+        for (int i = 0; i < kSmoothWidth; i++) {
+            double** plane = cube->energy[kernel.wrap_a[x + i]];
+            for (int j = 0; j < kSmoothWidth; j++) {
+                const double* row = plane[kernel.wrap_b[y + j]];
+                for (int k = 0; k < kSmoothWidth; k++) {
+                    position++;  // advanced before the read: offset n takes weight n + 1
+                    accumulator += kernel.weight[position] * row[kernel.wrap_c[z + k]];
+                }
+            }
+        }
+    }
+    return accumulator;
+}
+
+// Writes the smoothed value of each representative into new_cube at all of its images.
+void smooth_representatives(ZEMU_cube* cube, ZEMU_cif* cif, const ZEMU_asymmetric_unit* asym,
+                            const SmoothingKernel& kernel, double*** new_cube) {
+    for (int r = 0; r < asym->total; r++) {
+        ZEMU_symcopies copies;
+        ZEMU_fastgen_sym_copies(cif, cube, &copies, asym->grid[r].x, asym->grid[r].y, asym->grid[r].z);
+        const double accumulator = kernel_sum(cube, kernel, copies);
+        if (copies.total == 0) continue;
+        const double value = accumulator / (copies.total * kernel.normalization);
+        for (int m = 0; m < copies.total; m++) new_cube[copies.copy[m].x][copies.copy[m].y][copies.copy[m].z] = value;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Whole-grid search steps
+// ---------------------------------------------------------------------------
+
+// Adds every saddle and minimum of the grid at or below max_energy, marking
+// them in `sites` (1 saddle, 2 minimum); 0, or 1 when a list operation fails.
+int scan_stationary_points(ZEMU_cube* cube, char*** sites) {
+    for (int x = 0; x < cube->a_grid; x++)
+        for (int y = 0; y < cube->b_grid; y++)
+            for (int z = 0; z < cube->c_grid; z++) {
+                sites[x][y][z] = 0;
+                const double e = cube->energy[x][y][z];
+                if (e > cube->max_energy) continue;
+                if (ZEMU_find_lower_energy_neighbour_cluster(cube, x, y, z) >= 2) {
+                    if (ZEMU_add_cube_saddle_point(cube, x, y, z, e, 0)) return 1;
+                    ZEMU_saddle& added = cube->saddle[cube->total_saddle - 1];
+                    added.tx = x;
+                    added.ty = y;
+                    added.tz = z;
+                    sites[x][y][z] = 1;
+                } else if (ZEMU_is_minimum(cube, x, y, z)) {
+                    const int failed = ZEMU_add_cube_minima_point(cube, x, y, z, x, y, z, e, 0);
+                    sites[x][y][z] = 2;
+                    if (failed) return 1;
+                }
+            }
+    return 0;
+}
+
+// The first of the 27 periodic images of `other` (a outermost, c innermost)
+// within two steps of (xi, yi, zi) on every axis, in image[]; false when none is.
+bool near_image(const ZEMU_cube* cube, const ZEMU_saddle& other, int xi, int yi, int zi, int image[3]) {
+    for (int da = -1; da <= 1; da++)
+        for (int db = -1; db <= 1; db++)
+            for (int dc = -1; dc <= 1; dc++) {
+                image[0] = other.x + da * cube->a_grid;
+                image[1] = other.y + db * cube->b_grid;
+                image[2] = other.z + dc * cube->c_grid;
+                if (std::abs(image[0] - xi) <= 2 && std::abs(image[1] - yi) <= 2 && std::abs(image[2] - zi) <= 2)
+                    return true;
+            }
+    return false;
+}
+
+// Moves saddle i to the mean of the `count` true positions summed in it,
+// wrapped into the cell, with its grid point the mean rounded.
+void move_to_mean(ZEMU_cube* cube, int i, int count) {
+    ZEMU_saddle& merged = cube->saddle[i];
+    const ZEMU_cube_triple_index_dbl mean =
+        ZEMU_shift_index_xyz_dbl(cube, merged.tx / count, merged.ty / count, merged.tz / count);
+    merged.tx = mean.x;
+    merged.ty = mean.y;
+    merged.tz = mean.z;
+    const ZEMU_cube_triple_index grid = ZEMU_shift_index_xyz(cube, (int)std::lround(mean.x), (int)std::lround(mean.y),
+                                                             (int)std::lround(mean.z));
+    merged.x = grid.x;
+    merged.y = grid.y;
+    merged.z = grid.z;
+}
+
+// Saddles split by symmetry: equivalent saddles within two steps on every axis
+// (periodically) become one at their mean.
+void merge_split_saddles(ZEMU_cube* cube, ZEMU_cif* cif) {
+    for (int i = 0; i < cube->total_saddle; i++) {
+        const int xi = cube->saddle[i].x, yi = cube->saddle[i].y, zi = cube->saddle[i].z;
+        int count = 1;
+        int j = i + 1;
+        while (j < cube->total_saddle) {
+            const ZEMU_saddle& other = cube->saddle[j];
+            int image[3];
+            // The cheap distance test first; the result is the same as testing symmetry first.
+            if (!near_image(cube, other, xi, yi, zi, image) ||
+                !ZEMU_is_symmetrically_related(cif, cube, xi, yi, zi, other.x, other.y, other.z)) {
+                j++;
+                continue;
+            }
+            cube->saddle[i].tx += image[0];
+            cube->saddle[i].ty += image[1];
+            cube->saddle[i].tz += image[2];
+            count++;
+            ZEMU_del_cube_saddle_point(cube, j);
+        }
+        if (count > 1) move_to_mean(cube, i, count);
+    }
 }
 
 }  // namespace
@@ -150,33 +316,9 @@ void ZEMU_fast_refresh_global_min(ZEMU_cube* cube, ZEMU_asymmetric_unit* asym) {
 int ZEMU_smooth_cube_with_symmetry(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetric_unit* asym) {
     const int na = cube->a_grid, nb = cube->b_grid, nc = cube->c_grid;
     if (na <= 0 || nb <= 0 || nc <= 0 || cube->energy == nullptr) return 1;
-    const int width = 2 * kSmoothShell + 1;
-    const int kernel_size = width * width * width;
-
-    // Kernel in offset order (a outermost, c innermost), with one trailing 0
-    // for the shifted reading below.
-    std::vector<double> gaussian;
-    std::vector<double> zero_filled;
-    try {
-        gaussian.assign((size_t)kernel_size + 1, 0.0);
-    } catch (...) {
-        return 1;
-    }
-    const double prefactor = 1.0 / std::pow(kSmoothSigma * kSqrtTwoPi, 3);
-    const double denominator = 2.0 * kSmoothSigma * kSmoothSigma;
-    double normalization = 0.0;
-    int n = 0;
-    for (int i = -kSmoothShell; i <= kSmoothShell; i++)
-        for (int j = -kSmoothShell; j <= kSmoothShell; j++)
-            for (int k = -kSmoothShell; k <= kSmoothShell; k++) {
-                // The exponent takes the distance itself, not its square.
-                const double d = ZEMU_distance_grid(cube, 0, 0, 0, i, j, k);
-                gaussian[n] = prefactor * std::exp(-d / denominator);
-                normalization += gaussian[n];
-                n++;
-            }
-    const int centre = (kSmoothShell * width + kSmoothShell) * width + kSmoothShell;
-    printf("Center weight: %f\n", gaussian[centre] / normalization);
+    SmoothingKernel kernel;
+    if (set_kernel_weights(cube, &kernel)) return 1;
+    printf("Center weight: %f\n", kernel.weight[kSmoothCentre] / kernel.normalization);
 
     double*** new_cube = nullptr;
     if (ZEMU_alloc_3D_dbl_array(&new_cube, na, nb, nc)) {
@@ -186,39 +328,10 @@ int ZEMU_smooth_cube_with_symmetry(ZEMU_cube* cube, ZEMU_cif* cif, ZEMU_asymmetr
     // Points that are an image of no representative keep 0.
     for (int i = 0; i < na; i++)
         for (int j = 0; j < nb; j++) memset(new_cube[i][j], 0, (size_t)nc * sizeof(double));
-
-    // Wrapped index of (index + offset) per axis: the kernel reaches further than one
-    // cell on grids of up to five points, so these tables reduce by full modulo.
-    auto wrap_table = [](int count) {
-        std::vector<int> table((size_t)count + 2 * kSmoothShell);
-        for (int v = 0; v < (int)table.size(); v++) table[v] = ((v - kSmoothShell) % count + count) % count;
-        return table;
-    };
-    const std::vector<int> wrap_a = wrap_table(na), wrap_b = wrap_table(nb), wrap_c = wrap_table(nc);
-
-    for (int r = 0; r < asym->total; r++) {
-        ZEMU_symcopies copies;
-        ZEMU_fastgen_sym_copies(cif, cube, &copies, asym->grid[r].x, asym->grid[r].y, asym->grid[r].z);
-        double accumulator = 0.0;
-        for (int m = 0; m < copies.total; m++) {
-            const int x = copies.copy[m].x, y = copies.copy[m].y, z = copies.copy[m].z;
-            int position = 0;
-            for (int i = 0; i < width; i++) {
-                double** plane = cube->energy[wrap_a[x + i]];
-                for (int j = 0; j < width; j++) {
-                    const double* row = plane[wrap_b[y + j]];
-                    for (int k = 0; k < width; k++) {
-                        position++;  // advanced before the read: offset n takes weight n + 1
-                        accumulator += gaussian[position] * row[wrap_c[z + k]];
-                    }
-                }
-            }
-        }
-        if (copies.total == 0) continue;
-        const double value = accumulator / (copies.total * normalization);
-        for (int m = 0; m < copies.total; m++) new_cube[copies.copy[m].x][copies.copy[m].y][copies.copy[m].z] = value;
-    }
-
+    kernel.wrap_a = wrap_table(na);
+    kernel.wrap_b = wrap_table(nb);
+    kernel.wrap_c = wrap_table(nc);
+    smooth_representatives(cube, cif, asym, kernel, new_cube);
     for (int i = 0; i < na; i++)
         for (int j = 0; j < nb; j++) memcpy(cube->energy[i][j], new_cube[i][j], (size_t)nc * sizeof(double));
     ZEMU_free_3D_dbl_array(&new_cube, na, nb);
@@ -275,72 +388,9 @@ int ZEMU_find_stationary_points2(ZEMU_cube* cube, ZEMU_cif* cif) {
         return 1;
     }
     empty_stationary_points(cube);
-
-    int failed = 0;
-    for (int x = 0; x < na && !failed; x++)
-        for (int y = 0; y < nb && !failed; y++)
-            for (int z = 0; z < nc && !failed; z++) {
-                sites[x][y][z] = 0;
-                const double e = cube->energy[x][y][z];
-                if (e > cube->max_energy) continue;
-                if (ZEMU_find_lower_energy_neighbour_cluster(cube, x, y, z) >= 2) {
-                    failed = ZEMU_add_cube_saddle_point(cube, x, y, z, e, 0);
-                    if (failed) break;
-                    ZEMU_saddle& added = cube->saddle[cube->total_saddle - 1];
-                    added.tx = x;
-                    added.ty = y;
-                    added.tz = z;
-                    sites[x][y][z] = 1;
-                } else if (ZEMU_is_minimum(cube, x, y, z)) {
-                    failed = ZEMU_add_cube_minima_point(cube, x, y, z, x, y, z, e, 0);
-                    sites[x][y][z] = 2;
-                }
-            }
+    const int failed = scan_stationary_points(cube, sites);
     ZEMU_free_3D_char_array(&sites, na, nb);  // working memory of this call only, released on every outcome
     if (failed) return 1;
-
-    // Saddles split by symmetry: equivalent saddles within two steps on every
-    // axis (periodically) become one at their mean.
-    for (int i = 0; i < cube->total_saddle; i++) {
-        const int xi = cube->saddle[i].x, yi = cube->saddle[i].y, zi = cube->saddle[i].z;
-        int count = 1;
-        int j = i + 1;
-        while (j < cube->total_saddle) {
-            const ZEMU_saddle& other = cube->saddle[j];
-            bool near = false;
-            int x3 = 0, y3 = 0, z3 = 0;
-            for (int da = -1; da <= 1 && !near; da++)
-                for (int db = -1; db <= 1 && !near; db++)
-                    for (int dc = -1; dc <= 1 && !near; dc++) {
-                        x3 = other.x + da * na;
-                        y3 = other.y + db * nb;
-                        z3 = other.z + dc * nc;
-                        near = std::abs(x3 - xi) <= 2 && std::abs(y3 - yi) <= 2 && std::abs(z3 - zi) <= 2;
-                    }
-            // The cheap distance test first; the result is the same as testing symmetry first.
-            if (!near || !ZEMU_is_symmetrically_related(cif, cube, xi, yi, zi, other.x, other.y, other.z)) {
-                j++;
-                continue;
-            }
-            cube->saddle[i].tx += x3;
-            cube->saddle[i].ty += y3;
-            cube->saddle[i].tz += z3;
-            count++;
-            ZEMU_del_cube_saddle_point(cube, j);
-        }
-        if (count > 1) {
-            ZEMU_saddle& merged = cube->saddle[i];
-            const ZEMU_cube_triple_index_dbl mean =
-                ZEMU_shift_index_xyz_dbl(cube, merged.tx / count, merged.ty / count, merged.tz / count);
-            merged.tx = mean.x;
-            merged.ty = mean.y;
-            merged.tz = mean.z;
-            const ZEMU_cube_triple_index grid = ZEMU_shift_index_xyz(
-                cube, (int)std::lround(mean.x), (int)std::lround(mean.y), (int)std::lround(mean.z));
-            merged.x = grid.x;
-            merged.y = grid.y;
-            merged.z = grid.z;
-        }
-    }
+    merge_split_saddles(cube, cif);
     return 0;
 }
