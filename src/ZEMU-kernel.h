@@ -62,6 +62,18 @@ int resize_array(T** array, int n) {
     return 0;
 }
 
+// A new malloc'ed array of n elements (zeroed when asked) in *array; n <= 0
+// gives a null array. 0 on success; on failure 1, *array null. The test hook
+// refuses it as it refuses resize_array.
+template <typename T>
+int allocate_array(T** array, size_t n, bool zeroed = false) {
+    *array = nullptr;
+    if (n == 0) return 0;
+    if (allocation_refused()) return 1;
+    *array = static_cast<T*>(zeroed ? calloc(n, sizeof(T)) : malloc(sizeof(T) * n));
+    return *array == nullptr;
+}
+
 // Makes room for `count` elements in an array of capacity *cap (grown by
 // grown_capacity). 0 on success; on failure 1, array and capacity kept.
 template <typename T>
