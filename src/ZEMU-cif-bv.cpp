@@ -147,15 +147,13 @@ int ZEMU_alloc_bv_bin(ZEMU_bv_bin* bin)
         bin->total = 0;
         return 0;
     }
-    bin->item = (ZEMU_bv_bin_item**)calloc((size_t)bin->total, sizeof(ZEMU_bv_bin_item*));
-    if (bin->item == nullptr) {
+    if (zemu_kernel::allocate_array(&bin->item, (size_t)bin->total, true)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         bin->total = 0;
         return 1;
     }
     for (int i = 0; i < bin->total; i++) {
-        bin->item[i] = (ZEMU_bv_bin_item*)calloc((size_t)bin->total, sizeof(ZEMU_bv_bin_item));
-        if (bin->item[i] == nullptr) {
+        if (zemu_kernel::allocate_array(&bin->item[i], (size_t)bin->total, true)) {
             fprintf(stderr, "Error: Memory allocation problem\n");
             ZEMU_free_bv_bin(bin);
             return 1;

@@ -163,8 +163,7 @@ int ZEMU_alloc_cif_site_all(ZEMU_cif* cif) {
     free(cif->site_all);
     cif->site_all = nullptr;
     if (cif->site_all_no <= 0) return 0;
-    cif->site_all = (ZEMU_site*)calloc((size_t)cif->site_all_no, sizeof(ZEMU_site));
-    if (!cif->site_all) {
+    if (zemu_kernel::allocate_array(&cif->site_all, (size_t)cif->site_all_no, true)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }
@@ -174,9 +173,10 @@ int ZEMU_alloc_cif_site_all(ZEMU_cif* cif) {
 int ZEMU_alloc_cif_symop(ZEMU_cif* cif) {
     cif->symop = nullptr;
     if (cif->symop_no <= 0) return 0;
-    char** ops = (char**)calloc((size_t)cif->symop_no, sizeof(char*));
-    bool ok = ops != nullptr;
-    for (int k = 0; ok && k < cif->symop_no; k++) ok = (ops[k] = (char*)calloc(ZEMU_CIF_SYMOP_SIZE, 1)) != nullptr;
+    using zemu_kernel::allocate_array;
+    char** ops;
+    bool ok = allocate_array(&ops, (size_t)cif->symop_no, true) == 0;
+    for (int k = 0; ok && k < cif->symop_no; k++) ok = allocate_array(&ops[k], ZEMU_CIF_SYMOP_SIZE, true) == 0;
     if (!ok) {
         if (ops)
             for (int k = 0; k < cif->symop_no; k++) free(ops[k]);
@@ -226,23 +226,20 @@ int ZEMU_copy_cif(ZEMU_cif* input, ZEMU_cif* output) {
     output->symop = nullptr;
     bool ok = true;
     if (input->type_no > 0) {
-        output->type = (ZEMU_type*)malloc(sizeof(ZEMU_type) * (size_t)input->type_no);
-        if ((ok = output->type != nullptr)) {
+        if ((ok = zemu_kernel::allocate_array(&output->type, (size_t)input->type_no) == 0)) {
             memcpy(output->type, input->type, sizeof(ZEMU_type) * (size_t)input->type_no);
             output->type_no_cap = input->type_no;
         }
     }
     if (ok && input->site_no > 0) {
-        output->site = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)input->site_no);
-        if ((ok = output->site != nullptr)) {
+        if ((ok = zemu_kernel::allocate_array(&output->site, (size_t)input->site_no) == 0)) {
             memcpy(output->site, input->site, sizeof(ZEMU_site) * (size_t)input->site_no);
             output->site_no_cap = input->site_no;
         }
     }
     // The copy gets its own full-cell list, so releasing one structure never touches the other.
     if (ok && input->site_all_no > 0 && input->site_all) {
-        output->site_all = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)input->site_all_no);
-        if ((ok = output->site_all != nullptr))
+        if ((ok = zemu_kernel::allocate_array(&output->site_all, (size_t)input->site_all_no) == 0))
             memcpy(output->site_all, input->site_all, sizeof(ZEMU_site) * (size_t)input->site_all_no);
     } else {
         output->site_all_no = 0;
@@ -463,8 +460,7 @@ int reserve_supercell_sites(ZEMU_cif* output, const std::vector<int>& counts, in
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }
-    output->site = (ZEMU_site*)malloc(sizeof(ZEMU_site) * (size_t)total);
-    if (!output->site) {
+    if (zemu_kernel::allocate_array(&output->site, (size_t)total)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }
@@ -514,8 +510,7 @@ int place_site_atoms(ZEMU_cif* cif, ZEMU_cif* output, const ZEMU_site& src, int 
 // The supercell's types (those of cif), its one operation and its cell.
 int finish_supercell(ZEMU_cif* cif, ZEMU_cif* output, int a, int b, int c) {
     if (cif->type_no > 0) {
-        output->type = (ZEMU_type*)malloc(sizeof(ZEMU_type) * (size_t)cif->type_no);
-        if (!output->type) {
+        if (zemu_kernel::allocate_array(&output->type, (size_t)cif->type_no)) {
             fprintf(stderr, "Error: Memory allocation problem\n");
             return 1;
         }

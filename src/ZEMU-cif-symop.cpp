@@ -148,12 +148,10 @@ int ZEMU_symmetry_generate_equivalent_copies_in_supercell(ZEMU_cif* cif, ZEMU_eq
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }
-    void* grown = realloc(equiv_pos->copy, sizeof(ZEMU_equiv_pos_frac_coor) * (size_t)total);
-    if (!grown) {
+    if (zemu_kernel::resize_array(&equiv_pos->copy, (int)total)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }
-    equiv_pos->copy = (ZEMU_equiv_pos_frac_coor*)grown;
     int unit = equiv_pos->total_copies;
     int n = unit;
     for (int k = 0; k < unit; k++) {
