@@ -512,8 +512,7 @@ int ZEMU_label_minima_site(ZEMU_cube* cube, char** text, int type)
             break;
         }
     }
-    *text = static_cast<char*>(malloc(label.size() + 1));
-    if (*text == nullptr) {
+    if (zemu_kernel::allocate_array(text, label.size() + 1)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }
@@ -551,12 +550,9 @@ int ZEMU_alloc_nearest_neighbour(ZEMU_nearest_neighbour* list)
         return 1;
     }
     size_t n = static_cast<size_t>(list->total);
-    list->index = static_cast<int*>(malloc(n * sizeof(int)));
-    list->i = static_cast<int*>(malloc(n * sizeof(int)));
-    list->j = static_cast<int*>(malloc(n * sizeof(int)));
-    list->k = static_cast<int*>(malloc(n * sizeof(int)));
-    list->distance = static_cast<double*>(malloc(n * sizeof(double)));
-    if (!list->index || !list->i || !list->j || !list->k || !list->distance) {
+    using zemu_kernel::allocate_array;
+    if (allocate_array(&list->index, n) || allocate_array(&list->i, n) || allocate_array(&list->j, n) ||
+        allocate_array(&list->k, n) || allocate_array(&list->distance, n)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         ZEMU_free_nearest_neighbour(list);
         return 1;

@@ -465,21 +465,18 @@ int alloc_3D_array(T**** array, int x, int y, int z, bool zeroed, const char* na
         fprintf(stderr, "Error: Memory allocation problem in %s()\n", name);
         return 1;
     }
-    *array = static_cast<T***>(calloc(static_cast<size_t>(x), sizeof(T**)));
-    if (*array == nullptr) {
+    using zemu_kernel::allocate_array;
+    if (allocate_array(array, static_cast<size_t>(x), true)) {
         fprintf(stderr, "Error: Memory allocation problem in %s()\n", name);
         return 1;
     }
     for (int i = 0; i < x; i++) {
-        (*array)[i] = static_cast<T**>(calloc(static_cast<size_t>(y), sizeof(T*)));
-        if ((*array)[i] == nullptr) {
+        if (allocate_array(&(*array)[i], static_cast<size_t>(y), true)) {
             fprintf(stderr, "Error: Memory allocation problem in %s()\n", name);
             return 1;
         }
         for (int j = 0; j < y; j++) {
-            (*array)[i][j] = static_cast<T*>(zeroed ? calloc(static_cast<size_t>(z), sizeof(T))
-                                                    : malloc(static_cast<size_t>(z) * sizeof(T)));
-            if ((*array)[i][j] == nullptr) {
+            if (allocate_array(&(*array)[i][j], static_cast<size_t>(z), zeroed)) {
                 fprintf(stderr, "Error: Memory allocation problem in %s()\n", name);
                 return 1;
             }
@@ -628,8 +625,8 @@ double ZEMU_angle(ZEMU_cube* cube, int x1, int y1, int z1, int x2, int y2, int z
 
 int ZEMU_parse_energy_scaling(ZEMU_cube* cube, char* text)
 {
-    char* buffer = static_cast<char*>(malloc(ZEMU_SCALING_TEXT_SIZE));
-    if (buffer == nullptr) {
+    char* buffer;
+    if (zemu_kernel::allocate_array(&buffer, ZEMU_SCALING_TEXT_SIZE)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }

@@ -81,11 +81,9 @@ int ZEMU_alloc_hk_grid(ZEMU_hk_grid* hk, ZEMU_cube* cube)
     hk->c_grid = cube->c_grid;
     hk->total = cube->a_grid * cube->b_grid * cube->c_grid;
     size_t n = static_cast<size_t>(hk->total);
-    hk->parent = static_cast<int*>(malloc(n * sizeof(int)));
-    hk->offset = static_cast<int*>(malloc(3 * n * sizeof(int)));
-    hk->wrap_index = static_cast<int*>(malloc(n * sizeof(int)));
-    hk->rank = static_cast<unsigned char*>(malloc(n));
-    if (hk->parent == nullptr || hk->offset == nullptr || hk->wrap_index == nullptr || hk->rank == nullptr) {
+    using zemu_kernel::allocate_array;
+    if (allocate_array(&hk->parent, n) || allocate_array(&hk->offset, 3 * n) || allocate_array(&hk->wrap_index, n) ||
+        allocate_array(&hk->rank, n)) {
         fprintf(stderr, "Error: Memory allocation problem in ZEMU_alloc_hk_grid()\n");
         ZEMU_free_hk_grid(hk);
         return 1;
