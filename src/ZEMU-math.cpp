@@ -147,12 +147,10 @@ int ZEMU_RPN_pop_number_stack(ZEMU_RPN_number_stack* stack) {
         stack->item = nullptr;
         return 0;
     }
-    void* shrunk = realloc(stack->item, sizeof(double) * (size_t)stack->size);
-    if (shrunk == nullptr) {
+    if (zemu_kernel::resize_array(&stack->item, stack->size)) {
         fputs("Error: Memory allocation problem in ZEMU_RPN_pop_number_stack()\n", stderr);
         return 1;
     }
-    stack->item = (double*)shrunk;
     return 0;
 }
 
@@ -321,8 +319,8 @@ int ZEMU_RPN_build(char* input, ZEMU_RPN_token* output) {
         return 1;
     }
 
-    output->item = (ZEMU_RPN_token_item*)malloc(sizeof(ZEMU_RPN_token_item) * (size_t)tokens.size);
-    if (output->item == nullptr) {
+    // An empty token list gives an empty output, refused below as unparsable.
+    if (zemu_kernel::allocate_array(&output->item, (size_t)tokens.size)) {
         fputs("Error: Memory allocation problem in ZEMU_RPN_build()\n", stderr);
         ZEMU_free_RPN_token(&tokens);
         return 1;
