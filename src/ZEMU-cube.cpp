@@ -457,43 +457,45 @@ void ZEMU_free_cube(ZEMU_cube* cube)
 namespace {
 
 // One builder for the whole family; `zeroed` fills the elements with zero bytes.
+// Three blocks: the x row pointers, the x * y pointers to the lines of z
+// elements, and the elements themselves, line after line. On failure nothing
+// is kept and *array is null.
 template <typename T>
 int alloc_3D_array(T**** array, int x, int y, int z, bool zeroed, const char* name)
 {
     *array = nullptr;
-    if (x <= 0 || y <= 0 || z <= 0) {  // nothing sensible to build: reported like a failed allocation
+    const size_t nx = static_cast<size_t>(x), ny = static_cast<size_t>(y), nz = static_cast<size_t>(z);
+    // nothing sensible to build, or more elements than memory can address: reported like a failed allocation
+    if (x <= 0 || y <= 0 || z <= 0 || nx * ny > SIZE_MAX / sizeof(T) / nz) {
         fprintf(stderr, "Error: Memory allocation problem in %s()\n", name);
         return 1;
     }
     using zemu_kernel::allocate_array;
-    if (allocate_array(array, static_cast<size_t>(x), true)) {
+    T** lines = nullptr;
+    T* elements = nullptr;
+    if (allocate_array(array, nx) || allocate_array(&lines, nx * ny) ||
+        allocate_array(&elements, nx * ny * nz, zeroed)) {
+        free(*array);
+        free(lines);
+        *array = nullptr;
         fprintf(stderr, "Error: Memory allocation problem in %s()\n", name);
         return 1;
     }
-    for (int i = 0; i < x; i++) {
-        if (allocate_array(&(*array)[i], static_cast<size_t>(y), true)) {
-            fprintf(stderr, "Error: Memory allocation problem in %s()\n", name);
-            return 1;
-        }
-        for (int j = 0; j < y; j++) {
-            if (allocate_array(&(*array)[i][j], static_cast<size_t>(z), zeroed)) {
-                fprintf(stderr, "Error: Memory allocation problem in %s()\n", name);
-                return 1;
-            }
-        }
+    for (size_t i = 0; i < nx; i++) {
+        (*array)[i] = lines + i * ny;
+        for (size_t j = 0; j < ny; j++) lines[i * ny + j] = elements + (i * ny + j) * nz;
     }
     return 0;
 }
 
+// Releases the three blocks of alloc_3D_array (a built array is whole, so the
+// sizes are not needed).
 template <typename T>
-void free_3D_array(T**** array, int x, int y)
+void free_3D_array(T**** array)
 {
     if (*array == nullptr) return;
-    for (int i = 0; i < x; i++) {
-        if ((*array)[i] == nullptr) continue;
-        for (int j = 0; j < y; j++) free((*array)[i][j]);
-        free((*array)[i]);
-    }
+    free((*array)[0][0]);
+    free((*array)[0]);
     free(*array);
     *array = nullptr;
 }
@@ -520,19 +522,19 @@ int ZEMU_calloc_3D_char_array(char**** array, int x, int y, int z)
     return alloc_3D_array(array, x, y, z, true, "ZEMU_calloc_3D_char_array");
 }
 
-void ZEMU_free_3D_int_array(int**** array, int x, int y)
+void ZEMU_free_3D_int_array(int**** array, int /*x*/, int /*y*/)
 {
-    free_3D_array(array, x, y);
+    free_3D_array(array);
 }
 
-void ZEMU_free_3D_dbl_array(double**** array, int x, int y)
+void ZEMU_free_3D_dbl_array(double**** array, int /*x*/, int /*y*/)
 {
-    free_3D_array(array, x, y);
+    free_3D_array(array);
 }
 
-void ZEMU_free_3D_char_array(char**** array, int x, int y)
+void ZEMU_free_3D_char_array(char**** array, int /*x*/, int /*y*/)
 {
-    free_3D_array(array, x, y);
+    free_3D_array(array);
 }
 
 // ---------------------------------------------------------------------------
