@@ -107,8 +107,7 @@ int ZEMU_build_vert_from_edge(ZEMU_graph* graph) {
         return 1;
     }
 
-    graph->vert = (ZEMU_graph_vertice*)malloc(sizeof(ZEMU_graph_vertice) * vert.size());
-    if (graph->vert == nullptr) {
+    if (zemu_kernel::allocate_array(&graph->vert, vert.size())) {
         fputs("Error: Memory allocation problem in ZEMU_build_vert_from_edge()\n", stderr);
         return 1;
     }
@@ -340,8 +339,7 @@ int ZEMU_find_shortest_path(ZEMU_graph* graph, int source, int target, double* d
     if (source == target) {
         *dist = 0.0;
         if (want_path) {
-            *path = (int*)malloc(sizeof(int));
-            if (*path == nullptr) {
+            if (zemu_kernel::allocate_array(path, 1)) {
                 fputs("Error: Memory allocation problem in ZEMU_find_shortest_path()\n", stderr);
                 return 1;
             }
@@ -372,8 +370,7 @@ int ZEMU_find_shortest_path(ZEMU_graph* graph, int source, int target, double* d
 
     *dist = tree.dist[(size_t)it];
     if (want_path) {
-        *path = (int*)malloc(sizeof(int) * labels.size());
-        if (*path == nullptr) {
+        if (zemu_kernel::allocate_array(path, labels.size())) {
             fputs("Error: Memory allocation problem in ZEMU_find_shortest_path()\n", stderr);
             return 1;
         }
@@ -550,11 +547,10 @@ int ZEMU_handshake_odd_vertices_combinations(ZEMU_graph* graph, int*** list_outp
     }
     if (combos.empty()) return 0;
 
-    int** list = (int**)calloc(combos.size(), sizeof(int*));
-    bool failed = list == nullptr;
+    int** list;
+    bool failed = zemu_kernel::allocate_array(&list, combos.size(), true) != 0;
     for (size_t c = 0; !failed && c < combos.size(); ++c) {
-        list[c] = (int*)malloc(sizeof(int) * combos[c].size());
-        if (list[c] == nullptr) {
+        if (zemu_kernel::allocate_array(&list[c], combos[c].size())) {
             failed = true;
             break;
         }
@@ -826,9 +822,9 @@ int ZEMU_build_Euler_path(ZEMU_graph* graph, int** path, int* path_total, double
     ZEMU_free_graph(&work);
     if (status != 0) return 1;
 
-    *path = (int*)malloc(sizeof(int) * walk.size());
-    *path_weightage = (double*)malloc(sizeof(double) * (weights.empty() ? 1 : weights.size()));
-    if (*path == nullptr || *path_weightage == nullptr) {
+    *path_weightage = nullptr;
+    if (zemu_kernel::allocate_array(path, walk.size()) ||
+        zemu_kernel::allocate_array(path_weightage, weights.empty() ? 1 : weights.size())) {
         free(*path);
         free(*path_weightage);
         *path = nullptr;

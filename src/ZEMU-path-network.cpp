@@ -459,8 +459,7 @@ int characterise_cluster(ZEMU_cube* cube, ClusterFlood& cluster, ZEMU_cluster* c
 // Hands the cluster a copy of its path list (none when empty). 0 or 1.
 int store_paths(const std::vector<int>& paths, ZEMU_cluster* clust) {
     if (paths.empty()) return 0;
-    clust->path = static_cast<int*>(malloc(sizeof(int) * paths.size()));
-    if (clust->path == nullptr) {
+    if (zemu_kernel::allocate_array(&clust->path, paths.size())) {
         fputs(kNetworkAllocError, stderr);
         return 1;
     }
@@ -526,7 +525,8 @@ void remove_cluster(ZEMU_cluster_list* list, int c2) {
     }
     list->clust[list->total - 1].path = nullptr;
     list->total--;
-    // A failed shrink keeps the larger block, which is harmless.
+    // A failed shrink keeps the larger block, which is harmless; being no failure,
+    // it is left out of the kernel's allocation hook.
     if (list->total > 0) {
         ZEMU_cluster* shrunk = static_cast<ZEMU_cluster*>(realloc(list->clust, sizeof(ZEMU_cluster) * list->total));
         if (shrunk != nullptr) list->clust = shrunk;

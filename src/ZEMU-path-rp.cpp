@@ -259,8 +259,7 @@ int ZEMU_store_better_shortest_path(double* best_dist, int** best_path, int* len
     int n = length_of_trial_path > 0 && trial_path != nullptr ? length_of_trial_path : 0;
     int* copy = nullptr;
     if (n > 0) {
-        copy = static_cast<int*>(malloc(sizeof(int) * static_cast<size_t>(n)));
-        if (copy == nullptr) {
+        if (zemu_kernel::allocate_array(&copy, static_cast<size_t>(n))) {
             fprintf(stderr, "Error: Memory allocation problem in ZEMU_store_better_shortest_path()\n");
             return 1;
         }
@@ -709,8 +708,7 @@ int ZEMU_del_reaction_pathway(ZEMU_reaction_pathway_overall* rp_all, int p) {
         int n = from->total_path > 0 && from->path != nullptr ? from->total_path : 0;
         int* copy = nullptr;
         if (n > 0) {
-            copy = static_cast<int*>(malloc(sizeof(int) * static_cast<size_t>(n)));
-            if (copy == nullptr) {
+            if (zemu_kernel::allocate_array(&copy, static_cast<size_t>(n))) {
                 fputs(message, stderr);
                 return 1;
             }
@@ -733,13 +731,10 @@ int ZEMU_del_reaction_pathway(ZEMU_reaction_pathway_overall* rp_all, int p) {
         rp_all->rp = nullptr;
         return 0;
     }
-    ZEMU_reaction_pathway* shrunk =
-        static_cast<ZEMU_reaction_pathway*>(realloc(rp_all->rp, sizeof(ZEMU_reaction_pathway) * static_cast<size_t>(last)));
-    if (shrunk == nullptr) {
+    if (zemu_kernel::resize_array(&rp_all->rp, last)) {
         fputs(message, stderr);
         return 1;
     }
-    rp_all->rp = shrunk;
     return 0;
 }
 

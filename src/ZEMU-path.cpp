@@ -13,6 +13,7 @@ int debug_flag = 0;
 
 namespace {
 
+using zemu_kernel::allocate_array;
 using zemu_kernel::grown_capacity;
 using zemu_kernel::resize_array;
 
@@ -86,7 +87,8 @@ void ZEMU_init_cellcross_list(ZEMU_cellcross_list* cclist, int initial_size) {
     if (cclist->alloc == 0) return;
     cclist->points = static_cast<int*>(malloc(sizeof(int) * static_cast<size_t>(cclist->alloc)));
     cclist->list = static_cast<ZEMU_cellcross*>(malloc(sizeof(ZEMU_cellcross) * static_cast<size_t>(cclist->alloc)));
-    // A list without its arrays starts empty, so the first append grows it.
+    // A list without its arrays starts empty, so the first append grows it: no
+    // failure, hence no call through the kernel's allocation hook.
     if (cclist->points == nullptr || cclist->list == nullptr) cclist->alloc = 0;
 }
 
@@ -113,7 +115,7 @@ void ZEMU_init_allpath_list(ZEMU_allpath_list* aplist, int initial_size) {
     aplist->allpath = nullptr;
     if (aplist->alloc == 0) return;
     aplist->allpath = static_cast<ZEMU_allpath*>(malloc(sizeof(ZEMU_allpath) * static_cast<size_t>(aplist->alloc)));
-    if (aplist->allpath == nullptr) aplist->alloc = 0;
+    if (aplist->allpath == nullptr) aplist->alloc = 0;  // as for the crossing list
 }
 
 void ZEMU_append_allpath_list(ZEMU_allpath_list* aplist, ZEMU_allpath allpath) {
@@ -186,8 +188,7 @@ int ZEMU_copy_cluster(ZEMU_cluster* source, ZEMU_cluster* target) {
         target->total_path = 0;
         return 0;
     }
-    target->path = static_cast<int*>(malloc(sizeof(int) * static_cast<size_t>(source->total_path)));
-    if (target->path == nullptr) {
+    if (allocate_array(&target->path, static_cast<size_t>(source->total_path))) {
         target->total_path = 0;
         fprintf(stderr, "Error: Memory allocation problem in ZEMU_copy_cluster()\n");
         return 1;
