@@ -456,11 +456,8 @@ int reserve_supercell_sites(ZEMU_cif* output, const std::vector<int>& counts, in
     long long total = 0;
     for (int i = 0; i < site_no; i++) total += counts[i];
     if (total <= 0) return 0;
-    if (total > 100000000LL) {
-        fprintf(stderr, "Error: Memory allocation problem\n");
-        return 1;
-    }
-    if (zemu_kernel::allocate_array(&output->site, (size_t)total)) {
+    // more than 10^8 copies is taken as an allocation failure
+    if (total > 100000000LL || zemu_kernel::allocate_array(&output->site, (size_t)total)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }

@@ -144,11 +144,8 @@ int ZEMU_symmetry_generate_equivalent_copies_in_supercell(ZEMU_cif* cif, ZEMU_eq
     long long cells = (long long)a * b * c;
     if (cells == 1) return 0;
     long long total = cells * equiv_pos->total_copies;
-    if (total > 100000000LL) {
-        fprintf(stderr, "Error: Memory allocation problem\n");
-        return 1;
-    }
-    if (zemu_kernel::resize_array(&equiv_pos->copy, (int)total)) {
+    // more than 10^8 copies is taken as an allocation failure
+    if (total > 100000000LL || zemu_kernel::resize_array(&equiv_pos->copy, (int)total)) {
         fprintf(stderr, "Error: Memory allocation problem\n");
         return 1;
     }
