@@ -9,8 +9,8 @@ namespace zemu_cmd {
 
 #define ZEMU_CMD_RULE "--------------------------------------------------------------------------------\n"
 
-// The help list follows the table's order. The usage wording is our own; only the old
-// spellings "renalyzes", "charactized" and "Exporst" are fixed.
+// The help list follows the table's order. The usage wording is our own; the old
+// spellings "renalyzes", "charactized" and "Exporst" are kept as they are.
 const Command kCommands[] = {
     {"grid ", cmd_grid, "grid <x> <y> <z> (fractional coordinates)",
      "\tgrid          - converts fractional coordinates to grid coordinates",
