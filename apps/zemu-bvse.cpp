@@ -56,21 +56,20 @@ int main(int argc, char** argv)
         ZEMU_free_cif(&cif);
         return ZEMU_cli_refuse(structure_file, report.error);
     }
+    // The cube first, then the structure: a failure of either leaves no file behind.
     status = 0;
     std::string error;
-    if (!cif_out.empty() && ZEMU_import_write_cif(&cif, cif_out.c_str(), &error)) {
-        ZEMU_free_cube(&cube);
-        ZEMU_free_cif(&cif);
-        return ZEMU_cli_refuse(structure_file, error);
-    }
     const std::string title = import_report.formula + " site-energy landscape of the mobile ion (bond-valence site energy, eV)";
     if (ZEMU_bvse_write_cube(&cube, ion.c_str(), title.c_str(), cube_file.c_str(), &error)) {
         fprintf(stderr, "Error: %s\n", error.c_str());  // the cause names the file
         status = 1;
-    }
-    else
+    } else if (!cif_out.empty() && ZEMU_import_write_cif(&cif, cif_out.c_str(), &error)) {
+        remove(cube_file.c_str());
+        status = ZEMU_cli_refuse(structure_file, error);
+    } else {
         printf("%s: %dx%dx%d grid, %lld points computed, written to %s\n", structure_file.c_str(), report.grid[0],
                report.grid[1], report.grid[2], report.representatives, cube_file.c_str());
+    }
     ZEMU_free_cube(&cube);
     ZEMU_free_cif(&cif);
     return status;

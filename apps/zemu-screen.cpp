@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
     app.add_option("--timeout", options.timeout, "time limit per structure, seconds (0 = none)")
         ->check(CLI::NonNegativeNumber);
     app.add_option("--memory", options.memory_mb, "memory limit per worker, MiB (0 = none)")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0LL, 1LL << 30));  // up to 1 EiB: the limit in bytes stays within rlim_t
     app.add_option("--shard", shard, "K/N: take every N-th file of the sorted list from the K-th on");
     app.add_flag("--resume", resume, "skip the files already in the output file and append");
     app.set_version_flag("--version", "zemu-screen (ZEMU " ZEMU_VERSION ")");

@@ -78,6 +78,8 @@ int ZEMU_screen_list_files(const std::vector<std::string>& inputs, std::vector<s
                            std::string* error);
 // Entries k-1, k-1+n, ... of files: n shards cover the list exactly once.
 std::vector<std::string> ZEMU_screen_take_shard(const std::vector<std::string>& files, int k, int n);
+// True when the result file `output` is JSON Lines (".jsonl" or ".json"), else CSV.
+bool ZEMU_screen_is_json_lines(const std::string& output);
 // Files already present in an existing result file (CSV or JSON Lines, by its
 // name) into *done; a last line cut short by an interrupted run is removed from
 // the file. A missing file is an empty result. 0, or 1 with *error set.

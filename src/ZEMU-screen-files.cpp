@@ -95,12 +95,12 @@ std::vector<std::string> ZEMU_screen_take_shard(const std::vector<std::string>& 
     return out;
 }
 
-namespace {
-
-bool is_json_lines_name(const std::string& output) {
+bool ZEMU_screen_is_json_lines(const std::string& output) {
     std::string ext = fs::path(output).extension().string();
     return ext == ".jsonl" || ext == ".json";
 }
+
+namespace {
 
 // First field of every CSV record after the header (quoted fields may hold
 // commas, doubled quotes and line ends).
@@ -159,7 +159,7 @@ int ZEMU_screen_read_done(const std::string& output, std::set<std::string>* done
             return 1;
         }
     }
-    if (is_json_lines_name(output)) {
+    if (ZEMU_screen_is_json_lines(output)) {
         std::istringstream lines(text);
         std::string line;
         while (std::getline(lines, line)) {

@@ -230,7 +230,8 @@ int ZEMU_screen_run_workers(const std::vector<std::string>& files, const ZEMU_sc
         if (options.timeout > 0) {
             for (const Worker& w : running) {
                 double left = options.timeout - seconds_since(w.start);
-                wait_ms = std::min(wait_ms, std::max(0, static_cast<int>(std::ceil(left * 1000.0))));
+                // clamped as a double: a limit of days (or inf) must not overflow the int
+                wait_ms = static_cast<int>(std::min<double>(wait_ms, std::max(0.0, std::ceil(left * 1000.0))));
             }
         }
         std::vector<pollfd> polls;

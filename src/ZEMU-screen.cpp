@@ -21,11 +21,6 @@ const size_t kSummaryBest = 10;
 // Width of the progress bar, characters.
 const int kBarWidth = 30;
 
-bool json_lines_output(const std::string& output) {
-    std::string ext = std::filesystem::path(output).extension().string();
-    return ext == ".jsonl" || ext == ".json";
-}
-
 std::string clock_text(double seconds) {
     long s = std::lround(std::max(0.0, seconds));
     char text[32];
@@ -96,8 +91,8 @@ void print_summary(const std::vector<ZEMU_screen_row>& rows, size_t skipped, dou
                 r->formula.c_str(), r->formula.empty() ? "" : ")");
 }
 
-// Drops the files inside `keep`: the structures kept by an earlier run are not
-// candidates themselves. A folder that cannot be resolved drops nothing.
+// Drops the structures an earlier run kept (`keep`/<stem>/structure.cif): they
+// are not candidates themselves. A folder that cannot be resolved drops nothing.
 void drop_kept_structures(const std::string& keep, std::vector<std::string>* files) {
     std::error_code ec;
     const std::filesystem::path kept = std::filesystem::weakly_canonical(keep, ec);
@@ -105,10 +100,25 @@ void drop_kept_structures(const std::string& keep, std::vector<std::string>* fil
     std::vector<std::string> candidates;
     for (const std::string& f : *files) {
         std::filesystem::path p = std::filesystem::weakly_canonical(f, ec);
-        auto mismatch = std::mismatch(kept.begin(), kept.end(), p.begin(), p.end());
-        if (ec || mismatch.first != kept.end()) candidates.push_back(f);
+        bool earlier = !ec && p.filename() == "structure.cif" && p.parent_path().parent_path() == kept;
+        if (!earlier) candidates.push_back(f);
     }
     files->swap(candidates);
+}
+
+// 0 when every file gets a folder of its own under `keep` (named by its stem);
+// else 1 with *error naming two files that would share one.
+int check_keep_folders(const std::string& keep, const std::vector<std::string>& files, std::string* error) {
+    std::map<std::string, const std::string*> owner;
+    for (const std::string& f : files) {
+        auto inserted = owner.emplace(std::filesystem::path(f).stem().string(), &f);
+        if (!inserted.second) {
+            *error = "--keep: " + *inserted.first->second + " and " + f + " would share the folder " +
+                     (std::filesystem::path(keep) / inserted.first->first).string();
+            return 1;
+        }
+    }
+    return 0;
 }
 
 // Drops the files the result file `output` already lists, counting them in
@@ -172,9 +182,13 @@ int ZEMU_screen_batch(const std::vector<std::string>& inputs, const ZEMU_screen_
     }
     if (!options.keep.empty()) drop_kept_structures(options.keep, &files);
     files = ZEMU_screen_take_shard(files, options.shard_k, options.shard_n);
+    if (!options.keep.empty() && check_keep_folders(options.keep, files, &error)) {
+        fprintf(stderr, "Error: %s\n", error.c_str());
+        return 1;
+    }
 
     const bool to_file = !options.output.empty();
-    const bool jsonl = to_file && json_lines_output(options.output);
+    const bool jsonl = to_file && ZEMU_screen_is_json_lines(options.output);
     size_t skipped = 0;
     bool header = !jsonl;
     if (options.resume && to_file) {

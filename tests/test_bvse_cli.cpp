@@ -25,8 +25,9 @@ TEST(BvseExe, RefusalsAreOneLineAndWriteNothing) {
     const struct { std::vector<std::string> args; std::string cause; } cases[] = {  // cause: part of the one line
         {{"missing.cif", "Li1+"}, "Error: missing.cif: "},
         {{kStructure, "Li1+", "--grid", "56", "33", "25"}, "first grid count must be odd"},
-        {{kStructure, "Li1+", "-o", "no/such/folder/landscape.cube"},
+        {{kStructure, "Li1+", "--cif-out", "s.cif", "-o", "no/such/folder/landscape.cube"},
          "no/such/folder/landscape.cube: cannot be written"},
+        {{kStructure, "Li1+", "--cif-out", "no/such/folder/s.cif"}, "no/such/folder/s.cif"},
         {{kStructure}, "ION is required"},
     };
     for (const auto& c : cases) {
@@ -38,6 +39,6 @@ TEST(BvseExe, RefusalsAreOneLineAndWriteNothing) {
         EXPECT_EQ(r.err.rfind("Error: ", 0), 0u);
         EXPECT_EQ(r.err.find('\n'), r.err.size() - 1);  // exactly one line
         EXPECT_NE(r.err.find(c.cause), std::string::npos);
-        EXPECT_FALSE(dir.exists("landscape.cube") || dir.exists("landscape.cube.tmp"));
+        EXPECT_FALSE(dir.exists("landscape.cube") || dir.exists("landscape.cube.tmp") || dir.exists("s.cif"));
     }
 }
