@@ -81,6 +81,20 @@ struct TwoTypeChain : Channel {
     }
 };
 
+// One minimum type along a, cell of 8: minima at x = 0 and 4, saddles of one
+// type at x = 2 and 6; one path type with its two copies.
+struct OneTypeChain : Channel {
+    OneTypeChain() : Channel(8, {0.0, 0.05, 0.1, 0.05, 0.0, 0.05, 0.1, 0.05}) {
+        minimum(0, 0, 0, 1, "Li1");
+        minimum(4, 0, 0, 1, "Li1");
+        saddle(2, 0, 0, 1);
+        saddle(6, 0, 0, 1);
+        path(0, 1, 0, 0.1);
+        copy(0, 0, 1, 0);
+        copy(0, 1, 0, 1, 1);
+    }
+};
+
 // Consecutive integers from `from` to `to`, either way, followed by `more`.
 Ints range(int from, int to, const Ints& more = {}) {
     Ints v;
@@ -297,4 +311,63 @@ TEST(ReactionPathwayBuild, PercolatingChainsGetAPathwayOverTheirBackboneAndIslan
         EXPECT_EQ(refs_of(rps.all.rp[0]), c.refs);
         EXPECT_EQ(route(net, refs_of(rps.all.rp[0])), c.route);
     }
+}
+
+// A walk over minimum types takes the strictly shortest path joining each pair
+// (the first found on a tie, forwards before backwards) and marks it; leading
+// steps that join nothing are 0 and mark nothing.
+TEST(MinimaWalkReferences, ShortestPathJoiningTheTypesIsNamedAndMarked) {
+    TwoTypeChain net(true);
+    net.lib.path[1].length = 3.0;  // the parallel type is the shorter hop Li1 - Li2
+    ZEMU_reaction_pathway rp{0, 0, 0, 0, 0, nullptr};
+    int walk[] = {1, 2, 1, 7, 2};  // type 7 joins nothing
+    ASSERT_EQ(ZEMU_append_minima_path_to_reaction_pathway(&net.lib, &rp, walk, 5), 0);
+    EXPECT_EQ(refs_of(rp), (Ints{2, -2, -2, -2}));
+    EXPECT_EQ(std::make_pair(net.lib.path[1].in_rp, net.lib.path[0].in_rp), std::make_pair(1, 0));
+    free(rp.path);
+
+    OneTypeChain one;
+    ZEMU_reaction_pathway rp1{0, 0, 0, 0, 0, nullptr};
+    int walk1[] = {5, 6, 1, 1};
+    ASSERT_EQ(ZEMU_append_minima_path_to_reaction_pathway(&one.lib, &rp1, walk1, 4), 0);
+    EXPECT_EQ(refs_of(rp1), (Ints{0, 0, 1}));
+    EXPECT_EQ(one.lib.path[0].in_rp, 1);
+    free(rp1.path);
+}
+
+// Only a strictly shorter trial replaces the best; an unreachable one (-1) counts as shorter.
+TEST(ShortestJoin, OnlyAStrictlyShorterTrialReplacesTheBest) {
+    double best = 999999.0;
+    int* path = nullptr;
+    int length = 0;
+    int a[] = {1, 2, 3}, b[] = {4, 3}, c[] = {3};
+    ASSERT_EQ(ZEMU_store_better_shortest_path(&best, &path, &length, 2.0, a, 3), 0);
+    ASSERT_EQ(ZEMU_store_better_shortest_path(&best, &path, &length, 2.0, b, 2), 0);
+    EXPECT_EQ(Ints(path, path + length), (Ints{1, 2, 3}));
+    ASSERT_EQ(ZEMU_store_better_shortest_path(&best, &path, &length, -1.0, c, 1), 0);
+    EXPECT_EQ(best, -1.0);
+    EXPECT_EQ(Ints(path, path + length), (Ints{3}));
+    free(path);
+}
+
+// Later pathways move down while each slot keeps its ribbon; a bad index is
+// reported and ignored; the last removal empties the list.
+TEST(PathwayRemoval, LaterPathwaysMoveDownWhileEachSlotKeepsItsRibbon) {
+    Pathways rps;
+    rps.add(0, 1, {1}, 1);
+    rps.add(1, 2, {2, 3}, 0);
+    rps.add(2, 3, {4}, 0);
+    ASSERT_EQ(ZEMU_del_reaction_pathway(&rps.all, 0), 0);
+    EXPECT_EQ(std::make_pair(rps.all.rp[0].ID, rps.all.rp[1].ID), std::make_pair(1, 2));
+    EXPECT_EQ(rps.dimensions(), (Ints{2, 3}));
+    EXPECT_EQ(refs_of(rps.all.rp[0]), (Ints{2, 3}));
+    EXPECT_EQ(rps.all.rp[0].ribbon, 1);
+    EXPECT_EQ(refs_of(rps.all.rp[1]), (Ints{4}));
+    EXPECT_EQ(fx::stderr_of([&] { EXPECT_EQ(ZEMU_del_reaction_pathway(&rps.all, 2), 0); }),
+              "Error: Invalid input to ZEMU_del_reaction_pathway()\n");
+    EXPECT_EQ(rps.all.total, 2);
+    ASSERT_EQ(ZEMU_del_reaction_pathway(&rps.all, 1), 0);
+    ASSERT_EQ(ZEMU_del_reaction_pathway(&rps.all, 0), 0);
+    EXPECT_EQ(rps.all.total, 0);
+    EXPECT_EQ(rps.all.rp, nullptr);
 }
