@@ -69,6 +69,6 @@ void ZEMU_free_char_stack(ZEMU_char_stack* stack);
 void ZEMU_init_RPN_token(ZEMU_RPN_token* token);
 int ZEMU_alloc_RPN_token(ZEMU_RPN_token* token);
 void ZEMU_free_RPN_token(ZEMU_RPN_token* token);
-void ZEMU_free_RPN(ZEMU_RPN_token* token);  // a compiled expression: the same release as a token list
+void ZEMU_free_RPN(ZEMU_RPN_token* token);  // a compiled expression: the items only, the size kept
 
 #endif

@@ -95,7 +95,12 @@ void ZEMU_free_RPN_token(ZEMU_RPN_token* token) {
     *token = ZEMU_RPN_token{};
 }
 
-void ZEMU_free_RPN(ZEMU_RPN_token* token) { ZEMU_free_RPN_token(token); }
+// A compiled expression's release leaves its size as it was (a later compile
+// sets every field anew); only the items go.
+void ZEMU_free_RPN(ZEMU_RPN_token* token) {
+    free(token->item);
+    token->item = nullptr;
+}
 
 // ---------------------------------------------------------------------------
 // Variables
@@ -357,6 +362,7 @@ int ZEMU_RPN_build(char* input, ZEMU_RPN_token* output) {
     }
     if (status != 0) {
         ZEMU_free_RPN(output);
+        output->size = 0;  // a failed build leaves an empty sequence
     }
     return status;
 }
