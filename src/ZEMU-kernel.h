@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ZEMU-path.h"
+#include "ZEMU-graph.h"
 
 namespace zemu_kernel {
 
@@ -237,6 +238,8 @@ inline int reference_path_index(const ZEMU_pathlib* pathlib, int ref) {
 
 // The clusters of one network analysis, released on scope exit.
 using ScopedClusters = Scoped<ZEMU_cluster_list, ZEMU_init_path_clust, ZEMU_free_path_clust>;
+// A graph of one walk or search, released on scope exit.
+using ScopedGraph = Scoped<ZEMU_graph, ZEMU_init_graph, ZEMU_free_graph>;
 
 }  // namespace zemu_kernel
 

@@ -183,7 +183,7 @@ struct SiteKeyEqual {
 };
 
 // A graph released on scope exit.
-using ScopedGraph = zemu_kernel::Scoped<ZEMU_graph, ZEMU_init_graph, ZEMU_free_graph>;
+using zemu_kernel::ScopedGraph;
 
 // Allpath indices by the minima they touch (an allpath appears under its start
 // and under its end minimum).

@@ -436,7 +436,7 @@ namespace {
 
 const char kBuildAllocError[] = "Error: Memory allocation problem in ZEMU_build_reaction_pathway()\n";
 
-using ScopedGraph = zemu_kernel::Scoped<ZEMU_graph, ZEMU_init_graph, ZEMU_free_graph>;
+using zemu_kernel::ScopedGraph;
 
 // The backbone of one cluster with its two analyses, released on scope exit.
 struct Backbone {

@@ -439,6 +439,7 @@ int ZEMU_concatenate_path(ZEMU_cube* cube, ZEMU_pathlib* pathlib, ZEMU_grid_path
         ZEMU_grid_path piece;
         ZEMU_init_grid_path(&piece);
         if (ZEMU_build_grid_path(cube, &piece, entry, saddle, exit_img) != 0) {
+            ZEMU_free_grid_path(&piece);  // what the failed trace had built
             fprintf(stderr, "Error: Unable to trace path %d\n", ref);
             return 1;
         }
