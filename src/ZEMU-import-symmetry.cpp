@@ -41,6 +41,8 @@ std::string decimals_to_fractions(const std::string& text) {
                 out += number;
             } else {
                 const double v = atof(number.c_str());
+                // beyond the int range of the fractions (and of any real operation)
+                if (!(std::fabs(v) <= 1e6)) refuse("symmetry operation '" + text + "' cannot be read");
                 bool done = false;
                 for (int den : {1, 2, 3, 4, 6, 8, 12, 24}) {
                     const double num = std::round(v * den);
@@ -150,6 +152,9 @@ void add_operation(const std::string& text, const gemmi::Op& op, Symmetry& sym, 
         report->warnings.push_back("symmetry operation '" + text + "' listed twice");
         return;
     }
+    // refused at once: every later operation is compared with all the earlier ones
+    if (sym.ops.size() >= ZEMU_MAX_SYMOP)
+        refuse("more than " + std::to_string(ZEMU_MAX_SYMOP) + " symmetry operations, more than any space group has");
     sym.ops.push_back(wrapped);
     sym.texts.push_back(reader_text(text, op));
 }
@@ -323,8 +328,6 @@ void read_symmetry(cif::Block& block, double alpha, double gamma, Symmetry& sym,
     } else {
         generate_operations(named, sym, report);
     }
-    if (sym.ops.size() > ZEMU_MAX_SYMOP)
-        refuse(std::to_string(sym.ops.size()) + " symmetry operations, more than any space group has" + at_line(line));
     check_group(sym);
     if (sym.symbol_sg && sym.source == "symmetry loop") {
         const int order = sym.symbol_sg->operations().order();
