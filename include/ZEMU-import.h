@@ -23,7 +23,7 @@ typedef struct {
 // Oxidation state of one element as imported.
 typedef struct {
     std::string element;     // element symbol, e.g. "Fe"
-    std::vector<int> states; // distinct states on its sites, ascending (several for mixed valence)
+    std::vector<double> states;  // distinct states on its sites, ascending (several for mixed valence)
     std::string source;      // "file", "assigned" or "given"
 } ZEMU_import_oxidation;
 

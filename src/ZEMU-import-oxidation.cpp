@@ -403,7 +403,7 @@ void report_states(const std::vector<std::string>& elements, const std::vector<Z
         std::set<double> st;
         for (const ZEMU_import_site& s : sites)
             if (s.element == el) st.insert(s.ox);
-        for (double v : st) o.states.push_back((int)std::lround(v));
+        o.states.assign(st.begin(), st.end());
         o.source = source.at(el);
         any_assigned = any_assigned || o.source == "assigned";
         any_given = any_given || o.source == "given";

@@ -11,9 +11,20 @@ namespace {
 
 std::string states_text(const ZEMU_import_oxidation& o) {
     std::string out;
+    char number[32];
     for (size_t i = 0; i < o.states.size(); i++) {
-        if (i) out += ",";
-        out += (o.states[i] > 0 ? "+" : "") + std::to_string(o.states[i]);
+        snprintf(number, sizeof number, o.states[i] > 0 ? "%s+%g" : "%s%g", i ? "," : "", o.states[i]);
+        out += number;
+    }
+    return out;
+}
+
+// The states as JSON numbers: whole ones as integers, others (given by hand) as they are.
+nlohmann::json states_json(const ZEMU_import_oxidation& o) {
+    nlohmann::json out = nlohmann::json::array();
+    for (double v : o.states) {
+        if (v == std::round(v)) out.push_back(static_cast<long long>(v));
+        else out.push_back(v);
     }
     return out;
 }
@@ -72,7 +83,7 @@ std::string ZEMU_import_summary_json(const ZEMU_cif* cif, const ZEMU_import_repo
     j["sites"] = sites;
     nlohmann::json states = nlohmann::json::array();
     for (const ZEMU_import_oxidation& o : report->states)
-        states.push_back({{"element", o.element}, {"states", o.states}, {"source", o.source}});
+        states.push_back({{"element", o.element}, {"states", states_json(o)}, {"source", o.source}});
     j["oxidation_states"] = states;
     j["oxidation_source"] = report->oxidation;
     j["warnings"] = report->warnings;

@@ -55,8 +55,11 @@ std::string found(const Imported& im, const std::string& want, bool states) {
         char text[32];
         snprintf(text, sizeof text, "%g", std::round(count * 1000) / 1000);
         for (const ZEMU_import_oxidation& o : im.report.states)
-            for (size_t k = 0; states && o.element == el && k < o.states.size(); k++)
-                value += (k ? "," : "") + std::to_string(o.states[k]);
+            for (size_t k = 0; states && o.element == el && k < o.states.size(); k++) {
+                char state[32];
+                snprintf(state, sizeof state, "%s%g", k ? "," : "", o.states[k]);
+                value += state;
+            }
         out += (out.empty() ? "" : " ") + el + ":" + (states ? value : text);
     }
     return out;
@@ -150,6 +153,10 @@ TEST(ImportOxidation, NothingBalancesAndGivenStatesWin) {
     for (const ZEMU_import_oxidation& o : over.report.states)
         EXPECT_EQ(o.source, o.element == "Fe" || o.element == "P" ? "given" : "file") << o.element;
     EXPECT_EQ(over.report.oxidation, "given");
+    // A state given as a fraction is reported as given, not rounded.
+    Imported half(source_file("examples/LiFePO4/structure.cif"), "Fe=2.5,P=4.5");
+    ASSERT_EQ(half.rc, 0) << half.report.error;
+    EXPECT_EQ(found(half, "Fe:2.5 P:4.5", true), "Fe:2.5 P:4.5");
 }
 
 // Positions of every atom of the cell, sorted, for comparing two readings.
