@@ -18,6 +18,7 @@ namespace {
 const double kNeutral = 0.01;        // e per formula unit
 const long kMaxCombinations = 2000000;  // assignments tried for charge balance
 const size_t kMaxEvaluated = 64;     // balanced assignments compared by their GII
+const double kGiiPairBudget = 5e7;   // atom pairs of all GII evaluations together (seconds, not minutes)
 
 // One unknown of the search: an element (all its sites) or one site.
 struct Unknown {
@@ -337,12 +338,25 @@ bool lowest_gii(ZEMU_cif* cif, std::vector<ZEMU_import_site>& sites, const std::
                 const std::vector<std::vector<int>>& found, size_t* pick, ZEMU_import_report* report) {
     *pick = 0;
     double pick_gii = -1.0;
-    for (size_t f = 0; f < found.size(); f++) {
+    size_t evaluated = found.size();
+    for (size_t f = 0; f < evaluated; f++) {
         apply_assignment(sites, unknowns, found[f]);
         if (found.size() == 1) break;
         if (ZEMU_import_build_record(cif, sites)) {
             report->error = "out of memory";
             return false;
+        }
+        if (f == 0) {  // each GII costs about atoms^2: large cells compare fewer assignments
+            long long cell_atoms = 0;
+            for (int s = 0; s < cif->site_no; s++) cell_atoms += std::max(1, cif->site[s].mul);
+            const double atoms = static_cast<double>(std::max(1LL, cell_atoms));
+            const size_t affordable = std::max<size_t>(1, static_cast<size_t>(kGiiPairBudget / (atoms * atoms)));
+            if (affordable < evaluated) {
+                report->warnings.push_back("a cell of " + std::to_string(cell_atoms) + " atoms: the first " +
+                                           std::to_string(affordable) + " of " + std::to_string(evaluated) +
+                                           " balanced assignments are compared");
+                evaluated = affordable;
+            }
         }
         const double gii = ZEMU_import_gii(cif);
         if (gii >= 0.0 && (pick_gii < 0.0 || gii < pick_gii)) {
